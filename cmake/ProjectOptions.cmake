@@ -1,0 +1,45 @@
+# What every target of the tree is built with.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+# A build folder runs as it stands: programs find libdvhost.so beside them.
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+set(PLUGIN_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/plugins)
+set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
+
+find_program(CCACHE ccache)
+if(CCACHE)
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+endif()
+
+add_library(project_options INTERFACE)
+target_compile_options(project_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Woverloaded-virtual
+    -Wnon-virtual-dtor -Wcast-align -Wformat=2 -Wnull-dereference -Werror)
+
+# Unique symbols would keep a plug-in in memory after dlclose; a restarted driver must start anew.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    target_compile_options(project_options INTERFACE -fno-gnu-unique)
+endif()
+
+if(COUNT_OBJECTS)
+    target_compile_definitions(project_options INTERFACE DVHOST_COUNT_OBJECTS)
+endif()
+
+if(SANITIZE)
+    target_compile_options(project_options INTERFACE -fsanitize=${SANITIZE} -fno-omit-frame-pointer
+                                                     -fno-sanitize-recover=all)
+    target_link_options(project_options INTERFACE -fsanitize=${SANITIZE})
+endif()
+
+if(COVERAGE)
+    target_compile_options(project_options INTERFACE --coverage -fprofile-abs-path)
+    target_link_options(project_options INTERFACE --coverage)
+endif()
