@@ -15,14 +15,16 @@ namespace dv {
 /// The levels in use, which are syslog's (RFC 5424, section 6.2.1).
 enum LogLevel : unsigned int { LOG_LEVEL_ERROR = 3, LOG_LEVEL_INFO = 6, LOG_LEVEL_DEBUG = 7 };
 
-/// Receives level and text of a line. [any thread]
+/// Receives level and text of a line. The text is as it was formatted: a sink that writes lines
+/// escapes it (EscapeLogText). [any thread]
 using LogSink = boost::function<void(unsigned int level, const std::string& text)>;
 
 /// Replaces the process's sink; an empty one restores the first: plain lines on standard error.
 DVHOST_API void SetLogSink(LogSink sink);
 
 /// printf-style text of any length.
-DVHOST_API std::string FormatText(const char* format, std::va_list arguments);
+DVHOST_API std::string FormatText(const char* format, std::va_list arguments)
+    __attribute__((format(printf, 1, 0)));
 
 /// The text on one line: \n, \r, \\ and \xNN for a line feed, a carriage return, a backslash and
 /// other control characters.

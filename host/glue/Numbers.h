@@ -34,6 +34,11 @@ DVHOST_API bool ParseBool(std::string_view text) noexcept;
 /// Decimal text of a number.
 DVHOST_API std::string ToString(unsigned int number);
 
+/// The number after `number`; the smallest follows the largest.
+constexpr int NextNumber(int number) noexcept {
+    return static_cast<int>(static_cast<std::uint32_t>(number) + 1U);
+}
+
 /// "true" or "false".
 constexpr const char* BoolText(bool value) noexcept { return value ? "true" : "false"; }
 

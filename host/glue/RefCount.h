@@ -16,12 +16,16 @@ public:
     void AddRef() const noexcept override { count_.fetch_add(1, std::memory_order_relaxed); }
 
     void Release() const noexcept override {
-        if (count_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+        if (DropReference()) delete this;
     }
 
 protected:
     RefCount() = default;
     ~RefCount() override = default;
+
+    /// Drops one reference without deleting. True when it was the last one: the object is then
+    /// the caller's to delete. For classes that have a Release of their own.
+    bool DropReference() const noexcept { return count_.fetch_sub(1, std::memory_order_acq_rel) == 1; }
 
 private:
     mutable std::atomic<long> count_{1};

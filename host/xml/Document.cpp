@@ -1,0 +1,49 @@
+// The document behind IDocument.
+#include <new>
+#include <utility>
+
+#include "host/glue/RefCount.h"
+#include "host/xml/Node.h"
+#include "host/xml/Reader.h"
+
+namespace DvXML {
+namespace {
+
+constexpr long kParseFailed = -1;
+
+class Document final : public dv::RefCount<IDocument> {
+public:
+    explicit Document(dv::auto_com<Node> root) : root_(std::move(root)) {}
+
+    // IDocument
+    long DocumentParse(std::string_view text) override;
+    INode* DocumentGetRoot() const override { return root_.get(); }
+    const std::string& DocumentGetError() const override { return error_; }
+
+private:
+    ~Document() override = default;
+
+    dv::auto_com<Node> root_;
+    std::string error_;
+};
+
+long Document::DocumentParse(std::string_view text) {
+    root_.reset();
+    error_.clear();
+    try {
+        ReadResult result = ReadXml(text);
+        root_ = std::move(result.root);
+        error_ = std::move(result.error);
+    } catch (const std::bad_alloc&) {
+        error_ = "out of memory";  // short enough to need none
+    }
+    return root_ ? 0 : kParseFailed;
+}
+
+}  // namespace
+
+dv::auto_com<IDocument> CreateXmlDocument(const std::string& name) {
+    return dv::auto_com<IDocument>::adopt(new Document(Node::Create(name)));
+}
+
+}  // namespace DvXML

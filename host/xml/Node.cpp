@@ -1,0 +1,167 @@
+#include "host/xml/Node.h"
+
+#include <algorithm>
+#include <typeinfo>
+#include <unordered_set>
+#include <utility>
+
+#include "host/glue/Log.h"
+#include "host/glue/Numbers.h"
+#include "host/xml/Writer.h"
+
+namespace DvXML {
+
+dv::auto_com<Node> Node::Create(std::string_view name, std::string_view text) {
+    return dv::auto_com<Node>::adopt(new Node(name, text));
+}
+
+void Node::Release() const noexcept {
+    if (DropReference()) Destroy(const_cast<Node*>(this));
+}
+
+// Deleting a node must not recurse into its children, as a deep tree would overrun the stack, and
+// must not allocate, as it must not fail. So the dead wait in a list that runs through themselves.
+void Node::Destroy(Node* last) noexcept {
+    for (Node* dead = last; dead;) {
+        Node* next = dead->nextDead_;
+        for (auto& handle : dead->children_) {
+            Node* child = handle.detach();
+            if (child->DropReference()) child->nextDead_ = std::exchange(next, child);
+        }
+        delete std::exchange(dead, next);
+    }
+}
+
+int Node::NodeGetIntValue() const {
+    return dv::ParseInt(text_);
+}
+
+void Node::NodeAddChild(INode* child) {
+    if (!child) return;
+    // The writer needs to see inside every node, and only nodes made here can be looked into.
+    if (typeid(*child) != typeid(Node)) {
+        LogXMessage(dv::LOG_LEVEL_ERROR,
+                    "NodeAddChild: the child was not made by CreateXmlNode; it is not added");
+        return;
+    }
+    auto* node = static_cast<Node*>(child);
+    if (node == this) return;
+    // Only a node that has been added somewhere can be below another one, and never below a leaf.
+    if (hadParent_ && node->Contains(this)) return;
+    Append(dv::auto_com<Node>::share(node));
+}
+
+void Node::NodeAddNamedValue(std::string_view name, std::string_view value) {
+    Append(Create(name, value));
+}
+
+void Node::NodeAddNamedInt(std::string_view name, int value) {
+    NodeAddNamedValue(name, std::to_string(value));
+}
+
+void Node::NodeAddNamedULong(std::string_view name, unsigned long value) {
+    NodeAddNamedValue(name, std::to_string(value));
+}
+
+void Node::NodeAddNamedBool(std::string_view name, bool value) {
+    NodeAddNamedValue(name, dv::BoolText(value));
+}
+
+std::string_view Node::NodeGetNamedValue(std::string_view name) const {
+    const Node* child = Find(name);
+    return child ? child->NodeGetText() : std::string_view();
+}
+
+int Node::NodeGetNamedInt(std::string_view name) const {
+    return dv::ParseInt(NodeGetNamedValue(name));
+}
+
+INode* Node::NodeChildAt(std::size_t position) const {
+    return position < children_.size() ? children_[position].get() : nullptr;
+}
+
+void Node::NodeSetAttribute(std::string_view name, std::string_view value) {
+    const auto found = std::find_if(attributes_.begin(), attributes_.end(),
+                                    [&](const Attribute& attribute) { return attribute.name == name; });
+    if (found == attributes_.end()) {
+        AppendAttribute(name, value);
+    } else {
+        found->value = std::string(value);
+    }
+}
+
+std::string_view Node::NodeGetAttribute(std::string_view name) const {
+    const Attribute* attribute = FindAttribute(name);
+    return attribute ? std::string_view(attribute->value) : std::string_view();
+}
+
+void Node::NodeSetBoolAttribute(std::string_view name, bool value) {
+    NodeSetAttribute(name, dv::BoolText(value));
+}
+
+bool Node::NodeGetBoolAttribute(std::string_view name) const {
+    return dv::ParseBool(NodeGetAttribute(name));
+}
+
+std::string Node::NodeToText() const {
+    return WriteXml(*this);
+}
+
+const Attribute* Node::FindAttribute(std::string_view name) const {
+    const auto found = std::find_if(attributes_.begin(), attributes_.end(),
+                                    [&](const Attribute& attribute) { return attribute.name == name; });
+    return found == attributes_.end() ? nullptr : &*found;
+}
+
+void Node::AppendAttribute(std::string_view name, std::string_view value) {
+    attributes_.push_back({std::string(name), std::string(value)});
+}
+
+Node* Node::Find(std::string_view name) const {
+    const auto found = std::find_if(children_.begin(), children_.end(),
+                                    [&](const auto& child) { return child->name_ == name; });
+    return found == children_.end() ? nullptr : found->get();
+}
+
+void Node::Append(dv::auto_com<Node> child) {
+    Node& added = *child;
+    children_.push_back(std::move(child));
+    added.hadParent_ = true;
+}
+
+// Nodes may be shared, so a tree can have more paths than nodes: each node is visited once.
+bool Node::Contains(const Node* wanted) const {
+    std::vector<const Node*> waiting{this};
+    std::unordered_set<const Node*> seen;
+    while (!waiting.empty()) {
+        const Node* node = waiting.back();
+        waiting.pop_back();
+        if (node == wanted) return true;
+        for (const auto& child : node->children_) {
+            if (seen.insert(child.get()).second) waiting.push_back(child.get());
+        }
+    }
+    return false;
+}
+
+dv::auto_com<INode> CreateXmlNode() {
+    return Node::Create({});
+}
+
+dv::auto_com<INode> CreateXmlNode(const std::string& name, const std::string& text) {
+    return Node::Create(name, text);
+}
+
+dv::auto_com<INode> CreateXmlNode(const std::string& name, const char* text) {
+    return Node::Create(name, text ? text : "");
+}
+
+dv::auto_com<INode> CreateXmlNode(const std::string& name, int value) {
+    return Node::Create(name, std::to_string(value));
+}
+
+dv::auto_com<INode> CreateXmlNode(const std::string& name, bool value) {
+    return Node::Create(name, dv::BoolText(value));
+}
+
+}  // namespace DvXML

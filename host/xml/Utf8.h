@@ -1,0 +1,32 @@
+// The shape of UTF-8 characters (RFC 3629).
+#ifndef HOST_XML_UTF8_H
+#define HOST_XML_UTF8_H
+
+#include <cstddef>
+#include <string_view>
+
+namespace DvXML {
+
+/// The length in bytes, 1 to 4, of the character that `text` begins with; 0 when it begins with none:
+/// empty, truncated, overlong, a surrogate, or beyond U+10FFFF.
+constexpr std::size_t Utf8Length(std::string_view text) noexcept {
+    const auto byteAt = [text](std::size_t at) -> unsigned {
+        return at < text.size() ? static_cast<unsigned char>(text[at]) : 0U;
+    };
+    const auto follows = [byteAt](std::size_t at) { return (byteAt(at) & 0xC0U) == 0x80U; };
+    const unsigned first = byteAt(0);
+    const unsigned second = byteAt(1);
+    if (first < 0x80) return text.empty() ? 0 : 1;
+    if (first < 0xC2 || first > 0xF4 || !follows(1)) return 0;
+    if (first < 0xE0) return 2;
+    const bool overlong = (first == 0xE0 && second < 0xA0) || (first == 0xF0 && second < 0x90);
+    const bool surrogate = first == 0xED && second >= 0xA0;
+    const bool beyond = first == 0xF4 && second >= 0x90;
+    if (overlong || surrogate || beyond || !follows(2)) return 0;
+    if (first < 0xF0) return 3;
+    return follows(3) ? 4 : 0;
+}
+
+}  // namespace DvXML
+
+#endif
