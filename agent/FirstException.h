@@ -1,0 +1,27 @@
+// For sequences that must run to their end although a driver may throw in the middle.
+#ifndef AGENT_FIRSTEXCEPTION_H
+#define AGENT_FIRSTEXCEPTION_H
+
+#include <exception>
+
+/// Runs step after step, keeps the first exception and throws it when asked to.
+class FirstException {
+public:
+    template <class Step>
+    void Run(Step step) {
+        try {
+            step();
+        } catch (...) {
+            if (!first_) first_ = std::current_exception();
+        }
+    }
+
+    void Rethrow() const {
+        if (first_) std::rethrow_exception(first_);
+    }
+
+private:
+    std::exception_ptr first_;
+};
+
+#endif

@@ -1,0 +1,114 @@
+#include "agent/IntercomAgent.h"
+
+#include <algorithm>
+#include <exception>
+
+#include "agent/FirstException.h"
+#include "agent/UiEvents.h"
+#include "host/glue/NetworkInterfaces.h"
+#include "host/interfaces/IDriverManager.h"
+#include "host/interfaces/InterfaceIds.h"
+
+namespace {
+
+/// The classes of system events that the agent listens to, in the order of registration. Items
+/// of the project that are removed, renamed or moved arrive in them.
+constexpr unsigned int kEventClasses[] = {11, 8, 12};
+
+/// Where the proxy on the controller itself listens: the port of SIP (RFC 3261, section 19.1.2).
+constexpr int kOwnSipPort = 5060;
+
+}  // namespace
+
+IDriver* IntercomAgent::Create(IInstanceManager& im) {
+    return new IntercomAgent(im);
+}
+
+IntercomAgent::IntercomAgent(IInstanceManager& im) : DvBaseAgentDriver(im, DRIVER_SINGLE) {
+    RestartSipProxy();
+}
+
+IntercomAgent::~IntercomAgent() = default;
+
+long IntercomAgent::QueryInterface(const std::string& id, void** out) {
+    if (id != IntercomAgentInterfaceId || !out) return DvBaseAgentDriver::QueryInterface(id, out);
+    *out = static_cast<IIntercomAgent*>(this);
+    return 0;
+}
+
+long IntercomAgent::Initialize(unsigned long id, DvXML::INode& config, DvXML::INode* savedState) {
+    DvBaseAgentDriver::Initialize(id, config, savedState);
+    GetInstanceManager().InstanceRegisterInterface(IntercomAgentInterfaceId,
+                                                   static_cast<IIntercomAgent*>(this));
+    for (const unsigned int eventClass : kEventClasses)
+        RegisterListener(*this, eventClass, 0);
+    if (savedState) ReadState(*savedState);
+    AddOwnSipConfig();
+    UpdateExternal();
+    AnnounceExternal();
+    AskDriversToRegister();
+    return 0;
+}
+
+void IntercomAgent::OnDestroy() {
+    FirstException trouble;
+    for (const unsigned int eventClass : kEventClasses)
+        trouble.Run([&] { UnregisterListener(*this, eventClass, 0); });
+    trouble.Run([&] { GetInstanceManager().InstanceUnregisterInterface(IntercomAgentInterfaceId); });
+    const auto adopted = DisconnectDevices(trouble);
+    devices.clear();
+    users.clear();
+    trouble.Run([&] { DisableSipProxy(); });
+    trouble.Rethrow();
+}
+
+void IntercomAgent::AddOwnSipConfig() {
+    const std::string address = NetworkInterfaces().IPv4();
+    if (address.empty() || configs.count(address) != 0) return;
+    AddConfig(new SipConfig(address, kOwnSipPort));
+}
+
+void IntercomAgent::AnnounceExternal() {
+    MySendDataToUI(UiEvents::kAgentExternal, OwnId(), isExternal ? 1 : 0);
+}
+
+// One driver that fails must not keep the agent, and with it the whole home, from starting.
+void IntercomAgent::AskDriversToRegister() {
+    for (ISupportIntercom* const driver : FindIntercomDrivers()) {
+        const auto running = FindIntercomDrivers();  // a driver asked before may have ended this one
+        if (std::find(running.begin(), running.end(), driver) == running.end()) continue;
+        try {
+            driver->requestToAddDevice();
+        } catch (const std::exception& error) {
+            LogXMessage(3, "IntercomAgent: a device driver failed to add its device: %s", error.what());
+        } catch (...) {
+            LogXMessage(3, "IntercomAgent: a device driver failed to add its device");
+        }
+    }
+}
+
+std::vector<ISupportIntercom*> IntercomAgent::FindIntercomDrivers() const {
+    std::vector<ISupportIntercom*> found;
+    GetDriverManager().DriverManagerFindByInterface(0, IntercomDeviceInterfaceId, found);
+    return found;
+}
+
+std::vector<std::unique_ptr<ReproUser>> IntercomAgent::DisconnectDevices(FirstException& trouble) {
+    std::vector<std::unique_ptr<ReproUser>> adopted;
+    std::vector<ReproUser*> seen;  // one user may be registered under two ids
+    for (const unsigned long id : DeviceIds()) {
+        ISupportIntercom* const device = getIntercomDevice(id);
+        if (!device) continue;
+        // Asked first: a driver may delete its device when it is disconnected.
+        auto* const user = dynamic_cast<ReproUser*>(device);
+        trouble.Run([&] { device->disconnectAgent(); });
+        if (!user || IsOwnUser(user) || std::find(seen.begin(), seen.end(), user) != seen.end()) continue;
+        seen.push_back(user);
+        adopted.emplace_back(user);
+    }
+    return adopted;
+}
+
+bool IntercomAgent::IsOwnUser(const ReproUser* user) const {
+    return std::any_of(users.begin(), users.end(), [&](const auto& own) { return own.get() == user; });
+}

@@ -1,0 +1,282 @@
+// The intercom agent: the one object of the plug-in. It holds every registry of the home's
+// intercom and answers the commands on them.
+//
+// Declared here once; each operation is defined in the folder of its subject: devices/, groups/,
+// contacts/, sipproxy/, calls/, and in agent/ what concerns the agent as a whole.
+//
+// Everything runs on the driver thread. Device drivers may call back from inside any call that
+// the agent makes to them, so no iterator into a table and no reference to one of the agent's
+// strings is held across such a call: walks go over a copy of the ids and look each one up again.
+#ifndef AGENT_INTERCOMAGENT_H
+#define AGENT_INTERCOMAGENT_H
+
+#include <boost/shared_ptr.hpp>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "contacts/IntercomContact.h"
+#include "contacts/IntercomRecentContact.h"
+#include "devices/ReproUser.h"
+#include "groups/IntercomGroup.h"
+#include "host/glue/DvBaseDriver.h"
+#include "host/interfaces/IIntercomAgent.h"
+#include "host/interfaces/ISupportIntercom.h"
+#include "host/interfaces/ISystemEventCallback.h"
+#include "sipproxy/ServiceInfo.h"
+#include "sipproxy/SipEntity.h"
+
+using ContactPtr = boost::shared_ptr<IntercomContact>;
+using RecentContactPtr = boost::shared_ptr<IntercomRecentContact>;
+using GroupPtr = boost::shared_ptr<IntercomGroup>;
+using ServiceMap = std::map<std::string, boost::shared_ptr<ServiceInfo>>;
+
+class IntercomAgent final : public DvBaseAgentDriver, public IIntercomAgent, public ISystemEventCallback {
+public:
+    /// The kind of call that evalVideoType decides for.
+    enum SessionType : int { SESSION_REGULAR = 0, SESSION_BROADCAST = 1, SESSION_MONITOR = 2 };
+
+    /// A new agent; the host owns it. What the constructor throws passes on.
+    static IDriver* Create(IInstanceManager& im);
+
+    /// Restarts the SIP proxy, so that one left running by an earlier agent is in a known state.
+    explicit IntercomAgent(IInstanceManager& im);
+
+    // DvBaseDriver
+    long QueryInterface(const std::string& id, void** out) override;
+    ~IntercomAgent() override;
+    long Initialize(unsigned long id, DvXML::INode& config, DvXML::INode* savedState) override;
+    /// Runs every step even if a driver throws; the first exception is passed on at the end.
+    void OnDestroy() override;
+    dv::auto_com<DvXML::INode> GetPersistState(unsigned long reserved) override;
+    void RegisterCommands() override;
+
+    // IIntercomAgent
+    void AddIntercomDevice(unsigned long id, ISupportIntercom* device) override;
+    void OnDeviceRemoved(unsigned long id) override;
+    void OnDeviceChanged(unsigned long id, dvIntercom::DeviceProps prop) override;
+    dv::auto_com<DvXML::INode> GetGroupList(bool includeAll) override;
+    dv::auto_com<DvXML::INode> GetDeviceList() override;
+    std::string GetDeviceAOR(unsigned long id) override;
+    dv::auto_com<DvXML::INode> GetContactList() override;
+    void AddRecentContact(const std::string& displayName, const std::string& address,
+                          const std::string& callTime, const std::string& callLength, bool receivedCall,
+                          bool acceptedCall) override;
+    int GetPopupTimeout() override;
+    void GetDeviceListByGroup(std::vector<unsigned long>& out, int groupId) override;
+    ISupportIntercom* GetIntercomDevice(unsigned long id) override;
+    void EndOfflineSession(const std::string& local, const std::string& remote) override;
+
+    // ISystemEventCallback
+    void OnSystemEvent(DvXML::INode& event) override;
+
+    // Modes
+    /// The highest version among the devices becomes the mode; entering 1 stops the SIP proxy,
+    /// entering 2 starts it.
+    void CheckIntercomMode();
+    /// Whether there are external services now.
+    void UpdateExternal();
+    /// What UpdateExternal last found.
+    bool GetExternal() const { return isExternal; }
+
+    // Devices
+    /// Null when the id is not registered.
+    ISupportIntercom* getIntercomDevice(unsigned long id) const;
+    /// The first device, by ascending id, that bears the key; null when none does.
+    ISupportIntercom* getIntercomDevice(const std::string& key) const;
+
+    // Display order
+    dv::auto_com<DvXML::INode> GetDeviceOrder() const;
+    void UpdateDeviceOrder(unsigned long id);
+    dv::auto_com<DvXML::INode> SetDeviceOrder(const std::vector<unsigned long>& ids);
+
+    // Groups
+    /// The group's element; id 0 is the synthetic "All"; "fail" when unknown.
+    dv::auto_com<DvXML::INode> GetGroup(int id) const;
+    dv::auto_com<DvXML::INode> SetGroupState(int id, const std::string& name,
+                                             const std::vector<unsigned long>& deviceIds);
+
+    // Contacts
+    /// The display name of the first contact with a phone-list entry of that key, else the text given.
+    std::string getNameByAddress(std::string address) const;
+
+    // SIP proxy
+    /// Takes ownership in both cases; false when the key is taken.
+    bool AddConfig(SipConfig* config);
+    bool AddRoute(SipRoute* route);
+    /// True when a service of that name was there.
+    bool removeService(const std::string& name);
+    /// Asks the system manager and waits for its answer; the outcome goes to the log only.
+    void IssueSipProxyCommand(const std::string& request);
+    void EnableSipProxy();
+    void DisableSipProxy();
+    void RestartSipProxy();
+
+    // Calls
+    /// The video mode that the calling device will use.
+    dvIntercom::MediaMode evalVideoType(const ISupportIntercom* device, SessionType type,
+                                        dvIntercom::MediaMode requested) const;
+
+private:
+    using Reply = dv::auto_com<DvXML::INode>;
+    struct CommandRow;
+    static const CommandRow kCommands[];
+
+    // UI commands, in the order of the command table
+    Reply OnReqAddGroup(const ICmdMessage& message);
+    Reply OnReqCopyGroup(const ICmdMessage& message);
+    Reply OnReqDeleteGroup(const ICmdMessage& message);
+    Reply OnReqGetGroupList(const ICmdMessage& message);
+    Reply OnReqGetGroup(const ICmdMessage& message);
+    Reply OnReqGetDeviceList(const ICmdMessage& message);
+    Reply OnReqSetDeviceOrder(const ICmdMessage& message);
+    Reply OnReqGetDeviceState(const ICmdMessage& message);
+    Reply OnReqSetDeviceState(const ICmdMessage& message);
+    Reply OnReqGetPopupTimeout(const ICmdMessage& message);
+    Reply OnReqSetPopupTimeout(const ICmdMessage& message);
+    Reply OnReqGetIsExternal(const ICmdMessage& message);
+    Reply OnReqSetGroupState(const ICmdMessage& message);
+    Reply OnReqGetSipUserGroup(const ICmdMessage& message);
+    Reply OnReqGetCustomButtons(const ICmdMessage& message);
+    Reply OnReqAddUser(const ICmdMessage& message);
+    Reply OnReqEraseUser(const ICmdMessage& message);
+    Reply OnReqGetUser(const ICmdMessage& message);
+    Reply OnReqAddRoute(const ICmdMessage& message);
+    Reply OnReqEraseRoute(const ICmdMessage& message);
+    Reply OnReqGetRoute(const ICmdMessage& message);
+    Reply OnReqAddAcl(const ICmdMessage& message);
+    Reply OnReqEraseAcl(const ICmdMessage& message);
+    Reply OnReqGetAcl(const ICmdMessage& message);
+    Reply OnReqAddConfig(const ICmdMessage& message);
+    Reply OnReqEraseConfig(const ICmdMessage& message);
+    Reply OnReqGetConfig(const ICmdMessage& message);
+    Reply OnReqGetSipProxyIP(const ICmdMessage& message);
+    Reply OnReqSetSipProxyIP(const ICmdMessage& message);
+    Reply OnReqApplySIPProxyChanges(const ICmdMessage& message);
+    Reply OnReqEditService(const ICmdMessage& message);
+    Reply OnReqGetServiceList(const ICmdMessage& message);
+    Reply OnReqRemoveService(const ICmdMessage& message);
+    Reply OnReqAddContact(const ICmdMessage& message);
+    Reply OnReqDeleteContact(const ICmdMessage& message);
+    Reply OnReqEditContact(const ICmdMessage& message);
+    Reply OnReqGetContactList(const ICmdMessage& message);
+    Reply OnReqGetRecentContactList(const ICmdMessage& message);
+    Reply OnReqDeleteRecentContact(const ICmdMessage& message);
+    Reply OnReqClearRecentContactList(const ICmdMessage& message);
+
+    // Plain commands
+    void handleSipExternalCall(const ICmdMessage& message);
+    void handleSipRegularCall(const ICmdMessage& message);
+    void handleSipMonitorCall(const ICmdMessage& message);
+    void handleSipBroadcastCall(const ICmdMessage& message);
+    void handleCustomButtonEvent(const ICmdMessage& message);
+
+    // Start and end
+    void AddOwnSipConfig();
+    void AnnounceExternal();
+    void AskDriversToRegister();
+    std::vector<ISupportIntercom*> FindIntercomDrivers() const;
+    /// Users that are registered but were not made here; the agent deletes these as well.
+    std::vector<std::unique_ptr<ReproUser>> DisconnectDevices(class FirstException& trouble);
+    bool IsOwnUser(const ReproUser* user) const;
+
+    // Saved state
+    void ReadState(DvXML::INode& state);
+    void ReadGroups(DvXML::INode& list);
+    void ReadContacts(DvXML::INode& list);
+    void ReadServices(DvXML::INode& list);
+    void ReadConfigs(DvXML::INode& list);
+
+    // User interface
+    /// Sends an element of that name with "id" and "state"; -1 leaves the number out.
+    void MySendDataToUI(const std::string& name, int id, int state);
+    void EchoCommand(const ICmdMessage& message);
+    /// GetDeviceId as events carry it.
+    int OwnId() const { return static_cast<int>(GetDeviceId()); }
+
+    // Devices
+    std::vector<unsigned long> DeviceIds() const;
+    /// What the device answers; nothing when it is not (or no longer) registered.
+    template <class Answer>
+    std::optional<Answer> Ask(unsigned long id, Answer (ISupportIntercom::*question)() const) const;
+    template <class Answer>
+    std::optional<Answer> Ask(unsigned long id, Answer (ISupportIntercom::*question)()) const;
+    void RefreshSipInfo(unsigned long id);
+    void HandSipProxyIPToDevices();
+    Reply GetUserByKey(const std::string& key) const;
+    Reply GetUserByIndex(unsigned long index) const;
+
+    // Groups
+    bool IsGroupNameFree(const std::string& name) const;
+    GroupPtr FindGroup(int id) const;
+    GroupPtr FindGroup(const std::string& name) const;
+    Reply InsertNewGroup(const std::string& name, const std::vector<unsigned long>& deviceIds);
+    /// Ascending ids of the registered devices that are not door stations.
+    std::vector<unsigned long> IdsOfAll() const;
+
+    // Contacts
+    std::vector<ContactPtr>::iterator FindContact(int contactId);
+    void BoundRecentContacts();
+
+    // SIP proxy
+    Reply GetSipEntity(const SipEntityMap& store, const ICmdMessage& message) const;
+    Reply EraseSipEntity(SipEntityMap& store, const std::string& key);
+    Reply EraseExisting(SipEntityMap& store, const ICmdMessage& message);
+    Reply AnswerAdded(bool stored, const ICmdMessage& message);
+
+    // Calls
+    using StartOperation = void (ISupportIntercom::*)(dvIntercom::MediaMode, dvIntercom::MediaMode,
+                                                      const std::string&);
+    void StartCallBetween(const ICmdMessage& message, SessionType type, dvIntercom::MediaMode audio,
+                          StartOperation start);
+    std::optional<std::string> SipAddress(unsigned long id) const;
+    bool TakesBroadcasts(unsigned long id) const;
+    std::vector<std::string> BroadcastAddresses(const ICmdMessage& message,
+                                                const ISupportIntercom* source) const;
+    void EndBroadcastSessions(const std::string& local);
+    void EndAllSessions(const std::string& local);
+    void EndSessionWithPeer(unsigned long local, const std::string& localKey, const std::string& remoteKey);
+    void HangupEndpoint(unsigned long id, const std::string& local);
+    std::optional<unsigned long> FindDeviceId(const std::string& key) const;
+    std::optional<std::string> LogEndpoint(unsigned long id) const;
+
+    int maxRecentCalls = 50;                             // persisted
+    std::vector<ContactPtr> contacts;                    // persisted
+    std::vector<RecentContactPtr> recentContacts;        // oldest first
+    int nextGroupId = 1;                                 // persisted; only grows
+    int popupTimeout = 20;                               // seconds; persisted
+    std::map<int, GroupPtr> groups;                      // persisted
+    std::map<unsigned long, ISupportIntercom*> devices;  // not owned
+    std::vector<unsigned long> deviceOrder;              // persisted
+    bool isExternal = false;
+    int intercomMode = 1;  // 1: SIP proxy off, 2: it runs
+    std::string sipProxyIP;
+    SipEntityMap routes;  // persisted, as the three below
+    SipEntityMap acls;
+    SipEntityMap configs;
+    ServiceMap services;
+
+    unsigned int recentCount = 0;                   // entries of recentContacts
+    int nextRecentId = 0;                           // starts anew when the list is emptied
+    std::vector<std::unique_ptr<ReproUser>> users;  // every user made here, erased ones included
+};
+
+template <class Answer>
+std::optional<Answer> IntercomAgent::Ask(unsigned long id,
+                                         Answer (ISupportIntercom::*question)() const) const {
+    const ISupportIntercom* device = getIntercomDevice(id);
+    if (!device) return std::nullopt;
+    return (device->*question)();
+}
+
+template <class Answer>
+std::optional<Answer> IntercomAgent::Ask(unsigned long id, Answer (ISupportIntercom::*question)()) const {
+    ISupportIntercom* device = getIntercomDevice(id);
+    if (!device) return std::nullopt;
+    return (device->*question)();
+}
+
+#endif

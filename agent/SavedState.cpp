@@ -1,0 +1,90 @@
+// The one state document, <IntercomState>: eleven children in a fixed order. How the records
+// within them look is said where the records are.
+//
+// Its form may only grow: readers ignore what they do not know, never look at "version", and an
+// absent child leaves its table empty. Nothing is checked for range: the host keeps damaged
+// documents away.
+#include <boost/make_shared.hpp>
+
+#include "agent/IntercomAgent.h"
+#include "groups/IdList.h"
+
+namespace {
+
+constexpr char kVersion[] = "0.0.0.1";
+
+/// An element of that name with every record of a keyed store, in key order.
+template <class Store>
+dv::auto_com<DvXML::INode> ListOf(const char* name, const Store& store) {
+    auto list = DvXML::CreateXmlNode(name, "");
+    for (const auto& [key, record] : store)
+        list->NodeAddChild(record->toXml().get());
+    return list;
+}
+
+/// Builds a record of each child; of two with one key the first stays.
+template <class Record>
+void ReadSipEntities(const DvXML::INode& list, SipEntityMap& store) {
+    for (DvXML::INode* element : list.NodeChildren()) {
+        const auto record = boost::make_shared<Record>(element);
+        store.emplace(record->getKey(), record);
+    }
+}
+
+}  // namespace
+
+dv::auto_com<DvXML::INode> IntercomAgent::GetPersistState(unsigned long) {
+    auto root = DvXML::CreateXmlNode("IntercomState", "");
+    root->NodeAddNamedValue("version", kVersion);
+    root->NodeAddNamedInt("nextGroupId", nextGroupId);
+    root->NodeAddNamedInt("popupTimeout", popupTimeout);
+    root->NodeAddChild(GetDeviceOrder().get());
+    root->NodeAddChild(GetGroupList(false).get());
+    root->NodeAddChild(GetContactList().get());
+    root->NodeAddNamedInt("maxRecentCalls", maxRecentCalls);
+    root->NodeAddChild(ListOf("routes", routes).get());
+    root->NodeAddChild(ListOf("acls", acls).get());
+    root->NodeAddChild(ListOf("configs", configs).get());
+    root->NodeAddChild(ListOf("services", services).get());
+    return root;
+}
+
+void IntercomAgent::ReadState(DvXML::INode& state) {
+    nextGroupId = state.NodeGetNamedInt("nextGroupId");
+    popupTimeout = state.NodeGetNamedInt("popupTimeout");
+    if (DvXML::INode* order = state.NodeFindChild("order"))
+        XmlHelper::fromXml<unsigned long>(deviceOrder, *order, "devices");
+    if (DvXML::INode* list = state.NodeFindChild("groups")) ReadGroups(*list);
+    if (DvXML::INode* list = state.NodeFindChild("contacts")) ReadContacts(*list);
+    maxRecentCalls = state.NodeGetNamedInt("maxRecentCalls");
+    if (DvXML::INode* list = state.NodeFindChild("routes")) ReadSipEntities<SipRoute>(*list, routes);
+    if (DvXML::INode* list = state.NodeFindChild("acls")) ReadSipEntities<SipAcl>(*list, acls);
+    if (DvXML::INode* list = state.NodeFindChild("configs")) ReadConfigs(*list);
+    if (DvXML::INode* list = state.NodeFindChild("services")) ReadServices(*list);
+}
+
+void IntercomAgent::ReadGroups(DvXML::INode& list) {
+    for (DvXML::INode* element : list.NodeChildren()) {
+        // The name of the computed group of all devices; one of that name would hide it.
+        if (element->NodeGetNamedValue("name") == IntercomGroup::kAllName) continue;
+        const auto group = boost::make_shared<IntercomGroup>(element);
+        groups[group->GetGroupId()] = group;
+    }
+}
+
+void IntercomAgent::ReadContacts(DvXML::INode& list) {
+    for (DvXML::INode* element : list.NodeChildren())
+        contacts.push_back(boost::make_shared<IntercomContact>(element));
+}
+
+void IntercomAgent::ReadConfigs(DvXML::INode& list) {
+    for (DvXML::INode* element : list.NodeChildren())
+        AddConfig(new SipConfig(element));
+}
+
+void IntercomAgent::ReadServices(DvXML::INode& list) {
+    for (DvXML::INode* element : list.NodeChildren()) {
+        const auto service = boost::make_shared<ServiceInfo>(element);
+        services.emplace(service->getKey(), service);
+    }
+}

@@ -1,0 +1,40 @@
+// Names of the events that user interfaces receive, and the form of an event.
+#ifndef AGENT_UIEVENTS_H
+#define AGENT_UIEVENTS_H
+
+#include <string>
+
+#include "host/interfaces/DvXML.h"
+#include "host/interfaces/dvIntercom.h"
+
+namespace UiEvents {
+
+inline constexpr char kDeviceAdded[] = "DeviceAdded";
+inline constexpr char kDeviceRemoved[] = "DeviceRemoved";
+inline constexpr char kDeviceOrderChanged[] = "DeviceOrderChanged";
+inline constexpr char kGroupAdded[] = "GroupAdded";
+inline constexpr char kGroupRemoved[] = "GroupRemoved";
+inline constexpr char kGroupChanged[] = "GroupChanged";
+inline constexpr char kContactAdded[] = "ContactAdded";
+inline constexpr char kContactDeleted[] = "ContactDeleted";
+inline constexpr char kContactEdited[] = "ContactEdited";
+inline constexpr char kRecentContactAdded[] = "RecentContactAdded";
+inline constexpr char kRecentContactDeleted[] = "RecentContactDeleted";
+inline constexpr char kRecentContactsCleared[] = "RecentContactsCleared";
+inline constexpr char kServiceChanged[] = "ServiceChanged";
+inline constexpr char kPopupTimeoutChanged[] = "PopupTimeoutChanged";
+inline constexpr char kAgentExternal[] = "AGENT_EXTERNAL";
+
+/// Leaves a number out of an event.
+inline constexpr int kNone = -1;
+
+/// The event under which a change of that property is reported; null for a value outside the
+/// table.
+const char* NameOfProperty(dvIntercom::DeviceProps prop);
+
+/// An element of that name with the children "id" and "state", each left out when it is kNone.
+dv::auto_com<DvXML::INode> EventDocument(const std::string& name, int id, int state);
+
+}  // namespace UiEvents
+
+#endif
