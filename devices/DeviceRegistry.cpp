@@ -1,0 +1,86 @@
+// The registry of intercom devices: look-ups, and what device drivers report.
+#include "agent/IntercomAgent.h"
+#include "agent/UiEvents.h"
+
+ISupportIntercom* IntercomAgent::getIntercomDevice(unsigned long id) const {
+    const auto found = devices.find(id);
+    return found == devices.end() ? nullptr : found->second;
+}
+
+ISupportIntercom* IntercomAgent::getIntercomDevice(const std::string& key) const {
+    const std::optional<unsigned long> id = FindDeviceId(key);
+    return id ? getIntercomDevice(*id) : nullptr;
+}
+
+std::optional<unsigned long> IntercomAgent::FindDeviceId(const std::string& key) const {
+    const std::string wanted = key;
+    for (const unsigned long id : DeviceIds())
+        if (Ask(id, &ISupportIntercom::getKey) == wanted && getIntercomDevice(id)) return id;
+    return std::nullopt;
+}
+
+ISupportIntercom* IntercomAgent::GetIntercomDevice(unsigned long id) {
+    return getIntercomDevice(id);
+}
+
+std::string IntercomAgent::GetDeviceAOR(unsigned long id) {
+    // The first user of all bears this id and is left out, here as in the device list.
+    if (id == ReproUser::BASE_REPRO_USER_ID) return "";
+    return Ask(id, &ISupportIntercom::getKey).value_or("");
+}
+
+std::vector<unsigned long> IntercomAgent::DeviceIds() const {
+    std::vector<unsigned long> ids;
+    ids.reserve(devices.size());
+    for (const auto& [id, device] : devices)
+        ids.push_back(id);
+    return ids;
+}
+
+void IntercomAgent::AddIntercomDevice(unsigned long id, ISupportIntercom* device) {
+    if (!device) {
+        // "%ul" prints the id and a letter l: the text is known to log readers as it is.
+        LogXMessage(3, "Unable to add intercom device %ul", static_cast<unsigned int>(id));
+        return;
+    }
+    devices[id] = device;
+    UpdateDeviceOrder(id);
+    if (device->getVersion() != intercomMode) CheckIntercomMode();
+    if (ISupportIntercom* const registered = getIntercomDevice(id)) {
+        const std::string address = sipProxyIP;
+        registered->updateSipInfoFromDriver(address);
+    }
+    MySendDataToUI(UiEvents::kDeviceAdded, static_cast<int>(id), UiEvents::kNone);
+}
+
+void IntercomAgent::OnDeviceRemoved(unsigned long id) {
+    if (devices.erase(id) == 0) return;
+    CheckIntercomMode();
+    MySendDataToUI(UiEvents::kDeviceRemoved, static_cast<int>(id), UiEvents::kNone);
+    for (const auto& [groupId, group] : groups)
+        group->RemoveFromGroup(id);
+}
+
+void IntercomAgent::OnDeviceChanged(unsigned long id, dvIntercom::DeviceProps prop) {
+    if (prop == dvIntercom::DEVICE_VOLUME) return;
+    const char* const name = UiEvents::NameOfProperty(prop);
+    if (!name) return;
+
+    const auto event = DvXML::CreateXmlNode(name, "");
+    if (ISupportIntercom* const device = getIntercomDevice(id))
+        event->NodeAddChild(device->toXml(prop).get());
+    else
+        event->NodeAddNamedULong("id", id);
+    ConSendDataToUI(*event);
+}
+
+dv::auto_com<DvXML::INode> IntercomAgent::GetDeviceList() {
+    auto list = DvXML::CreateXmlNode("devices", "");
+    const std::vector<unsigned long> order = deviceOrder;
+    for (const unsigned long id : order) {
+        if (id == ReproUser::BASE_REPRO_USER_ID) continue;
+        if (ISupportIntercom* const device = getIntercomDevice(id))
+            list->NodeAddChild(device->toXml(dvIntercom::DEVICE_CHANGED).get());
+    }
+    return list;
+}

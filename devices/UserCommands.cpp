@@ -1,0 +1,39 @@
+// Commands on SIP users. Look-ups by key and index see every device, not users alone.
+#include <iterator>
+
+#include "agent/IntercomAgent.h"
+#include "agent/Replies.h"
+
+IntercomAgent::Reply IntercomAgent::OnReqAddUser(const ICmdMessage& message) {
+    users.push_back(std::make_unique<ReproUser>(message));
+    ReproUser* const user = users.back().get();
+    AddIntercomDevice(user->getDeviceId(), user);
+    DmInvalidateState();
+    return Replies::Success();
+}
+
+// The user object lives on: drivers may still hold its pointer. It ends with the agent.
+IntercomAgent::Reply IntercomAgent::OnReqEraseUser(const ICmdMessage& message) {
+    const std::string& key = message.GetString("key");
+    ISupportIntercom* const device = getIntercomDevice(key);
+    if (!device) return Replies::UnableToErase(key);
+    OnDeviceRemoved(device->getDeviceId());
+    return Replies::Success();
+}
+
+IntercomAgent::Reply IntercomAgent::OnReqGetUser(const ICmdMessage& message) {
+    if (message.HasParameter("key")) return GetUserByKey(message.GetString("key"));
+    if (message.HasParameter("index")) return GetUserByIndex(message.GetULong("index"));
+    return Replies::Fail("OnReqGetUser: Invalid parameters");
+}
+
+IntercomAgent::Reply IntercomAgent::GetUserByKey(const std::string& key) const {
+    ISupportIntercom* const device = getIntercomDevice(key);
+    return device ? device->toXml(dvIntercom::DEVICE_CHANGED) : Replies::UnableToFind(key);
+}
+
+IntercomAgent::Reply IntercomAgent::GetUserByIndex(unsigned long index) const {
+    if (index >= devices.size()) return Replies::NoEntityAt(index);
+    ISupportIntercom* const device = std::next(devices.begin(), static_cast<std::ptrdiff_t>(index))->second;
+    return DvXML::CreateXmlNode("key", device->getKey());
+}
