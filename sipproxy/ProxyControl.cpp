@@ -1,0 +1,82 @@
+// The SIP proxy is a service of the controller. It is switched through the system manager, a
+// command-line program that prints the request word when it has done it.
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cstdio>
+
+#include "agent/FirstException.h"
+#include "agent/IntercomAgent.h"
+#include "agent/Replies.h"
+
+namespace {
+
+/// One line of the system manager's answer; what is longer is not looked at.
+constexpr std::size_t kAnswerBytes = 100;
+
+std::string ReadFirstLine(std::FILE* stream) {
+    std::array<char, kAnswerBytes> line{};
+    if (!std::fgets(line.data(), static_cast<int>(line.size()), stream)) return "";
+    return line.data();
+}
+
+std::string LowerCase(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char character) { return static_cast<char>(std::tolower(character)); });
+    return text;
+}
+
+}  // namespace
+
+void IntercomAgent::IssueSipProxyCommand(const std::string& request) {
+    std::FILE* const stream = popen(("sysman " + request + " sipproxy").c_str(), "r");
+    if (!stream) {
+        LogXMessage(3, "failed to open connection to sysman");
+        return;
+    }
+    const std::string answer = LowerCase(ReadFirstLine(stream));
+    pclose(stream);  // the answer counts, the exit status does not
+
+    if (answer.starts_with(request))
+        LogXMessage(6, "IntercomAgent %s sipproxy", request.c_str());
+    else
+        LogXMessage(3, "Failed to %s sipproxy", request.c_str());
+}
+
+void IntercomAgent::EnableSipProxy() {
+    IssueSipProxyCommand("enable");
+}
+
+void IntercomAgent::DisableSipProxy() {
+    IssueSipProxyCommand("disable");
+}
+
+void IntercomAgent::RestartSipProxy() {
+    IssueSipProxyCommand("kill");
+    IssueSipProxyCommand("enable");
+}
+
+IntercomAgent::Reply IntercomAgent::OnReqGetSipProxyIP(const ICmdMessage&) {
+    return DvXML::CreateXmlNode("sipProxyIP", sipProxyIP);
+}
+
+IntercomAgent::Reply IntercomAgent::OnReqSetSipProxyIP(const ICmdMessage& message) {
+    sipProxyIP = message.GetString("address");
+    HandSipProxyIPToDevices();
+    return Replies::Success();
+}
+
+void IntercomAgent::HandSipProxyIPToDevices() {
+    const std::string address = sipProxyIP;
+    FirstException trouble;
+    for (const unsigned long id : DeviceIds()) {
+        if (ISupportIntercom* const device = getIntercomDevice(id))
+            trouble.Run([&] { device->updateSipInfoFromDriver(address); });
+    }
+    trouble.Rethrow();
+}
+
+IntercomAgent::Reply IntercomAgent::OnReqApplySIPProxyChanges(const ICmdMessage&) {
+    RestartSipProxy();
+    return Replies::None();
+}
