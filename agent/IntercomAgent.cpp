@@ -55,7 +55,7 @@ void IntercomAgent::OnDestroy() {
     for (const unsigned int eventClass : kEventClasses)
         trouble.Run([&] { UnregisterListener(*this, eventClass, 0); });
     trouble.Run([&] { GetInstanceManager().InstanceUnregisterInterface(IntercomAgentInterfaceId); });
-    const auto adopted = DisconnectDevices(trouble);
+    DisconnectDevices(trouble);
     devices.clear();
     users.clear();
     trouble.Run([&] { DisableSipProxy(); });
@@ -93,20 +93,15 @@ std::vector<ISupportIntercom*> IntercomAgent::FindIntercomDrivers() const {
     return found;
 }
 
-std::vector<std::unique_ptr<ReproUser>> IntercomAgent::DisconnectDevices(FirstException& trouble) {
-    std::vector<std::unique_ptr<ReproUser>> adopted;
-    std::vector<ReproUser*> seen;  // one user may be registered under two ids
+void IntercomAgent::DisconnectDevices(FirstException& trouble) {
     for (const unsigned long id : DeviceIds()) {
         ISupportIntercom* const device = getIntercomDevice(id);
         if (!device) continue;
         // Asked first: a driver may delete its device when it is disconnected.
         auto* const user = dynamic_cast<ReproUser*>(device);
+        if (user && !IsOwnUser(user)) users.emplace_back(user);
         trouble.Run([&] { device->disconnectAgent(); });
-        if (!user || IsOwnUser(user) || std::find(seen.begin(), seen.end(), user) != seen.end()) continue;
-        seen.push_back(user);
-        adopted.emplace_back(user);
     }
-    return adopted;
 }
 
 bool IntercomAgent::IsOwnUser(const ReproUser* user) const {

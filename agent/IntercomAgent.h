@@ -34,6 +34,8 @@ using RecentContactPtr = boost::shared_ptr<IntercomRecentContact>;
 using GroupPtr = boost::shared_ptr<IntercomGroup>;
 using ServiceMap = std::map<std::string, boost::shared_ptr<ServiceInfo>>;
 
+class FirstException;
+
 class IntercomAgent final : public DvBaseAgentDriver, public IIntercomAgent, public ISystemEventCallback {
 public:
     /// The kind of call that evalVideoType decides for.
@@ -179,8 +181,8 @@ private:
     void AnnounceExternal();
     void AskDriversToRegister();
     std::vector<ISupportIntercom*> FindIntercomDrivers() const;
-    /// Users that are registered but were not made here; the agent deletes these as well.
-    std::vector<std::unique_ptr<ReproUser>> DisconnectDevices(class FirstException& trouble);
+    /// Takes registered users that were not made here into `users`: the agent deletes these as well.
+    void DisconnectDevices(FirstException& trouble);
     bool IsOwnUser(const ReproUser* user) const;
 
     // Saved state
