@@ -201,6 +201,7 @@ private:
 
     // Devices
     std::vector<unsigned long> DeviceIds() const;
+    bool IsRegistered(const ISupportIntercom* device) const;
     /// What the device answers; nothing when it is not (or no longer) registered.
     template <class Answer>
     std::optional<Answer> Ask(unsigned long id, Answer (ISupportIntercom::*question)() const) const;

@@ -30,8 +30,11 @@ MediaMode RequestedVideo(const ICmdMessage& message) {
 
 MediaMode IntercomAgent::evalVideoType(const ISupportIntercom* device, SessionType type,
                                        MediaMode requested) const {
+    // A registered device may go away while it is asked; nobody else's device does.
+    const bool registered = IsRegistered(device);
+    const auto stays = [&] { return !registered || IsRegistered(device); };
     const bool display = device->hasDisplay();
-    const bool cameraVideo = device->hasCamera() && device->getAnswerWithVideo();
+    const bool cameraVideo = stays() && device->hasCamera() && stays() && device->getAnswerWithVideo();
     switch (type) {
         case SESSION_REGULAR:
             return RegularVideo(requested, cameraVideo, display);

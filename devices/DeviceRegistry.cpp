@@ -1,4 +1,6 @@
 // The registry of intercom devices: look-ups, and what device drivers report.
+#include <algorithm>
+
 #include "agent/IntercomAgent.h"
 #include "agent/UiEvents.h"
 
@@ -35,6 +37,11 @@ std::vector<unsigned long> IntercomAgent::DeviceIds() const {
     for (const auto& [id, device] : devices)
         ids.push_back(id);
     return ids;
+}
+
+bool IntercomAgent::IsRegistered(const ISupportIntercom* device) const {
+    return std::any_of(devices.begin(), devices.end(),
+                       [&](const auto& entry) { return entry.second == device; });
 }
 
 void IntercomAgent::AddIntercomDevice(unsigned long id, ISupportIntercom* device) {

@@ -67,11 +67,12 @@ IntercomAgent::Reply IntercomAgent::OnReqSetSipProxyIP(const ICmdMessage& messag
 }
 
 void IntercomAgent::HandSipProxyIPToDevices() {
-    const std::string address = sipProxyIP;
     FirstException trouble;
     for (const unsigned long id : DeviceIds()) {
-        if (ISupportIntercom* const device = getIntercomDevice(id))
-            trouble.Run([&] { device->updateSipInfoFromDriver(address); });
+        ISupportIntercom* const device = getIntercomDevice(id);
+        if (!device) continue;
+        const std::string address = sipProxyIP;  // the current one: a device may have changed it
+        trouble.Run([&] { device->updateSipInfoFromDriver(address); });
     }
     trouble.Rethrow();
 }
