@@ -348,7 +348,7 @@ TEST_F(AgentEnd, MarksNoStateAndSendsNothingOfItsOwn) {
 TEST_F(AgentEnd, TheBaseWithdrawsWhatIsLeftWhenAnAgentIsDeletedWithoutItsEnd) {
     Create();
     const auto config = DvXML::CreateXmlNode("config", "");
-    Agent().Initialize(kAgentId, *config, nullptr);
+    Agent().Initialize(kDriverId, *config, nullptr);
     Delete();
     EXPECT_THAT(host.Published(), IsEmpty());
     EXPECT_THAT(host.Listeners(), IsEmpty());

@@ -1,7 +1,8 @@
-#include "tests/support/AgentFixture.h"
+#include "tests/support/DriverFixture.h"
 
 #include <stdexcept>
 
+#include "host/glue/CmdDispatchers.h"
 #include "host/glue/CmdMessage.h"
 #include "host/glue/NetworkInterfaces.h"
 #include "host/glue/XmlText.h"
@@ -31,109 +32,105 @@ dv::auto_com<DvXML::INode> SystemEventNode(const std::string& name, const Parame
 
 }  // namespace
 
-AgentFixture::AgentFixture() {
+DriverFixture::DriverFixture() {
     SetAddress("");
 }
 
-AgentFixture::~AgentFixture() {
+DriverFixture::~DriverFixture() {
     NetworkInterfaces::Override(std::nullopt);
 }
 
-void AgentFixture::TearDown() {
+void DriverFixture::TearDown() {
     recorder.ForgetActions();  // they may speak of variables of the test that are gone
     if (initialized_) Stop();
     Delete();
 }
 
-void AgentFixture::Create() {
-    agent_ = IntercomAgent::Create(host);
-}
-
-void AgentFixture::Initialize(const std::string& savedXml) {
+void DriverFixture::Initialize(const std::string& savedXml) {
     const auto config = DvXML::CreateXmlNode("config", "");
     dv::auto_com<DvXML::INode> saved;
     if (!savedXml.empty()) saved = Parse(savedXml);
     initialized_ = true;
-    EXPECT_EQ(0, Agent().Initialize(kAgentId, *config, saved.get()));
+    EXPECT_EQ(0, Driver().Initialize(kDriverId, *config, saved.get()));
 }
 
-void AgentFixture::Start(const std::string& savedXml) {
+void DriverFixture::Start(const std::string& savedXml) {
     Create();
     Initialize(savedXml);
     Take();
 }
 
-void AgentFixture::Stop() {
+void DriverFixture::Stop() {
     initialized_ = false;
-    Agent().OnDestroy();
-    EXPECT_TRUE(host.Published().empty()) << "the agent left an interface published";
-    EXPECT_TRUE(host.Listeners().empty()) << "the agent left a listener registered";
+    Driver().OnDestroy();
+    EXPECT_TRUE(host.Published().empty()) << "the driver left an interface published";
+    EXPECT_TRUE(host.Listeners().empty()) << "the driver left a listener registered";
 }
 
-void AgentFixture::Delete() {
-    delete agent_;
-    agent_ = nullptr;
+void DriverFixture::Delete() {
+    delete driver_;
+    driver_ = nullptr;
 }
 
-void AgentFixture::Restart() {
+void DriverFixture::Restart() {
     const std::string state = State();
     Stop();
     Delete();
     Start(state);
 }
 
-IntercomAgent& AgentFixture::Agent() {
-    if (!agent_) throw std::logic_error("there is no agent: call Start or Create first");
-    return static_cast<IntercomAgent&>(*agent_);
+IDriver& DriverFixture::Driver() {
+    if (!driver_) throw std::logic_error("there is no driver: call Start or Create first");
+    return *driver_;
 }
 
-IIntercomAgent& AgentFixture::Drivers() {
+IIntercomAgent& DriverFixture::Drivers() {
     auto* const published =
         static_cast<IIntercomAgent*>(host.InstanceFindInterface(IntercomAgentInterfaceId));
-    if (!published) throw std::logic_error("the agent has not published its interface");
+    if (!published) throw std::logic_error("no agent has published its interface");
     return *published;
 }
 
-std::string AgentFixture::Ui(const std::string& command, const Parameters& parameters) {
+std::string DriverFixture::Ui(const std::string& command, const Parameters& parameters) {
     dv::auto_com<DvXML::INode> reply;
-    const bool known = Agent().GetUICmdDispatcher().Dispatch(*Message(command, parameters), reply);
+    const bool known = Driver().GetUICmdDispatcher().Dispatch(*Message(command, parameters), reply);
     EXPECT_TRUE(known) << "no such UI command: " << command;
     return Text(reply);
 }
 
-void AgentFixture::Plain(const std::string& command, const Parameters& parameters) {
-    const bool known = Agent().GetCmdDispatcher().Dispatch(*Message(command, parameters));
+void DriverFixture::Plain(const std::string& command, const Parameters& parameters) {
+    const bool known = Driver().GetCmdDispatcher().Dispatch(*Message(command, parameters));
     EXPECT_TRUE(known) << "no such plain command: " << command;
 }
 
-void AgentFixture::SystemEvent(const std::string& name, const Parameters& parameters,
-                               unsigned int eventClass) {
+void DriverFixture::SystemEvent(const std::string& name, const Parameters& parameters,
+                                unsigned int eventClass) {
     const std::size_t told = host.Deliver(eventClass, *SystemEventNode(name, parameters));
     EXPECT_EQ(1U, told) << "listeners of class " << eventClass;
 }
 
-std::string AgentFixture::State() {
-    return Text(Agent().GetPersistState(0));
+std::string DriverFixture::State() {
+    return Text(Driver().GetPersistState(0));
 }
 
-FakeDevice& AgentFixture::NewDevice(unsigned long id, int version, const std::string& label) {
+FakeDevice& DriverFixture::NewDevice(unsigned long id, int version, const std::string& label) {
     devices_.push_back(std::make_unique<FakeDevice>(recorder, id, label));
     devices_.back()->version = version;
     return *devices_.back();
 }
 
-FakeDevice& AgentFixture::AddDevice(unsigned long id, int version, const std::string& label) {
+FakeDevice& DriverFixture::AddDevice(unsigned long id, int version, const std::string& label) {
     FakeDevice& device = NewDevice(id, version, label);
-    Agent().AddIntercomDevice(id, &device);
+    Drivers().AddIntercomDevice(id, &device);
     Take();
     return device;
 }
 
-void AgentFixture::DeleteDevice(FakeDevice& device) {
+void DriverFixture::DeleteDevice(FakeDevice& device) {
     std::erase_if(devices_, [&](const auto& own) { return own.get() == &device; });
 }
 
-void AgentFixture::SetAddress(const std::string& address) {
+void DriverFixture::SetAddress(const std::string& address) {
     NetworkInterfaces::Override(address);
 }
 
