@@ -1,9 +1,13 @@
 #include "host/glue/Assert.h"
 
+#include <dlfcn.h>
+
 #include <algorithm>
+#include <boost/core/demangle.hpp>
 #include <boost/stacktrace.hpp>
 #include <memory>
 #include <mutex>
+#include <sstream>
 #include <utility>
 
 #include "host/glue/Log.h"
@@ -13,6 +17,29 @@ namespace {
 
 constexpr std::size_t kOwnFrames = 1;  // the constructor below
 constexpr std::size_t kMaxFrames = 64;
+
+// "MODULE+0xOFFSET NAME". The offset is what addr2line wants; the name is there for exported functions.
+std::string Describe(const void* address) {
+    Dl_info info{};
+    std::ostringstream text;
+    if (dladdr(address, &info) == 0 || !info.dli_fname) {
+        text << address;
+        return text.str();
+    }
+    text << info.dli_fname << "+0x" << std::hex
+         << static_cast<const char*>(address) - static_cast<const char*>(info.dli_fbase);
+    if (info.dli_sname) text << " " << boost::core::demangle(info.dli_sname);
+    return text.str();
+}
+
+std::string Describe(const boost::stacktrace::stacktrace& trace) {
+    std::string text;
+    for (const boost::stacktrace::frame& frame : trace) {
+        // An address to return to may lie behind the end of the function that made the call.
+        text += Describe(static_cast<const char*>(frame.address()) - 1) + "\n";
+    }
+    return text;
+}
 
 std::mutex observerMutex;
 std::shared_ptr<const AssertObserver> observer;
@@ -33,8 +60,7 @@ void LogLines(const std::string& text) {
 
 }  // namespace
 
-StackTrace::StackTrace()
-    : text_(boost::stacktrace::to_string(boost::stacktrace::stacktrace(kOwnFrames, kMaxFrames))) {}
+StackTrace::StackTrace() : text_(Describe(boost::stacktrace::stacktrace(kOwnFrames, kMaxFrames))) {}
 
 void SetAssertObserver(AssertObserver newObserver) {
     std::shared_ptr<const AssertObserver> replacement;

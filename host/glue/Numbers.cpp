@@ -3,19 +3,12 @@
 #include <algorithm>
 #include <limits>
 
+#include "host/glue/Trim.h"
+
 namespace dv {
 namespace {
 
 constexpr std::int64_t kMaxULong = std::numeric_limits<std::uint32_t>::max();
-
-// What isspace takes in the "C" locale; the process's locale must not change how documents are read.
-constexpr std::string_view kSpace = " \t\n\v\f\r";
-
-std::string_view Trim(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(kSpace);
-    if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(kSpace) - first + 1);
-}
 
 bool EqualsIgnoringCase(std::string_view text, std::string_view lower) {
     return std::equal(text.begin(), text.end(), lower.begin(), lower.end(),

@@ -5,20 +5,20 @@
 #include <optional>
 #include <string_view>
 
+#include "host/glue/Trim.h"
+
 namespace XmlHelper {
 namespace {
-
-constexpr std::string_view kSpace = " \t\n\v\f\r";
 
 bool IsMissing(const char* name) {
     return !name || !*name;
 }
 
 std::optional<unsigned long> ReadNumber(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(kSpace);
-    if (first == std::string_view::npos) return std::nullopt;
+    const std::string_view digits = dv::Trim(text);
+    if (digits.empty()) return std::nullopt;
     std::uint64_t number = 0;
-    for (const char c : text.substr(first, text.find_last_not_of(kSpace) - first + 1)) {
+    for (const char c : digits) {
         if (c < '0' || c > '9') return std::nullopt;
         number = number * 10 + static_cast<std::uint64_t>(c - '0');
         if (number > std::numeric_limits<std::uint32_t>::max()) return std::nullopt;

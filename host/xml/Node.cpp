@@ -81,13 +81,12 @@ INode* Node::NodeChildAt(std::size_t position) const {
 }
 
 void Node::NodeSetAttribute(std::string_view name, std::string_view value) {
-    const auto found = std::find_if(attributes_.begin(), attributes_.end(),
-                                    [&](const Attribute& attribute) { return attribute.name == name; });
-    if (found == attributes_.end()) {
-        AppendAttribute(name, value);
-    } else {
-        found->value = std::string(value);
+    for (Attribute& attribute : attributes_) {
+        if (attribute.name != name) continue;
+        attribute.value = std::string(value);
+        return;
     }
+    AppendAttribute(name, value);
 }
 
 std::string_view Node::NodeGetAttribute(std::string_view name) const {

@@ -93,31 +93,30 @@ bool IsAscii(char c) {
     return static_cast<unsigned char>(c) < 0x80;
 }
 
+bool IsAsciiNameOrBeyond(char c) {
+    return !IsAscii(c) || IsAsciiNameCharacter(c);
+}
+
 // Which characters beyond ASCII a name may hold differs between editions of XML, so the reader is
 // asked about those; it is asked about nothing that could be taken for markup.
 bool IsLegalName(std::string_view name) {
     if (name.empty() || (IsAscii(name.front()) && !IsAsciiNameStart(name.front()))) return false;
-    if (!std::all_of(name.begin(), name.end(),
-                     [](char c) { return !IsAscii(c) || IsAsciiNameCharacter(c); })) {
-        return false;
-    }
+    if (!std::all_of(name.begin(), name.end(), &IsAsciiNameOrBeyond)) return false;
     return std::all_of(name.begin(), name.end(), IsAscii) || IsReadableName(name);
 }
 
-// The name with every character replaced that no name may hold.
+// The name with "_" for each character, or byte beyond ASCII, that is not `kept`.
+std::string Replaced(std::string_view name, bool (*kept)(char)) {
+    std::string replaced(name);
+    std::replace_if(
+        replaced.begin(), replaced.end(), [kept](char c) { return !kept(c); }, '_');
+    return IsLegalName(replaced) ? replaced : "_" + replaced;
+}
+
+// The reader is asked about whole names only, so that a long one takes no longer than its length.
 std::string LegalName(std::string_view name) {
-    std::string legal;
-    for (std::size_t at = 0; at < name.size();) {
-        const std::size_t length = std::max<std::size_t>(Utf8Length(name.substr(at)), 1);
-        const std::string_view character = name.substr(at, length);
-        if (IsLegalName(std::string("_").append(character))) {
-            legal.append(character);
-        } else {
-            legal += '_';
-        }
-        at += length;
-    }
-    return IsLegalName(legal) ? legal : "_" + legal;
+    std::string legal = Replaced(name, &IsAsciiNameOrBeyond);
+    return IsLegalName(legal) ? legal : Replaced(name, &IsAsciiNameCharacter);
 }
 
 void AppendName(std::string& out, std::string_view name) {

@@ -14,8 +14,9 @@ class Node;
 /// Text: markup is escaped, CR and LF (in attributes tab too) become character references. U+FFFD
 /// stands for each character that XML 1.0 forbids and for each byte that is not UTF-8.
 ///
-/// Names: every character that may not stand in a name becomes "_"; "_" goes before a character that
-/// may not begin one. Attributes of one element whose names would become equal get a further "_".
+/// Names: every ASCII character that may not stand in a name becomes "_", and "_" goes before what may
+/// not begin one. Where that does not do, each byte beyond ASCII becomes "_" too. Attributes of one element
+/// whose names would become equal get a further "_".
 std::string WriteXml(const Node& node);
 
 }  // namespace DvXML

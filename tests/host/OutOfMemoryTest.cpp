@@ -1,0 +1,73 @@
+// Reading when memory runs out: every single allocation of a parse is made to fail once.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <new>
+
+#include "tests/host/Xml.h"
+
+namespace {
+
+constexpr long kNever = -1;
+thread_local long allocationsLeft = kNever;
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+    if (allocationsLeft == 0) throw std::bad_alloc();
+    if (allocationsLeft > 0) --allocationsLeft;
+    void* memory = std::malloc(size ? size : 1);
+    if (!memory) throw std::bad_alloc();
+    return memory;
+}
+
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+
+namespace {
+
+constexpr char kText[] =
+    "<home with=\"an attribute that is too long to need no memory\"><child>and a text of which the same is "
+    "true"
+    "</child><child/><child/></home>";
+
+constexpr char kBroken[] = "<home><child>and a text that is too long to need no memory</wrong></home>";
+
+// The outcome when the allocation of that number fails: the result's text, or the error.
+std::string ParseWithout(long allocation, const std::string& text) {
+    const auto document = DvXML::CreateXmlDocument("a");
+    allocationsLeft = allocation;
+    document->DocumentParse(text);
+    allocationsLeft = kNever;
+    const DvXML::INode* root = document->DocumentGetRoot();
+    return root ? root->NodeToText() : document->DocumentGetError();
+}
+
+long AllocationsUntil(const std::string& text, const std::string& outcome) {
+    long allocation = 0;
+    for (; allocation < 1000; ++allocation) {
+        const std::string result = ParseWithout(allocation, text);
+        if (result == outcome) return allocation;
+        EXPECT_EQ("out of memory", result) << "without allocation " << allocation;
+    }
+    return allocation;
+}
+
+TEST(OutOfMemory, FailsTheParseAndThrowsNothing) {
+    const long needed = AllocationsUntil(kText, kText);
+    EXPECT_GT(needed, 5);
+    EXPECT_LT(needed, 1000);
+}
+
+TEST(OutOfMemory, WhileAnErrorIsWordedIsNotHidden) {
+    const long needed = AllocationsUntil(kBroken, "line 1, column 61: mismatched tag");
+    EXPECT_GT(needed, 3);
+    EXPECT_LT(needed, 1000);
+}
+
+}  // namespace
