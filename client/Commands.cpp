@@ -1,0 +1,117 @@
+#include "client/Commands.h"
+
+#include <algorithm>
+#include <iostream>
+
+#include "client/Events.h"
+#include "client/Xml.h"
+
+namespace {
+
+constexpr unsigned int kOk = 200;
+constexpr unsigned int kNoContent = 204;
+
+std::string DriverPath(const Options& options, const std::string& rest) {
+    return "/drivers/" + PercentEncode(options.driver) + rest;
+}
+
+void WantNoArguments(const Options& options) {
+    if (!options.arguments.empty())
+        throw WrongUse(options.command + " takes no arguments, not \"" + options.arguments.front() + "\"");
+}
+
+ExitStatus Print(const Answer& answer, bool raw) {
+    CheckStatus(answer);
+    const std::optional<Xml::Element> element = Xml::Parse(answer.body);
+    std::cout << (element && !raw ? Xml::Indented(*element) : answer.body) << std::flush;
+    const bool failed = element && (element->name == "fail" || element->name == "failed");
+    return failed ? EXIT_ANSWER_FAIL : EXIT_DONE;
+}
+
+void PrintCommand(const Xml::Element& command, std::size_t width) {
+    std::string name = command.Value("name");
+    name.resize(std::max(width, name.size()), ' ');
+    std::cout << "  " << name << "  " << command.Value("help");
+    if (command.Value("kind") == "plain") std::cout << "; no reply";
+    std::cout << "\n";
+}
+
+void PrintCommands(const std::vector<Xml::Element>& commands) {
+    std::size_t width = 0;
+    for (const Xml::Element& command : commands)
+        width = std::max(width, command.Value("name").size());
+    for (const Xml::Element& command : commands)
+        PrintCommand(command, width);
+}
+
+ExitStatus Help(const Options& options, const Connection& connection) {
+    if (options.arguments.size() > 1) throw WrongUse("help takes one command at most");
+    const Answer answer = connection.Get(DriverPath(options, "/commands"));
+    if (options.raw) return Print(answer, true);
+    CheckStatus(answer);
+    std::optional<Xml::Element> list = Xml::Parse(answer.body);
+    if (!list) throw Failure(EXIT_NO_ANSWER, "the host's list of commands is not XML");
+    if (options.arguments.empty()) {
+        std::cout << "Commands of " << options.driver << ":\n";
+    } else {
+        const std::string& wanted = options.arguments.front();
+        std::erase_if(list->children,
+                      [&](const Xml::Element& command) { return command.Value("name") != wanted; });
+        if (list->children.empty())
+            throw WrongUse(options.driver + " has no command \"" + wanted +
+                           "\"; intercomctl help lists them");
+    }
+    PrintCommands(list->children);
+    return EXIT_DONE;
+}
+
+ExitStatus Events(const Options& options, const Connection& connection) {
+    WantNoArguments(options);
+    FollowEvents(connection, options);
+}
+
+ExitStatus State(const Options& options, const Connection& connection) {
+    WantNoArguments(options);
+    return Print(connection.Get(DriverPath(options, "/state")), options.raw);
+}
+
+ExitStatus Drivers(const Options& options, const Connection& connection) {
+    WantNoArguments(options);
+    return Print(connection.Get("/drivers"), options.raw);
+}
+
+ExitStatus Send(const Options& options, const Connection& connection) {
+    const Parameters parameters = ReadParameters(options.arguments);
+    const std::string path = DriverPath(options, "/commands/" + PercentEncode(options.command));
+    return Print(connection.PostForm(path, parameters), options.raw);
+}
+
+struct Row {
+    const char* command;
+    ExitStatus (*run)(const Options&, const Connection&);
+};
+constexpr Row kOwnCommands[] = {
+    {"help", &Help},
+    {"events", &Events},
+    {"state", &State},
+    {"drivers", &Drivers},
+};
+
+}  // namespace
+
+void CheckStatus(const Answer& answer) {
+    if (answer.status == kOk || answer.status == kNoContent) return;
+    const std::optional<Xml::Element> element = Xml::Parse(answer.body);
+    const std::string words = element && !element->text.empty() ? element->text : "the host refused";
+    throw Failure(EXIT_NO_ANSWER, words + " (HTTP " + std::to_string(answer.status) + ")");
+}
+
+ExitStatus RunCommand(const Options& options) {
+    if (options.command.empty()) throw WrongUse("a command is missing");
+    if (options.since && options.command != "events") throw WrongUse("--since goes with events only");
+    const Connection connection(options.url, options.token);
+    for (const Row& row : kOwnCommands) {
+        if (options.command == row.command) return row.run(options, connection);
+    }
+    return Send(options, connection);
+}

@@ -1,0 +1,15 @@
+// What intercomctl can do.
+#ifndef CLIENT_COMMANDS_H
+#define CLIENT_COMMANDS_H
+
+#include "client/Connection.h"
+#include "client/Failure.h"
+#include "client/Options.h"
+
+/// Carries the command out and prints its answer. Throws Failure.
+ExitStatus RunCommand(const Options& options);
+
+/// Throws Failure with the host's words unless the answer is one of success.
+void CheckStatus(const Answer& answer);
+
+#endif

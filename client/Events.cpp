@@ -1,0 +1,75 @@
+#include "client/Events.h"
+
+#include <iostream>
+#include <thread>
+
+#include "client/Commands.h"
+#include "client/EventReader.h"
+#include "client/Failure.h"
+#include "client/Xml.h"
+
+namespace {
+
+constexpr std::chrono::seconds kPause{1};  // between two tries
+constexpr int kMostTries = 60;             // a host that restarts is back by then
+
+void Print(const Event& event) {
+    if (event.type == "reset")
+        std::cerr << "intercomctl: events were lost in between; ask for what you need to know anew\n";
+    const std::optional<Xml::Element> element = Xml::Parse(event.data);
+    std::cout << (element ? Xml::Indented(*element) : event.data + "\n") << std::flush;
+}
+
+// Follows the stream over one connection, until it breaks.
+class Following {
+public:
+    Following(const Connection& connection, const Options& options)
+        : connection_(connection), options_(options) {}
+
+    [[noreturn]] void Run() {
+        connected_ = false;
+        reader_.BeginAnew();
+        const std::string& received = reader_.LastId();
+        const Answer answer =
+            connection_.Follow("/events", received.empty() ? options_.since.value_or("") : received,
+                               [this](std::string_view bytes) { Take(bytes); });
+        CheckStatus(answer);
+        throw Unreachable("the host ended the stream of events");
+    }
+
+    /// Whether the last Run had a stream.
+    bool HasConnected() const { return connected_; }
+
+private:
+    void Take(std::string_view bytes) {
+        connected_ = true;
+        if (options_.raw) std::cout << bytes << std::flush;
+        reader_.Feed(bytes);
+    }
+
+    const Connection& connection_;
+    const Options& options_;
+    EventReader reader_{[this](const Event& event) {
+        if (!options_.raw) Print(event);
+    }};
+    bool connected_ = false;
+};
+
+}  // namespace
+
+void FollowEvents(const Connection& connection, const Options& options) {
+    Following following(connection, options);
+    for (int tries = kMostTries;; ++tries) {
+        try {
+            following.Run();
+        } catch (const Unreachable& failure) {
+            if (following.HasConnected()) {
+                tries = 0;
+                std::cerr << "intercomctl: " << failure.what() << "; trying again\n";
+            } else if (tries >= kMostTries) {
+                throw;
+            }
+        }
+        std::this_thread::sleep_for(kPause);
+    }
+}

@@ -1,0 +1,30 @@
+// How a run ends, and why it ends badly.
+#ifndef CLIENT_FAILURE_H
+#define CLIENT_FAILURE_H
+
+#include <stdexcept>
+#include <string>
+
+/// The exit statuses.
+enum ExitStatus : int {
+    EXIT_DONE = 0,
+    EXIT_ANSWER_FAIL = 1,  // the answer was <fail> or <failed>
+    EXIT_WRONG_USE = 2,
+    EXIT_NO_ANSWER = 3  // the host could not be reached, or refused
+};
+
+struct Failure : std::runtime_error {
+    Failure(ExitStatus exitStatus, const std::string& text) : std::runtime_error(text), status(exitStatus) {}
+    ExitStatus status;
+};
+
+struct WrongUse : Failure {
+    explicit WrongUse(const std::string& text) : Failure(EXIT_WRONG_USE, text) {}
+};
+
+/// No connection, or one that broke: another try may go better.
+struct Unreachable : Failure {
+    explicit Unreachable(const std::string& text) : Failure(EXIT_NO_ANSWER, text) {}
+};
+
+#endif

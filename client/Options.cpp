@@ -1,0 +1,121 @@
+#include "client/Options.h"
+
+#include <algorithm>
+#include <boost/program_options.hpp>
+#include <cerrno>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <system_error>
+
+#include "client/Failure.h"
+
+namespace po = boost::program_options;
+
+namespace {
+
+constexpr char kDefaultUrl[] = "http://127.0.0.1:8350";
+
+std::string ReadFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream content;
+    // A folder opens like a file, and reading it fails.
+    if (!file || (file.peek() != std::ifstream::traits_type::eof() && !(content << file.rdbuf())) ||
+        file.bad())
+        throw WrongUse("cannot read " + path + ": " + std::generic_category().message(errno));
+    return content.str();
+}
+
+std::string ReadToken(const std::string& path) {
+    std::string token = ReadFile(path);
+    token.erase(token.find_last_not_of(" \t\r\n") + 1);
+    const auto isVisible = [](char character) { return character > ' ' && character <= '~'; };
+    if (token.empty() || !std::all_of(token.begin(), token.end(), isVisible))
+        throw WrongUse(path + " does not hold a token: one word of ASCII characters");
+    return token;
+}
+
+std::string ChooseUrl(const po::variables_map& given) {
+    if (given.count("url") != 0) return given["url"].as<std::string>();
+    const char* const fromEnvironment = std::getenv("INTERCOMCTL_URL");
+    return fromEnvironment && *fromEnvironment ? fromEnvironment : kDefaultUrl;
+}
+
+po::options_description Visible() {
+    po::options_description visible("Options");
+    visible.add_options()                                                                          //
+        ("url", po::value<std::string>()->value_name("URL"),                                       //
+         "the driver host (default: $INTERCOMCTL_URL, else http://127.0.0.1:8350)")                //
+        ("token-file", po::value<std::string>()->value_name("FILE"), "file that holds its token")  //
+        ("driver", po::value<std::string>()->value_name("NAME"), "whom to ask (default: agent)")   //
+        ("raw", "print the bytes as they came")                                                    //
+        ("since", po::value<std::string>()->value_name("ID"),                                      //
+         "with events: begin behind the event of that id; 0: with all that the host has kept")     //
+        ("help,h", "print this page");
+    return visible;
+}
+
+po::variables_map ParseWords(int argc, const char* const* argv) {
+    po::options_description all;
+    all.add(Visible()).add_options()("words", po::value<std::vector<std::string>>());
+    po::positional_options_description positions;
+    positions.add("words", -1);
+    po::variables_map given;
+    try {
+        const int style = po::command_line_style::unix_style & ~po::command_line_style::allow_guessing;
+        po::store(po::command_line_parser(argc, argv).options(all).positional(positions).style(style).run(),
+                  given);
+    } catch (const po::error& error) {
+        throw WrongUse(error.what());
+    }
+    return given;
+}
+
+}  // namespace
+
+Options Options::Read(int argc, const char* const* argv) {
+    const po::variables_map given = ParseWords(argc, argv);
+    Options options;
+    options.help = given.count("help") != 0;
+    options.raw = given.count("raw") != 0;
+    options.url = Url::Parse(ChooseUrl(given));
+    if (given.count("token-file") != 0) options.token = ReadToken(given["token-file"].as<std::string>());
+    if (given.count("driver") != 0) options.driver = given["driver"].as<std::string>();
+    if (given.count("since") != 0) options.since = given["since"].as<std::string>();
+    if (given.count("words") == 0) return options;
+    options.arguments = given["words"].as<std::vector<std::string>>();
+    options.command = options.arguments.front();
+    options.arguments.erase(options.arguments.begin());
+    return options;
+}
+
+std::string Options::Usage() {
+    std::ostringstream page;
+    page << "usage: intercomctl [OPTION ...] COMMAND [NAME=VALUE ...]\n\n"
+            "Sends one command to the intercom agent of a driver host and prints the reply.\n"
+            "The value of NAME=@FILE is the file's content; NAME=@@TEXT stands for the value @TEXT.\n\n"
+            "  intercomctl help [COMMAND]    the commands that the agent knows, or one of them\n"
+            "  intercomctl events            follow what happens\n"
+            "  intercomctl state             the agent's whole state, for a backup\n"
+            "  intercomctl drivers           the drivers of the host\n\n"
+         << Visible()
+         << "\nExit status: 0 done, 1 the answer was fail or failed, 2 wrong use, 3 the host could not be\n"
+            "reached or refused.\n";
+    return page.str();
+}
+
+Parameters ReadParameters(const std::vector<std::string>& words) {
+    Parameters parameters;
+    for (const std::string& word : words) {
+        const std::size_t equals = word.find('=');
+        if (equals == std::string::npos || equals == 0)
+            throw WrongUse("\"" + word + "\" is not a parameter; write NAME=VALUE");
+        std::string value = word.substr(equals + 1);
+        if (value.starts_with("@@"))
+            value.erase(0, 1);
+        else if (value.starts_with('@'))
+            value = ReadFile(value.substr(1));
+        parameters.emplace_back(word.substr(0, equals), value);
+    }
+    return parameters;
+}

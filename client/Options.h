@@ -1,0 +1,32 @@
+// What the command line and the environment ask for.
+#ifndef CLIENT_OPTIONS_H
+#define CLIENT_OPTIONS_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "client/Url.h"
+
+struct Options {
+    /// Throws WrongUse.
+    static Options Read(int argc, const char* const* argv);
+
+    /// The page that --help prints.
+    static std::string Usage();
+
+    Url url;
+    std::string token;  // empty when none is needed
+    std::string driver = "agent";
+    bool raw = false;
+    bool help = false;                 // --help was given
+    std::optional<std::string> since;  // id of an event
+    std::string command;               // the first word; empty when there is none
+    std::vector<std::string> arguments;
+};
+
+/// The name=value words as parameters; the value of name=@file is the file's content, that of
+/// name=@@text is "@text". Throws WrongUse.
+Parameters ReadParameters(const std::vector<std::string>& words);
+
+#endif

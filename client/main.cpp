@@ -1,0 +1,26 @@
+// intercomctl: the intercom agent from the command line.
+#include <iostream>
+
+#include "client/Commands.h"
+#include "client/Failure.h"
+#include "client/Options.h"
+
+int main(int argc, char** argv) {
+    try {
+        const Options options = Options::Read(argc, argv);
+        if (options.help) {
+            std::cout << Options::Usage();
+            return EXIT_DONE;
+        }
+        const ExitStatus status = RunCommand(options);
+        if (std::cout.flush()) return status;
+        throw Failure(EXIT_NO_ANSWER, "cannot write the answer to standard output");
+    } catch (const Failure& failure) {
+        std::cerr << "intercomctl: " << failure.what() << "\n";
+        if (failure.status == EXIT_WRONG_USE) std::cerr << "intercomctl --help tells how it is used.\n";
+        return failure.status;
+    } catch (const std::exception& error) {
+        std::cerr << "intercomctl: " << error.what() << "\n";
+        return EXIT_NO_ANSWER;
+    }
+}

@@ -1,0 +1,6 @@
+// The plug-in's one export.
+#include "host/glue/PluginEntry.h"
+
+#include "drivers/panel/Panel.h"
+
+DVHOST_PLUGIN_ENTRY(&Panel::Create)

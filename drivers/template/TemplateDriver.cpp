@@ -1,0 +1,122 @@
+#include "drivers/template/TemplateDriver.h"
+
+#include <boost/bind/bind.hpp>
+
+#include "host/glue/Log.h"
+#include "host/glue/Numbers.h"
+#include "host/interfaces/IIntercomAgent.h"
+#include "host/interfaces/InterfaceIds.h"
+
+IDriver* TemplateDriver::Create(IInstanceManager& instanceManager) {
+    return new TemplateDriver(instanceManager);
+}
+
+TemplateDriver::TemplateDriver(IInstanceManager& instanceManager)
+    : DvBaseDriver(instanceManager, DRIVER_MULTIPLE) {}
+
+// The agent finds intercom device drivers by this answer. The cast matters: whoever asks takes the
+// pointer for an ISupportIntercom*.
+long TemplateDriver::QueryInterface(const std::string& id, void** out) {
+    if (id != IntercomDeviceInterfaceId || !out) return DvBaseDriver::QueryInterface(id, out);
+    *out = static_cast<ISupportIntercom*>(this);
+    return 0;
+}
+
+// A real driver opens its connection to the device here, before it tells the agent: from
+// AddIntercomDevice on, the agent may call any operation of ISupportIntercom.
+long TemplateDriver::Initialize(unsigned long id, DvXML::INode& config, DvXML::INode* savedState) {
+    DvBaseDriver::Initialize(id, config, savedState);
+    key = config.NodeGetNamedValue("key");
+    intercomName_ = config.NodeGetNamedValue("name");
+    AddToAgent();
+    return 0;
+}
+
+// A real driver closes its connection here, after it has withdrawn the device.
+void TemplateDriver::OnDestroy() {
+    IIntercomAgent* const agent = FindAgent();
+    if (registered_ && agent) agent->OnDeviceRemoved(getDeviceId());
+    registered_ = false;
+    DvBaseDriver::OnDestroy();
+}
+
+// A UI command is answered with an element; RegisterCmd1 registers plain commands, which are not.
+void TemplateDriver::RegisterCommands() {
+    GetUICmdDispatcher().RegisterUICmd(
+        "getSipProxy", boost::bind(&TemplateDriver::OnReqGetSipProxy, this, boost::placeholders::_1),
+        "the SIP proxy address that the agent handed over");
+}
+
+dv::auto_com<DvXML::INode> TemplateDriver::OnReqGetSipProxy(const ICmdMessage&) {
+    return DvXML::CreateXmlNode("sipProxy", sipProxyAddress_);
+}
+
+IIntercomAgent* TemplateDriver::FindAgent() const {
+    return static_cast<IIntercomAgent*>(GetInstanceManager().InstanceFindInterface(IntercomAgentInterfaceId));
+}
+
+// Without an agent there is nothing to do: when one starts, it calls requestToAddDevice.
+void TemplateDriver::AddToAgent() {
+    IIntercomAgent* const agent = FindAgent();
+    if (!agent) return;
+    registered_ = true;
+    agent->AddIntercomDevice(getDeviceId(), this);
+}
+
+void TemplateDriver::requestToAddDevice() {
+    AddToAgent();
+}
+
+// The agent forgets the device by itself; it must not be called back for that.
+void TemplateDriver::disconnectAgent() {
+    registered_ = false;
+}
+
+// A real driver registers its device with the proxy at this address.
+void TemplateDriver::updateSipInfoFromDriver(const std::string& sipProxyAddress) {
+    sipProxyAddress_ = sipProxyAddress;
+}
+
+// The parameters of setDeviceState beside "idDevice" are the driver's to choose.
+void TemplateDriver::setDeviceState(const ICmdMessage& message) {
+    if (message.HasParameter("dnd")) setDnD(dv::ParseBool(message.GetString("dnd")));
+}
+
+// A setting that changed is reported, so that user interfaces show it.
+void TemplateDriver::setDnD(bool on) {
+    if (dnd_ == on) return;
+    dnd_ = on;
+    if (IIntercomAgent* const agent = FindAgent())
+        agent->OnDeviceChanged(getDeviceId(), dvIntercom::DEVICE_DND);
+}
+
+// A real driver tells its device to call here. When the call has ended it reports it with
+// IIntercomAgent::AddRecentContact.
+void TemplateDriver::StartSipCall(dvIntercom::MediaMode audio, dvIntercom::MediaMode video,
+                                  const std::string& address) {
+    LogXMessage(dv::LOG_LEVEL_INFO, "call to %s, audio %d, video %d", address.c_str(), audio, video);
+}
+
+void TemplateDriver::StartSipMonitor(dvIntercom::MediaMode audio, dvIntercom::MediaMode video,
+                                     const std::string& address) {
+    LogXMessage(dv::LOG_LEVEL_INFO, "monitor %s, audio %d, video %d", address.c_str(), audio, video);
+}
+
+void TemplateDriver::StartSipBroadcast(dvIntercom::MediaMode audio, dvIntercom::MediaMode video,
+                                       const std::vector<std::string>& addresses) {
+    LogXMessage(dv::LOG_LEVEL_INFO, "broadcast to %zu devices, audio %d, video %d", addresses.size(), audio,
+                video);
+}
+
+// A real driver knows its device's sessions: a number from 0 to 254 for each device it speaks with.
+unsigned char TemplateDriver::findSessionId(const std::string&) {
+    return dvIntercom::NO_SESSION;
+}
+
+void TemplateDriver::HangupSipSession(unsigned char session) {
+    LogXMessage(dv::LOG_LEVEL_INFO, "hang up session %d", session);
+}
+
+bool TemplateDriver::ActiveSipSession(unsigned char) {
+    return false;
+}
