@@ -5,6 +5,7 @@
 
 #include "agent/FirstException.h"
 #include "agent/UiEvents.h"
+#include "host/glue/Log.h"
 #include "host/glue/NetworkInterfaces.h"
 #include "host/interfaces/IDriverManager.h"
 #include "host/interfaces/InterfaceIds.h"
@@ -80,9 +81,10 @@ void IntercomAgent::AskDriversToRegister() {
         try {
             driver->requestToAddDevice();
         } catch (const std::exception& error) {
-            LogXMessage(3, "IntercomAgent: a device driver failed to add its device: %s", error.what());
+            LogXMessage(dv::LOG_LEVEL_ERROR, "IntercomAgent: a device driver failed to add its device: %s",
+                        error.what());
         } catch (...) {
-            LogXMessage(3, "IntercomAgent: a device driver failed to add its device");
+            LogXMessage(dv::LOG_LEVEL_ERROR, "IntercomAgent: a device driver failed to add its device");
         }
     }
 }

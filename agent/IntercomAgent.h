@@ -15,7 +15,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 #include "contacts/IntercomContact.h"
@@ -40,6 +39,10 @@ class IntercomAgent final : public DvBaseAgentDriver, public IIntercomAgent, pub
 public:
     /// The kind of call that evalVideoType decides for.
     enum SessionType : int { SESSION_REGULAR = 0, SESSION_BROADCAST = 1, SESSION_MONITOR = 2 };
+
+    /// Intercom modes. Higher device versions become the mode as they are and switch nothing.
+    static constexpr int kModeClassic = 1;  // no device needs the SIP proxy: it is off
+    static constexpr int kModeSip = 2;      // the SIP proxy runs
 
     /// A new agent; the host owns it. What the constructor throws passes on.
     static IDriver* Create(IInstanceManager& im);
@@ -91,13 +94,17 @@ public:
     ISupportIntercom* getIntercomDevice(const std::string& key) const;
 
     // Display order
+    /// Element "order": "devices" with one "idDevice" per entry.
     dv::auto_com<DvXML::INode> GetDeviceOrder() const;
+    /// Appends an id that is not in the order yet.
     void UpdateDeviceOrder(unsigned long id);
+    /// Takes the ids as given; "success", or "fail" for an empty list.
     dv::auto_com<DvXML::INode> SetDeviceOrder(const std::vector<unsigned long>& ids);
 
     // Groups
     /// The group's element; id 0 is the synthetic "All"; "fail" when unknown.
     dv::auto_com<DvXML::INode> GetGroup(int id) const;
+    /// Takes name and ids as given; "success", or "fail" when the group is unknown.
     dv::auto_com<DvXML::INode> SetGroupState(int id, const std::string& name,
                                              const std::vector<unsigned long>& deviceIds);
 
@@ -115,10 +122,12 @@ public:
     void IssueSipProxyCommand(const std::string& request);
     void EnableSipProxy();
     void DisableSipProxy();
+    /// Kills and enables; the second request is made whatever became of the first.
     void RestartSipProxy();
 
     // Calls
-    /// The video mode that the calling device will use.
+    /// The video mode that the calling device will use; MEDIA_NONE, with a log line, for a type
+    /// outside the table.
     dvIntercom::MediaMode evalVideoType(const ISupportIntercom* device, SessionType type,
                                         dvIntercom::MediaMode requested) const;
 
@@ -201,6 +210,7 @@ private:
 
     // Devices
     std::vector<unsigned long> DeviceIds() const;
+    int HighestVersion() const;
     bool IsRegistered(const ISupportIntercom* device) const;
     /// What the device answers; nothing when it is not (or no longer) registered.
     template <class Answer>
@@ -237,8 +247,7 @@ private:
                           StartOperation start);
     std::optional<std::string> SipAddress(unsigned long id) const;
     bool TakesBroadcasts(unsigned long id) const;
-    std::vector<std::string> BroadcastAddresses(const ICmdMessage& message,
-                                                const ISupportIntercom* source) const;
+    std::vector<std::string> BroadcastAddresses(const ICmdMessage& message, unsigned long source) const;
     void EndBroadcastSessions(const std::string& local);
     void EndAllSessions(const std::string& local);
     void EndSessionWithPeer(unsigned long local, const std::string& localKey, const std::string& remoteKey);
@@ -249,13 +258,13 @@ private:
     int maxRecentCalls = 50;                             // persisted
     std::vector<ContactPtr> contacts;                    // persisted
     std::vector<RecentContactPtr> recentContacts;        // oldest first
-    int nextGroupId = 1;                                 // persisted; only grows
+    int nextGroupId = 1;                                 // persisted
     int popupTimeout = 20;                               // seconds; persisted
     std::map<int, GroupPtr> groups;                      // persisted
     std::map<unsigned long, ISupportIntercom*> devices;  // not owned
     std::vector<unsigned long> deviceOrder;              // persisted
     bool isExternal = false;
-    int intercomMode = 1;  // 1: SIP proxy off, 2: it runs
+    int intercomMode = kModeClassic;  // 1: SIP proxy off, 2: it runs
     std::string sipProxyIP;
     SipEntityMap routes;  // persisted, as the three below
     SipEntityMap acls;

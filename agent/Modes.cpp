@@ -4,18 +4,10 @@
 #include "agent/IntercomAgent.h"
 #include "agent/Replies.h"
 #include "agent/UiEvents.h"
-
-namespace {
-
-constexpr int kModeClassic = 1;  // no device needs the SIP proxy
-constexpr int kModeSip = 2;
-
-}  // namespace
+#include "host/glue/Log.h"
 
 void IntercomAgent::CheckIntercomMode() {
-    int newMode = kModeClassic;
-    for (const unsigned long id : DeviceIds())
-        newMode = std::max(newMode, Ask(id, &ISupportIntercom::getVersion).value_or(kModeClassic));
+    const int newMode = HighestVersion();
     if (newMode == intercomMode) return;
 
     if (newMode == kModeClassic) DisableSipProxy();
@@ -23,12 +15,28 @@ void IntercomAgent::CheckIntercomMode() {
     intercomMode = newMode;
 }
 
+// A driver that adds or removes devices while it is asked has changed what there is to compare.
+int IntercomAgent::HighestVersion() const {
+    int highest = kModeClassic;
+    std::vector<unsigned long> ids;
+    do {
+        ids = DeviceIds();
+        highest = kModeClassic;
+        for (const unsigned long id : ids)
+            highest = std::max(highest, Ask(id, &ISupportIntercom::getVersion).value_or(kModeClassic));
+    } while (ids != DeviceIds());
+    return highest;
+}
+
 void IntercomAgent::UpdateExternal() {
-    isExternal = !services.empty();
-    if (!isExternal) return;
-    LogXMessage(7, "IntercomAgent checking services");
-    isExternal = !services.empty();  // the log line went to the host, which may have called back in
-    LogXMessage(7, isExternal ? "IntercomAgent has services" : "IntercomAgent has no services");
+    if (services.empty()) {
+        isExternal = false;
+        return;
+    }
+    LogXMessage(dv::LOG_LEVEL_DEBUG, "IntercomAgent checking services");
+    isExternal = !services.empty();  // looked at again: the line has left the agent and come back
+    LogXMessage(dv::LOG_LEVEL_DEBUG,
+                isExternal ? "IntercomAgent has services" : "IntercomAgent has no services");
 }
 
 int IntercomAgent::GetPopupTimeout() {

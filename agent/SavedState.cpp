@@ -7,20 +7,12 @@
 #include <boost/make_shared.hpp>
 
 #include "agent/IntercomAgent.h"
+#include "agent/RecordList.h"
 #include "groups/IdList.h"
 
 namespace {
 
 constexpr char kVersion[] = "0.0.0.1";
-
-/// An element of that name with every record of a keyed store, in key order.
-template <class Store>
-dv::auto_com<DvXML::INode> ListOf(const char* name, const Store& store) {
-    auto list = DvXML::CreateXmlNode(name, "");
-    for (const auto& [key, record] : store)
-        list->NodeAddChild(record->toXml().get());
-    return list;
-}
 
 /// Builds a record of each child; of two with one key the first stays.
 template <class Record>
@@ -65,7 +57,7 @@ void IntercomAgent::ReadState(DvXML::INode& state) {
 
 void IntercomAgent::ReadGroups(DvXML::INode& list) {
     for (DvXML::INode* element : list.NodeChildren()) {
-        // The name of the computed group of all devices; one of that name would hide it.
+        // The computed group of all devices bears this name; a stored one would be listed beside it.
         if (element->NodeGetNamedValue("name") == IntercomGroup::kAllName) continue;
         const auto group = boost::make_shared<IntercomGroup>(element);
         groups[group->GetGroupId()] = group;

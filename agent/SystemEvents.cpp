@@ -1,9 +1,9 @@
 // Changes of the home's project: items removed, renamed, moved.
-#include <cstdint>
 #include <string_view>
 
 #include "agent/FirstException.h"
 #include "agent/IntercomAgent.h"
+#include "host/glue/Numbers.h"
 
 namespace {
 
@@ -30,11 +30,11 @@ void IntercomAgent::OnSystemEvent(DvXML::INode& event) {
     if (changed.item == 0) return;
 
     const std::string name(event.NodeGetNamedValue("name"));
-    const unsigned long id = static_cast<std::uint32_t>(changed.item);
+    const unsigned long id = dv::ToULong32(changed.item);  // events carry ids above 2^31 as negatives
     if (name == "OnItemRemoved") return OnDeviceRemoved(id);
 
     // Names and places matter to the SIP proxy alone, and it runs in mode 2 only.
-    if (intercomMode != 2) return;
+    if (intercomMode != kModeSip) return;
     const bool renamed = name == "OnItemNameChanged";
     if (!renamed && name != "OnItemMoved") return;
 

@@ -1,12 +1,13 @@
 // The four call requests. The agent carries no media and keeps no record of a call: it tells the
 // calling device's driver whom to call and with which media.
 #include "agent/IntercomAgent.h"
+#include "host/glue/Log.h"
 #include "host/glue/Numbers.h"
 #include "host/glue/XmlText.h"
 
-namespace {
-
 using namespace dvIntercom;
+
+namespace {
 
 /// Broadcasts and monitor calls ask nothing; only a regular call may be wished with or without
 /// the caller's picture.
@@ -44,7 +45,8 @@ MediaMode IntercomAgent::evalVideoType(const ISupportIntercom* device, SessionTy
             return display ? MEDIA_RECEIVE_ONLY : MEDIA_NONE;
     }
     // Log readers know the operation under this name.
-    LogXMessage(3, "IntercomAgent::evaluateAudioType invalid call type: %d", static_cast<int>(type));
+    LogXMessage(dv::LOG_LEVEL_ERROR, "IntercomAgent::evaluateAudioType invalid call type: %d",
+                static_cast<int>(type));
     return MEDIA_NONE;
 }
 
@@ -90,19 +92,19 @@ void IntercomAgent::handleSipBroadcastCall(const ICmdMessage& message) {
     const ISupportIntercom* const caller = getIntercomDevice(source);
     if (!caller) return;
     const MediaMode video = evalVideoType(caller, SESSION_BROADCAST, RequestedVideo(message));
-    const std::vector<std::string> addresses = BroadcastAddresses(message, caller);
+    const std::vector<std::string> addresses = BroadcastAddresses(message, source);
     ISupportIntercom* const device = getIntercomDevice(source);
     if (device && !addresses.empty()) device->StartSipBroadcast(MEDIA_SEND_ONLY, video, addresses);
 }
 
 std::vector<std::string> IntercomAgent::BroadcastAddresses(const ICmdMessage& message,
-                                                           const ISupportIntercom* source) const {
+                                                           unsigned long source) const {
     std::vector<std::string> addresses;
     const auto root = DvXML::ParseRoot(message.GetString("destinations"));
     if (!root) return addresses;
     for (const DvXML::INode* child : root->NodeChildren()) {
         const unsigned long id = dv::ParseULong(child->NodeGetText());
-        if (getIntercomDevice(id) == source || !TakesBroadcasts(id)) continue;
+        if (getIntercomDevice(id) == getIntercomDevice(source) || !TakesBroadcasts(id)) continue;
         if (const auto address = SipAddress(id)) addresses.push_back(*address);
     }
     return addresses;

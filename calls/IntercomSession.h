@@ -1,25 +1,38 @@
 // A record of one SIP session and the devices in it, for device drivers. The agent keeps none:
-// it asks the drivers for their sessions.
+// it asks the drivers for their sessions. All of it stands in this header, so that a driver needs
+// nothing of the agent's but the file.
 #ifndef CALLS_INTERCOMSESSION_H
 #define CALLS_INTERCOMSESSION_H
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
+
+#include "host/glue/Assert.h"
 
 /// Not synchronised: one thread at a time.
 class IntercomSession {
 public:
     /// The id must not be 0; 0 is reported as an assertion and kept.
-    explicit IntercomSession(std::uint32_t sessionId);
+    explicit IntercomSession(std::uint32_t id) : sessionId(id) {
+        if (id == 0) dv::AssertWrite("domovia_agent_intercom/dvw/IntercomSession", 13, dv::StackTrace());
+    }
 
-    bool containsDevice(std::uint32_t deviceId) const;
+    bool containsDevice(std::uint32_t deviceId) const {
+        return std::find(devices.begin(), devices.end(), deviceId) != devices.end();
+    }
 
     /// Takes out the first occurrence of the id; false when there is none.
-    bool removeDeviceFromList(std::uint32_t deviceId);
+    bool removeDeviceFromList(std::uint32_t deviceId) {
+        const auto found = std::find(devices.begin(), devices.end(), deviceId);
+        if (found == devices.end()) return false;
+        devices.erase(found);
+        return true;
+    }
 
     std::uint32_t reserved = 0;          // unused
     std::vector<std::uint32_t> devices;  // in the order of joining; duplicates are allowed
-    std::uint32_t sessionId = 0;
+    std::uint32_t sessionId;
 };
 
 #endif

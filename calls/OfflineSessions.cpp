@@ -1,6 +1,7 @@
 // Ends sessions that a device has left behind. The sessions live in the device drivers: each is
 // asked for the one it holds with the lost peer, and told to hang it up.
 #include "agent/IntercomAgent.h"
+#include "host/glue/Log.h"
 
 namespace {
 
@@ -15,10 +16,11 @@ void IntercomAgent::EndOfflineSession(const std::string& local, const std::strin
     const std::string localKey = local;
     const std::string remoteKey = remote;
 
-    LogXMessage(7, "IntercomAgent::EndOfflineSession - finding local device %s", localKey.c_str());
+    LogXMessage(dv::LOG_LEVEL_DEBUG, "IntercomAgent::EndOfflineSession - finding local device %s",
+                localKey.c_str());
     const std::optional<unsigned long> id = FindDeviceId(localKey);
     if (!id) return;
-    LogXMessage(7, "IntercomAgent::EndOfflineSession - found local device %s",
+    LogXMessage(dv::LOG_LEVEL_DEBUG, "IntercomAgent::EndOfflineSession - found local device %s",
                 Ask(*id, &ISupportIntercom::getKey).value_or(localKey).c_str());
 
     if (remoteKey.empty()) return EndBroadcastSessions(localKey);
@@ -28,7 +30,7 @@ void IntercomAgent::EndOfflineSession(const std::string& local, const std::strin
 
 // Broadcast endpoints are the devices without a key.
 void IntercomAgent::EndBroadcastSessions(const std::string& local) {
-    LogXMessage(7, "IntercomAgent::EndOfflineSession - checking for broadcast endpoints");
+    LogXMessage(dv::LOG_LEVEL_DEBUG, "IntercomAgent::EndOfflineSession - checking for broadcast endpoints");
     for (const unsigned long id : DeviceIds()) {
         const std::optional<std::string> key = LogEndpoint(id);
         if (key && key->empty()) HangupEndpoint(id, local);
@@ -36,14 +38,17 @@ void IntercomAgent::EndBroadcastSessions(const std::string& local) {
 }
 
 void IntercomAgent::EndAllSessions(const std::string& local) {
-    LogXMessage(7, "IntercomAgent::EndOfflineSession - connection status changed, end sessions");
+    LogXMessage(dv::LOG_LEVEL_DEBUG,
+                "IntercomAgent::EndOfflineSession - connection status changed, end sessions");
     for (const unsigned long id : DeviceIds())
         if (LogEndpoint(id)) HangupEndpoint(id, local);
 }
 
 std::optional<std::string> IntercomAgent::LogEndpoint(unsigned long id) const {
     const std::optional<std::string> key = Ask(id, &ISupportIntercom::getKey);
-    if (key) LogXMessage(7, "IntercomAgent::EndOfflineSession - checking endpoint %s", key->c_str());
+    if (key)
+        LogXMessage(dv::LOG_LEVEL_DEBUG, "IntercomAgent::EndOfflineSession - checking endpoint %s",
+                    key->c_str());
     return key;
 }
 
@@ -52,24 +57,27 @@ void IntercomAgent::HangupEndpoint(unsigned long id, const std::string& local) {
     if (!endpoint) return;
     const unsigned char session = endpoint->findSessionId(local);
     if (session == dvIntercom::NO_SESSION) return;
-    LogXMessage(7, "IntercomAgent::EndOfflineSession - hangup endpoint session %d", session);
+    LogXMessage(dv::LOG_LEVEL_DEBUG, "IntercomAgent::EndOfflineSession - hangup endpoint session %d",
+                session);
     if (ISupportIntercom* const still = getIntercomDevice(id)) still->HangupSipSession(session);
 }
 
 // The local side hangs up only when the peer knows nothing of the session any more.
 void IntercomAgent::EndSessionWithPeer(unsigned long local, const std::string& localKey,
                                        const std::string& remoteKey) {
-    LogXMessage(7, "IntercomAgent::EndOfflineSession - finding remote device %s", remoteKey.c_str());
+    LogXMessage(dv::LOG_LEVEL_DEBUG, "IntercomAgent::EndOfflineSession - finding remote device %s",
+                remoteKey.c_str());
     const std::optional<unsigned long> remote = FindDeviceId(remoteKey);
     if (!remote) return;
-    LogXMessage(7, "IntercomAgent::EndOfflineSession - found remote device %s",
+    LogXMessage(dv::LOG_LEVEL_DEBUG, "IntercomAgent::EndOfflineSession - found remote device %s",
                 Ask(*remote, &ISupportIntercom::getKey).value_or(remoteKey).c_str());
 
     ISupportIntercom* const localDevice = getIntercomDevice(local);
     if (!localDevice) return;
     const unsigned char session = localDevice->findSessionId(remoteKey);
     if (session == dvIntercom::NO_SESSION) {
-        LogXMessage(7, "IntercomAgent::EndOfflineSession - Error: No session between local and remote");
+        LogXMessage(dv::LOG_LEVEL_DEBUG,
+                    "IntercomAgent::EndOfflineSession - Error: No session between local and remote");
         return;
     }
     ISupportIntercom* const remoteDevice = getIntercomDevice(*remote);

@@ -4,6 +4,7 @@
 #include <boost/make_shared.hpp>
 
 #include "agent/IntercomAgent.h"
+#include "agent/RecordList.h"
 #include "agent/Replies.h"
 #include "agent/UiEvents.h"
 #include "host/glue/XmlText.h"
@@ -45,10 +46,7 @@ IntercomAgent::Reply IntercomAgent::OnReqGetContactList(const ICmdMessage&) {
 }
 
 dv::auto_com<DvXML::INode> IntercomAgent::GetContactList() {
-    auto list = DvXML::CreateXmlNode("contacts", "");
-    for (const ContactPtr& contact : contacts)
-        list->NodeAddChild(contact->toXml().get());
-    return list;
+    return ListOf("contacts", contacts);
 }
 
 std::string IntercomAgent::getNameByAddress(std::string address) const {

@@ -17,7 +17,7 @@
 /// What is known of one phone number beside the number.
 struct T_PHONE_TYPE {
     std::string kind;  // the name of the element that carried the number
-    bool speedDial;
+    bool speedDial = false;
 };
 
 /// Numbers by key: the position in the list that they were read from, "-", the number. Keys are

@@ -1,10 +1,13 @@
 // The bounded list of recent calls, oldest first. It lives in memory only.
 #include <algorithm>
 #include <boost/make_shared.hpp>
+#include <utility>
 
 #include "agent/IntercomAgent.h"
+#include "agent/RecordList.h"
 #include "agent/Replies.h"
 #include "agent/UiEvents.h"
+#include "host/glue/Log.h"
 #include "host/glue/Numbers.h"
 
 void IntercomAgent::AddRecentContact(const std::string& displayName, const std::string& address,
@@ -16,7 +19,7 @@ void IntercomAgent::AddRecentContact(const std::string& displayName, const std::
     recentContacts.push_back(entry);
     nextRecentId = dv::NextNumber(nextRecentId);
     DmInvalidateState();
-    LogXMessage(7, "AddRecentContact: %s", entry->ToXml()->NodeToText().c_str());
+    LogXMessage(dv::LOG_LEVEL_DEBUG, "AddRecentContact: %s", entry->ToXml()->NodeToText().c_str());
     MySendDataToUI(UiEvents::kRecentContactAdded, entry->GetId(), UiEvents::kNone);
 }
 
@@ -33,10 +36,7 @@ void IntercomAgent::BoundRecentContacts() {
 }
 
 IntercomAgent::Reply IntercomAgent::OnReqGetRecentContactList(const ICmdMessage&) {
-    auto list = DvXML::CreateXmlNode("recentContacts", "");
-    for (const RecentContactPtr& entry : recentContacts)
-        list->NodeAddChild(entry->ToXml().get());
-    return list;
+    return ListOf("recentContacts", recentContacts);
 }
 
 IntercomAgent::Reply IntercomAgent::OnReqDeleteRecentContact(const ICmdMessage& message) {
@@ -50,13 +50,12 @@ IntercomAgent::Reply IntercomAgent::OnReqDeleteRecentContact(const ICmdMessage& 
     --recentCount;
     if (recentContacts.empty()) nextRecentId = 0;
     DmInvalidateState();
-    LogXMessage(7, "OnReqDeleteRecentContact: %s", removed->ToXml()->NodeToText().c_str());
+    LogXMessage(dv::LOG_LEVEL_DEBUG, "OnReqDeleteRecentContact: %s", removed->ToXml()->NodeToText().c_str());
     MySendDataToUI(UiEvents::kRecentContactDeleted, removed->GetId(), UiEvents::kNone);
     return Replies::Success();
 }
 
-// Numbering goes on at 1 here, and at 0 when the last entry is deleted: user interfaces tell the
-// two apart by it.
+// Numbering goes on at 1 here; when the last entry is deleted it goes on at 0. Both are meant.
 IntercomAgent::Reply IntercomAgent::OnReqClearRecentContactList(const ICmdMessage&) {
     recentContacts.clear();
     recentCount = 0;

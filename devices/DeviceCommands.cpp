@@ -1,6 +1,7 @@
 // Commands about one registered device, or the list of all.
 #include "agent/IntercomAgent.h"
 #include "agent/Replies.h"
+#include "host/glue/Log.h"
 
 IntercomAgent::Reply IntercomAgent::OnReqGetDeviceList(const ICmdMessage&) {
     return GetDeviceList();
@@ -10,7 +11,7 @@ IntercomAgent::Reply IntercomAgent::OnReqGetDeviceState(const ICmdMessage& messa
     const unsigned long id = message.GetULong("idDevice");
     ISupportIntercom* const device = getIntercomDevice(id);
     if (!device) {
-        LogXMessage(3, "IntercomAgent::OnReqGetDeviceState passed invalid device id of %d",
+        LogXMessage(dv::LOG_LEVEL_ERROR, "IntercomAgent::OnReqGetDeviceState passed invalid device id of %d",
                     static_cast<int>(id));
         return Replies::Fail();
     }
@@ -21,7 +22,7 @@ IntercomAgent::Reply IntercomAgent::OnReqSetDeviceState(const ICmdMessage& messa
     const unsigned long id = message.GetULong("idDevice");
     ISupportIntercom* const device = getIntercomDevice(id);
     if (!device) {
-        LogXMessage(3, "IntercomAgent::OnReqSetDeviceState passed invalid device id of %d",
+        LogXMessage(dv::LOG_LEVEL_ERROR, "IntercomAgent::OnReqSetDeviceState passed invalid device id of %d",
                     static_cast<int>(id));
         return Replies::Fail();
     }

@@ -3,6 +3,7 @@
 
 #include "agent/IntercomAgent.h"
 #include "agent/UiEvents.h"
+#include "host/glue/Log.h"
 
 ISupportIntercom* IntercomAgent::getIntercomDevice(unsigned long id) const {
     const auto found = devices.find(id);
@@ -47,12 +48,13 @@ bool IntercomAgent::IsRegistered(const ISupportIntercom* device) const {
 void IntercomAgent::AddIntercomDevice(unsigned long id, ISupportIntercom* device) {
     if (!device) {
         // "%ul" prints the id and a letter l: the text is known to log readers as it is.
-        LogXMessage(3, "Unable to add intercom device %ul", static_cast<unsigned int>(id));
+        LogXMessage(dv::LOG_LEVEL_ERROR, "Unable to add intercom device %ul", static_cast<unsigned int>(id));
         return;
     }
     devices[id] = device;
     UpdateDeviceOrder(id);
-    if (device->getVersion() != intercomMode) CheckIntercomMode();
+    const int version = device->getVersion();
+    if (version != intercomMode) CheckIntercomMode();
     if (ISupportIntercom* const registered = getIntercomDevice(id)) {
         const std::string address = sipProxyIP;
         registered->updateSipInfoFromDriver(address);

@@ -1,7 +1,6 @@
 // Commands on SIP users. Look-ups by key and index see every device, not users alone.
-#include <iterator>
-
 #include "agent/IntercomAgent.h"
+#include "agent/RecordList.h"
 #include "agent/Replies.h"
 
 IntercomAgent::Reply IntercomAgent::OnReqAddUser(const ICmdMessage& message) {
@@ -14,7 +13,7 @@ IntercomAgent::Reply IntercomAgent::OnReqAddUser(const ICmdMessage& message) {
 
 // The user object lives on: drivers may still hold its pointer. It ends with the agent.
 IntercomAgent::Reply IntercomAgent::OnReqEraseUser(const ICmdMessage& message) {
-    const std::string& key = message.GetString("key");
+    const std::string key = message.GetString("key");
     ISupportIntercom* const device = getIntercomDevice(key);
     if (!device) return Replies::UnableToErase(key);
     OnDeviceRemoved(device->getDeviceId());
@@ -33,7 +32,7 @@ IntercomAgent::Reply IntercomAgent::GetUserByKey(const std::string& key) const {
 }
 
 IntercomAgent::Reply IntercomAgent::GetUserByIndex(unsigned long index) const {
-    if (index >= devices.size()) return Replies::NoEntityAt(index);
-    ISupportIntercom* const device = std::next(devices.begin(), static_cast<std::ptrdiff_t>(index))->second;
-    return DvXML::CreateXmlNode("key", device->getKey());
+    const auto found = EntryAt(devices, index);
+    return found == devices.end() ? Replies::NoEntityAt(index)
+                                  : DvXML::CreateXmlNode("key", found->second->getKey());
 }

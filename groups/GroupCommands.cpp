@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "agent/IntercomAgent.h"
+#include "agent/RecordList.h"
 #include "agent/Replies.h"
 #include "agent/UiEvents.h"
 #include "groups/IdList.h"
@@ -60,8 +61,7 @@ IntercomAgent::Reply IntercomAgent::OnReqGetGroup(const ICmdMessage& message) {
 dv::auto_com<DvXML::INode> IntercomAgent::GetGroupList(bool includeAll) {
     auto list = DvXML::CreateXmlNode("groups", "");
     if (includeAll) list->NodeAddChild(GetGroup(IntercomGroup::kAllId).get());
-    for (const auto& [id, group] : groups)
-        list->NodeAddChild(group->toXml().get());
+    AppendRecords(*list, groups);
     return list;
 }
 
@@ -103,7 +103,7 @@ void IntercomAgent::GetDeviceListByGroup(std::vector<unsigned long>& out, int gr
 }
 
 IntercomAgent::Reply IntercomAgent::OnReqGetSipUserGroup(const ICmdMessage& message) {
-    const std::string& name = message.GetString("groupName");
+    const std::string name = message.GetString("groupName");
     std::vector<unsigned long> members;
     if (name == IntercomGroup::kAllName) {
         members = IdsOfAll();

@@ -12,7 +12,7 @@
 #include "host/interfaces/DvXML.h"
 
 /// All operations: [driver thread]
-class IntercomGroup : private dv::Counted {
+class IntercomGroup {
 public:
     /// The group of all devices but door stations. It is computed when asked for, never stored.
     static constexpr int kAllId = 0;
@@ -43,6 +43,7 @@ private:
     std::vector<unsigned long> devices_;
     std::string name_;
     int groupId_;
+    [[no_unique_address]] dv::Counted counted_;
 };
 
 #endif

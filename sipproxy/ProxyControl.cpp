@@ -4,19 +4,28 @@
 #include <array>
 #include <cctype>
 #include <cstdio>
+#include <memory>
+#include <optional>
 
 #include "agent/FirstException.h"
 #include "agent/IntercomAgent.h"
 #include "agent/Replies.h"
+#include "host/glue/Log.h"
 
 namespace {
 
 /// One line of the system manager's answer; what is longer is not looked at.
 constexpr std::size_t kAnswerBytes = 100;
 
-std::string ReadFirstLine(std::FILE* stream) {
+using Stream = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+
+/// The answer's first line; nothing when the system manager cannot be started. Its exit status
+/// does not count.
+std::optional<std::string> AskSysman(const std::string& request) {
+    const Stream stream(popen(("sysman " + request + " sipproxy").c_str(), "r"), &pclose);
+    if (!stream) return std::nullopt;
     std::array<char, kAnswerBytes> line{};
-    if (!std::fgets(line.data(), static_cast<int>(line.size()), stream)) return "";
+    if (!std::fgets(line.data(), static_cast<int>(line.size()), stream.get())) return "";
     return line.data();
 }
 
@@ -29,18 +38,15 @@ std::string LowerCase(std::string text) {
 }  // namespace
 
 void IntercomAgent::IssueSipProxyCommand(const std::string& request) {
-    std::FILE* const stream = popen(("sysman " + request + " sipproxy").c_str(), "r");
-    if (!stream) {
-        LogXMessage(3, "failed to open connection to sysman");
+    const std::optional<std::string> answer = AskSysman(request);
+    if (!answer) {
+        LogXMessage(dv::LOG_LEVEL_ERROR, "failed to open connection to sysman");
         return;
     }
-    const std::string answer = LowerCase(ReadFirstLine(stream));
-    pclose(stream);  // the answer counts, the exit status does not
-
-    if (answer.starts_with(request))
-        LogXMessage(6, "IntercomAgent %s sipproxy", request.c_str());
+    if (LowerCase(*answer).starts_with(request))
+        LogXMessage(dv::LOG_LEVEL_INFO, "IntercomAgent %s sipproxy", request.c_str());
     else
-        LogXMessage(3, "Failed to %s sipproxy", request.c_str());
+        LogXMessage(dv::LOG_LEVEL_ERROR, "Failed to %s sipproxy", request.c_str());
 }
 
 void IntercomAgent::EnableSipProxy() {

@@ -3,6 +3,7 @@
 #include <boost/make_shared.hpp>
 
 #include "agent/IntercomAgent.h"
+#include "agent/RecordList.h"
 #include "agent/Replies.h"
 #include "agent/UiEvents.h"
 
@@ -16,10 +17,7 @@ IntercomAgent::Reply IntercomAgent::OnReqEditService(const ICmdMessage& message)
 }
 
 IntercomAgent::Reply IntercomAgent::OnReqGetServiceList(const ICmdMessage&) {
-    auto list = DvXML::CreateXmlNode("services", "");
-    for (const auto& [name, service] : services)
-        list->NodeAddChild(service->toXml().get());
-    return list;
+    return ListOf("services", services);
 }
 
 // Not marked for saving, unlike editService: the removal is stored with the next change.

@@ -1,7 +1,7 @@
 // An account at an external SIP provider, through which calls leave the home.
 //
 // Its element: <service>Provider<name>Provider</name><host/><username/><password/></service>.
-// The password stands there in clear: user interfaces show it, and the proxy needs it.
+// The password stands there in clear, in replies and in the saved state.
 #ifndef SIPPROXY_SERVICEINFO_H
 #define SIPPROXY_SERVICEINFO_H
 
@@ -12,7 +12,7 @@
 #include "sipproxy/RecordFields.h"
 
 /// Never changed after construction.  All operations: [driver thread]
-class ServiceInfo : private dv::Counted {
+class ServiceInfo {
 public:
     explicit ServiceInfo(const ICmdMessage& message);
     /// Reads the named values; the element's own text is not looked at.
@@ -32,6 +32,7 @@ private:
     std::string host;
     std::string username;
     std::string password;
+    [[no_unique_address]] dv::Counted counted;
 };
 
 #endif

@@ -34,6 +34,10 @@ dv::auto_com<DvXML::INode> SipRecord<Record>::toXml() const {
     return element;
 }
 
+template class SipRecord<SipConfig>;
+template class SipRecord<SipAcl>;
+template class SipRecord<SipRoute>;
+
 SipConfig::SipConfig(const ICmdMessage& message) {
     ReadFields(*this, kFields, message);
 }

@@ -90,4 +90,8 @@ private:
     int order = 0;
 };
 
+extern template class SipRecord<SipConfig>;
+extern template class SipRecord<SipAcl>;
+extern template class SipRecord<SipRoute>;
+
 #endif

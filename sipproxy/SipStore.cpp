@@ -2,9 +2,9 @@
 // with applySIPProxyChanges, never by themselves; an erased record leaves the saved state with
 // the next change that is stored.
 #include <boost/make_shared.hpp>
-#include <iterator>
 
 #include "agent/IntercomAgent.h"
+#include "agent/RecordList.h"
 #include "agent/Replies.h"
 
 namespace {
@@ -92,6 +92,6 @@ IntercomAgent::Reply IntercomAgent::GetSipEntity(const SipEntityMap& store,
     }
     if (!message.HasParameter("index")) return Replies::None();
     const unsigned long index = message.GetULong("index");
-    if (index >= store.size()) return Replies::NoEntityAt(index);
-    return DvXML::CreateXmlNode("key", std::next(store.begin(), static_cast<std::ptrdiff_t>(index))->first);
+    const auto found = EntryAt(store, index);
+    return found == store.end() ? Replies::NoEntityAt(index) : DvXML::CreateXmlNode("key", found->first);
 }

@@ -14,10 +14,10 @@ public:
     static void Add(long change) noexcept;
 };
 
-/// Base of every class whose objects are counted.
+/// Base, or member, of every class whose objects are counted.
 class Counted {
 #ifdef DVHOST_COUNT_OBJECTS
-protected:
+public:
     Counted() noexcept { LiveObjects::Add(1); }
     Counted(const Counted&) noexcept { LiveObjects::Add(1); }
     Counted& operator=(const Counted&) noexcept = default;

@@ -46,7 +46,7 @@ public:
     virtual void NodeAddChild(INode* child) = 0;
 
     /// Appends a child element `name` with the text `value`. Repeated calls with one
-    /// name append repeated children. This and the two below never replace.
+    /// name append repeated children. This and the three below never replace.
     virtual void NodeAddNamedValue(std::string_view name, std::string_view value) = 0;
     /// The same with the decimal text of a signed number.
     virtual void NodeAddNamedInt(std::string_view name, int value) = 0;

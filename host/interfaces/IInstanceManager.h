@@ -12,7 +12,7 @@ class IDriverManager;
 class ISystemEventCallback;
 
 /// Drivers reach all of this through DvBaseDriver, which passes it on under the names that
-/// driver authors know; only the three Instance operations are called directly.
+/// driver authors know; the three Instance operations and PostToDriverThread are called directly.
 class DVHOST_API IInstanceManager {
 public:
     /// Publishes `object` under `interfaceId` for other drivers. Calls no driver back.
