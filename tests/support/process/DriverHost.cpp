@@ -1,0 +1,128 @@
+#include "tests/support/process/DriverHost.h"
+
+#include <signal.h>
+
+#include <cstdlib>
+#include <sstream>
+#include <stdexcept>
+#include <thread>
+
+namespace test {
+
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr std::chrono::seconds kPatience{60};
+constexpr std::chrono::milliseconds kBetweenLooks{5};
+constexpr char kRequests[] = "sysman.requests";
+constexpr char kAnswer[] = "sysman.answer";
+constexpr char kLog[] = "log";
+
+/// Answers with the line in the file, if there is one, else with its own first word.
+std::string SystemManager(const TempFolder& folder) {
+    const std::string answer = (folder / kAnswer).string();
+    return "#!/bin/sh\n"
+           "printf 'sysman %s\\n' \"$*\" >>'" +
+           (folder / kRequests).string() +
+           "'\n"
+           "if [ -f '" +
+           answer + "' ]; then cat '" + answer + "'; else printf '%s\\n' \"$1\"; fi\n";
+}
+
+void MakeExecutable(const std::filesystem::path& file) {
+    std::filesystem::permissions(file, std::filesystem::perms::owner_all);
+}
+
+/// The complete lines behind `read`, which then stands behind them.
+std::vector<std::string> NewLines(const std::string& text, std::size_t& read) {
+    std::vector<std::string> lines;
+    for (auto end = text.find('\n', read); end != std::string::npos; end = text.find('\n', read)) {
+        lines.push_back(text.substr(read, end - read));
+        read = end + 1;
+    }
+    return lines;
+}
+
+}  // namespace
+
+DriverHost::DriverHost(const std::string& home) {
+    WriteFile(folder_ / "home.xml", home);
+    std::filesystem::create_directory(folder_ / "bin");
+    WriteFile(folder_ / "bin/sysman", SystemManager(folder_));
+    MakeExecutable(folder_ / "bin/sysman");
+}
+
+void DriverHost::Start() {
+    startOfRun_ = ReadFile(folder_ / kLog).size();
+    const char* const path = std::getenv("PATH");
+    Process::Command command;
+    command.words = {DRIVERHOST_PROGRAM,
+                     "--home",
+                     (folder_ / "home.xml").string(),
+                     "--state-dir",
+                     (folder_ / "state").string(),
+                     "--listen",
+                     "127.0.0.1:0",
+                     "--plugin-dir",
+                     DRIVERHOST_PLUGINS};
+    command.environment = {{"PATH", (folder_ / "bin").string() + ":" + (path ? path : "/usr/bin:/bin")}};
+    command.output = folder_ / kLog;
+    process_ = std::make_unique<Process>(command);
+
+    const auto end = steady_clock::now() + kPatience;
+    std::optional<int> port = FindPort();
+    for (; !port; port = FindPort()) {
+        if (!process_->IsRunning() || steady_clock::now() > end)
+            throw std::runtime_error("driverhost does not start:\n" +
+                                     ReadFile(folder_ / kLog).substr(startOfRun_));
+        std::this_thread::sleep_for(kBetweenLooks);
+    }
+    port_ = *port;
+}
+
+std::optional<int> DriverHost::FindPort() {
+    const std::string log = ReadFile(folder_ / kLog).substr(startOfRun_);
+    const std::string address = "127.0.0.1:";
+    const auto found = log.find(address);
+    if (found == std::string::npos || log.find('\n', found) == std::string::npos) return std::nullopt;
+    return std::stoi(log.substr(found + address.size()));
+}
+
+int DriverHost::Stop() {
+    process_->Signal(SIGTERM);
+    const std::optional<int> status = process_->Wait(kPatience);
+    if (!status) throw std::runtime_error("driverhost does not end on SIGTERM");
+    return *status;
+}
+
+void DriverHost::Kill() {
+    process_->Signal(SIGKILL);
+    process_->Wait(kPatience);
+}
+
+std::size_t DriverHost::EventsSent() const {
+    const std::string name = "driverhost_ui_events_total{";
+    std::istringstream metrics(Send({"GET", "/metrics"}).body);
+    std::size_t sum = 0;
+    for (std::string line; std::getline(metrics, line);)
+        if (line.starts_with(name)) sum += std::stoul(line.substr(line.rfind(' ') + 1));
+    return sum;
+}
+
+std::vector<std::string> DriverHost::TakeRequests() {
+    return NewLines(ReadFile(folder_ / kRequests), requestsRead_);
+}
+
+void DriverHost::AnswerRequests(const std::optional<std::string>& line) {
+    if (line)
+        WriteFile(folder_ / kAnswer, line->empty() ? "" : *line + "\n");
+    else
+        std::filesystem::remove(folder_ / kAnswer);
+}
+
+std::vector<std::string> DriverHost::TakeLog() {
+    return NewLines(ReadFile(folder_ / kLog), logRead_);
+}
+
+}  // namespace test
