@@ -42,7 +42,8 @@ public:
     virtual int NodeGetIntValue() const = 0;
 
     /// Appends `child` behind the existing children and takes a reference of its
-    /// own. Null is ignored, and so is a child whose tree contains this node.
+    /// own. Null is ignored, and so is a child whose tree contains this node. A node that was not
+    /// made by CreateXmlNode or a parser is refused with a log line.
     virtual void NodeAddChild(INode* child) = 0;
 
     /// Appends a child element `name` with the text `value`. Repeated calls with one

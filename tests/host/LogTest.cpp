@@ -38,6 +38,11 @@ TEST_F(Log, IsNeverCutShort) {
     EXPECT_TRUE("7 " + text + "\n" == StandardError([&] { LogXMessage(7, "%s", text.c_str()); }));
 }
 
+TEST_F(Log, ArgumentThatCannotBePrintedLeavesTheFormat) {
+    const wchar_t beyond[] = {static_cast<wchar_t>(0x7FFFFFFF), 0};
+    EXPECT_EQ("6 name %ls\n", StandardError([&] { LogXMessage(6, "name %ls", beyond); }));
+}
+
 TEST_F(Log, SinkReceivesLevelAndTextAsItWasFormatted) {
     std::vector<std::string> lines;
     dv::SetLogSink(

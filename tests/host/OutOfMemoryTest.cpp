@@ -13,7 +13,8 @@ thread_local long allocationsLeft = kNever;
 
 }  // namespace
 
-void* operator new(std::size_t size) {
+// Not inlined: the compiler would take malloc and delete for a mismatched pair.
+__attribute__((noinline)) void* operator new(std::size_t size) {
     if (allocationsLeft == 0) throw std::bad_alloc();
     if (allocationsLeft > 0) --allocationsLeft;
     void* memory = std::malloc(size ? size : 1);
@@ -21,11 +22,11 @@ void* operator new(std::size_t size) {
     return memory;
 }
 
-void operator delete(void* memory) noexcept {
+__attribute__((noinline)) void operator delete(void* memory) noexcept {
     std::free(memory);
 }
 
-void operator delete(void* memory, std::size_t) noexcept {
+__attribute__((noinline)) void operator delete(void* memory, std::size_t) noexcept {
     std::free(memory);
 }
 
