@@ -1,0 +1,45 @@
+# The Debian packages that the system needs, and install_packages, which adds those that are missing. To be sourced.
+
+# What it is built with.
+BUILD_PACKAGES=(g++ cmake ninja-build libboost-dev libboost-program-options-dev libexpat1-dev)
+# What the tests need beside that.
+TEST_PACKAGES=(libgtest-dev libgmock-dev clang)
+
+# missing_packages PACKAGE...: those that are not installed, one a line.
+missing_packages() {
+    local package
+    for package in "$@"; do
+        [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || echo "$package"
+    done
+}
+
+# as_root COMMAND...: runs it with the rights that installing needs. Asks for a password only where somebody can type it.
+as_root() {
+    if [ "$(id -u)" -eq 0 ]; then
+        "$@"
+    elif ! command -v sudo >/dev/null; then
+        echo "Installing needs root and there is no sudo. As root, run: $*" >&2
+        return 1
+    elif [ -t 0 ]; then
+        sudo "$@"
+    else
+        sudo -n "$@"
+    fi
+}
+
+# install_packages PACKAGE...: returns at once when all are there.
+install_packages() {
+    if ! command -v dpkg-query >/dev/null || ! command -v apt-get >/dev/null; then
+        echo "This is no Debian system; what is installed is not looked at. These Debian packages are needed: $*" >&2
+        return 0
+    fi
+    local missing
+    mapfile -t missing < <(missing_packages "$@")
+    [ "${#missing[@]}" -ne 0 ] || return 0
+    echo "Installing ${missing[*]}"
+    if ! { as_root apt-get update -q && as_root env DEBIAN_FRONTEND=noninteractive \
+        apt-get install -q -y --no-install-recommends "${missing[@]}"; }; then
+        echo "These packages are missing and could not be installed: ${missing[*]}" >&2
+        return 1
+    fi
+}
