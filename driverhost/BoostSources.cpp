@@ -1,0 +1,3 @@
+// The network libraries, compiled once.
+#include <boost/asio/impl/src.hpp>
+#include <boost/beast/src.hpp>

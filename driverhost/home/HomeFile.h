@@ -1,0 +1,50 @@
+// The home file: which drivers a home has, and how each one is configured.
+//
+//     <home>
+//       <controller><address>192.168.1.10</address></controller>
+//       <driver><id>1</id><name>agent</name><library>intercom_agent</library></driver>
+//       <driver><id>101</id><name>frontdoor</name><library>panel</library>
+//         <config><key>frontdoor</key></config>
+//       </driver>
+//     </home>
+#ifndef DRIVERHOST_HOME_HOMEFILE_H
+#define DRIVERHOST_HOME_HOMEFILE_H
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace driverhost {
+
+struct DriverEntry {
+    unsigned long id = 0;     // 1 to 4294967295, each once
+    std::string name;         // fit for the name of a folder, each once
+    std::string library;      // without folder and ending
+    std::string libraryPath;  // where it lies
+    std::string config;       // the element as XML text; "<config/>" when there is none
+};
+
+struct Home {
+    /// The controller's IPv4 address; present and empty means "no address", absent "find out".
+    std::optional<std::string> address;
+    std::vector<DriverEntry> drivers;  // in file order
+};
+
+/// One line: FILE:LINE: what is wrong.
+class HomeFileError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Understands the text of a home file. Libraries are looked for in `pluginFolder`. Throws
+/// HomeFileError, in which the file is called `fileName`.
+Home ParseHome(std::string_view text, const std::string& fileName, const std::string& pluginFolder);
+
+/// The same with what the file holds.
+Home ReadHomeFile(const std::string& path, const std::string& pluginFolder);
+
+}  // namespace driverhost
+
+#endif

@@ -1,0 +1,24 @@
+// The fields of a form, application/x-www-form-urlencoded.
+#ifndef DRIVERHOST_HTTP_FORMDATA_H
+#define DRIVERHOST_HTTP_FORMDATA_H
+
+#include <optional>
+#include <string>
+
+#include "driverhost/http/Message.h"
+#include "driverhost/runtime/SystemEvents.h"
+
+namespace driverhost {
+
+struct Form {
+    Parameters fields;        // in order, repeats included
+    unsigned int status = 0;  // of the refusal: 400 or 415; 0 when the form is good
+    std::string fault;        // then: what to do about it
+};
+
+/// The fields in the request's body. A request without body has none and needs no content type.
+Form ParseForm(const Request& request);
+
+}  // namespace driverhost
+
+#endif

@@ -1,0 +1,74 @@
+#include "driverhost/http/Message.h"
+
+#include <utility>
+
+#include "host/interfaces/DvXML.h"
+
+namespace driverhost {
+namespace {
+
+constexpr std::string_view kXml = "application/xml";
+
+}  // namespace
+
+Response XmlResponse(std::string element) {
+    return {.status = 200, .contentType = kXml, .body = std::move(element), .headers = {}, .stream = {}};
+}
+
+Response EmptyResponse() {
+    return {};
+}
+
+Response ErrorResponse(unsigned int status, const std::string& text) {
+    Response response = XmlResponse(DvXML::CreateXmlNode("error", text)->NodeToText());
+    response.status = status;
+    return response;
+}
+
+std::string_view StatusText(unsigned int status) {
+    switch (status) {
+        case 200:
+            return "OK";
+        case 204:
+            return "No Content";
+        case 400:
+            return "Bad Request";
+        case 401:
+            return "Unauthorized";
+        case 403:
+            return "Forbidden";
+        case 404:
+            return "Not Found";
+        case 405:
+            return "Method Not Allowed";
+        case 408:
+            return "Request Timeout";
+        case 413:
+            return "Content Too Large";
+        case 415:
+            return "Unsupported Media Type";
+        case 431:
+            return "Request Header Fields Too Large";
+        case 500:
+            return "Internal Server Error";
+        case 503:
+            return "Service Unavailable";
+        default:
+            return "Other";
+    }
+}
+
+std::string FormatHead(const Response& response, bool keepAlive) {
+    std::string head = "HTTP/1.1 " + std::to_string(response.status) + " ";
+    head.append(StatusText(response.status)).append("\r\n");
+    if (!response.contentType.empty())
+        head.append("Content-Type: ").append(response.contentType).append("\r\n");
+    if (response.status != 204 && !response.stream) {
+        head.append("Content-Length: ").append(std::to_string(response.body.size())).append("\r\n");
+    }
+    head.append("Cache-Control: no-store\r\nX-Content-Type-Options: nosniff\r\n").append(response.headers);
+    head.append(keepAlive ? "Connection: keep-alive\r\n\r\n" : "Connection: close\r\n\r\n");
+    return head;
+}
+
+}  // namespace driverhost

@@ -1,0 +1,191 @@
+#include "driverhost/http/RequestReader.h"
+
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/http/parser.hpp>
+#include <boost/beast/http/string_body.hpp>
+#include <optional>
+#include <utility>
+
+namespace driverhost {
+namespace {
+
+namespace beast = boost::beast;
+namespace http = boost::beast::http;
+
+constexpr std::size_t kReadBytes = 16 * 1024;
+
+std::string_view View(beast::string_view text) {
+    return {text.data(), text.size()};
+}
+
+bool IsOversizedHead(const beast::error_code& error) {
+    return error == http::error::header_limit || error == http::error::buffer_overflow;
+}
+
+}  // namespace
+
+struct RequestReader::Parser {
+    using Message = http::request_parser<http::string_body>;
+
+    Parser(std::size_t headLimit, std::size_t bodyLimit)
+        : headBytes(headLimit), largestBody(bodyLimit), bodyBytes(bodyLimit) {}
+
+    void Begin() {
+        message.emplace();
+        message->header_limit(static_cast<std::uint32_t>(headBytes));
+        bodyBytes = largestBody;
+        message->body_limit(bodyBytes);
+    }
+
+    // True when a part was understood; else `error` is set, or more bytes are needed.
+    bool Put() {
+        if (buffer.size() == 0) return false;
+        const std::size_t used = message->put(buffer.data(), error);
+        buffer.consume(used);
+        understood += used;
+        if (error != http::error::need_more) return !error;
+        error = {};
+        return false;
+    }
+
+    Progress Fail(unsigned int status, std::string text) {
+        failure = ErrorResponse(status, text);
+        return Progress::Failed;
+    }
+
+    Progress FailByError() {
+        if (IsOversizedHead(error)) return FailHead();
+        if (error == http::error::body_limit) {
+            return Fail(413,
+                        "the body is too large; at most " + std::to_string(bodyBytes) + " bytes are taken");
+        }
+        return Fail(400, "malformed request: " + error.message());
+    }
+
+    Progress FailHead() {
+        return Fail(431, "the head is too large; at most " + std::to_string(headBytes) + " bytes are taken");
+    }
+
+    Progress AdvanceHead();
+    Progress AdvanceBody();
+    void FillRequest();
+
+    std::optional<std::string_view> Field(http::field name) const {
+        const auto found = message->get().find(name);
+        if (found == message->get().end()) return std::nullopt;
+        return View(found->value());
+    }
+
+    const std::size_t headBytes;
+    const std::size_t largestBody;
+    std::size_t bodyBytes;  // of this request
+    beast::flat_buffer buffer;
+    std::optional<Message> message;
+    beast::error_code error;
+    std::size_t understood = 0;  // bytes of the current request
+    bool headDone = false;
+    Request request;
+    Response failure;
+};
+
+// The parser bounds what it is given at a time, so what came before is counted here.
+RequestReader::Progress RequestReader::Parser::AdvanceHead() {
+    if (!message) Begin();
+    Put();
+    if (error) return FailByError();
+    if (!message->is_header_done()) {
+        return understood + buffer.size() > headBytes ? FailHead() : Progress::NeedHead;
+    }
+    if (understood > headBytes) return FailHead();
+    if (message->get().count(http::field::transfer_encoding) > 0 && !message->chunked()) {
+        return Fail(400, "no transfer encoding but chunked is understood");
+    }
+    headDone = true;
+    FillRequest();
+    return Progress::HeadDone;
+}
+
+RequestReader::Progress RequestReader::Parser::AdvanceBody() {
+    while (!message->is_done()) {
+        if (Put()) continue;
+        if (error) return FailByError();
+        // Body bytes are taken at once: what stays is the frame of a chunk, and that is short.
+        return buffer.size() > headBytes ? FailHead() : Progress::NeedBody;
+    }
+    request.body = message->get().body();
+    return Progress::Done;
+}
+
+void RequestReader::Parser::FillRequest() {
+    const auto& head = message->get();
+    request.method = View(head.method_string());
+    request.target = View(head.target());
+    request.hosts = head.count(http::field::host);
+    request.host = Field(http::field::host).value_or(std::string_view());
+    request.origin = Field(http::field::origin);
+    request.authorization = Field(http::field::authorization);
+    request.contentType = Field(http::field::content_type);
+    const auto lastEventId = head.find("Last-Event-ID");
+    if (lastEventId != head.end()) request.lastEventId = View(lastEventId->value());
+}
+
+RequestReader::RequestReader(std::size_t headBytes, std::size_t bodyBytes)
+    : parser_(std::make_unique<Parser>(headBytes, bodyBytes)) {}
+
+RequestReader::~RequestReader() = default;
+
+std::span<char> RequestReader::Prepare() {
+    const auto room = parser_->buffer.prepare(kReadBytes);
+    return {static_cast<char*>(room.data()), room.size()};
+}
+
+void RequestReader::Commit(std::size_t bytes) {
+    parser_->buffer.commit(bytes);
+}
+
+RequestReader::Progress RequestReader::Advance() {
+    return parser_->headDone ? parser_->AdvanceBody() : parser_->AdvanceHead();
+}
+
+bool RequestReader::HasBegun() const {
+    return parser_->understood > 0 || parser_->buffer.size() > 0;
+}
+
+const Request& RequestReader::Get() const {
+    return parser_->request;
+}
+
+bool RequestReader::KeepAlive() const {
+    return parser_->message && parser_->message->keep_alive();
+}
+
+bool RequestReader::ExpectsContinue() const {
+    return beast::iequals(parser_->message->get()[http::field::expect], "100-continue");
+}
+
+bool RequestReader::LimitBody(std::size_t bytes) {
+    parser_->bodyBytes = bytes;
+    parser_->message->body_limit(bytes);
+    const auto length = parser_->message->content_length();
+    if (!length || *length <= bytes) return true;
+    parser_->error = http::error::body_limit;
+    parser_->FailByError();
+    return false;
+}
+
+Response RequestReader::Failure() const {
+    return parser_->failure;
+}
+
+void RequestReader::Next() {
+    parser_->message.reset();
+    parser_->request = {};
+    parser_->understood = 0;
+    parser_->headDone = false;
+}
+
+void RequestReader::Discard() {
+    parser_->buffer.consume(parser_->buffer.size());
+}
+
+}  // namespace driverhost

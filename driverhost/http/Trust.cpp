@@ -1,0 +1,98 @@
+#include "driverhost/http/Trust.h"
+
+#include <strings.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace driverhost {
+namespace {
+
+constexpr std::string_view kBearer = "Bearer ";
+constexpr std::string_view kHttpOrigin = "http://";
+constexpr std::string_view kDefaultPort = ":80";
+
+bool EqualNames(std::string_view left, std::string_view right) {
+    return left.size() == right.size() && strncasecmp(left.data(), right.data(), left.size()) == 0;
+}
+
+// Without its port: behind a forwarded port the host is reached under another number.
+std::string_view WithoutPort(std::string_view host) {
+    const std::size_t colon = host.rfind(':');
+    const std::size_t bracket = host.rfind(']');
+    if (colon == std::string_view::npos) return host;
+    return bracket != std::string_view::npos && colon < bracket ? host : host.substr(0, colon);
+}
+
+// A browser leaves the default port out of Host, and may write it in Origin or not.
+std::string_view WithoutDefaultPort(std::string_view authority) {
+    if (authority.ends_with(kDefaultPort)) authority.remove_suffix(kDefaultPort.size());
+    return authority;
+}
+
+bool IsSameOrigin(std::string_view origin, std::string_view host) {
+    if (!origin.starts_with(kHttpOrigin)) return false;
+    return EqualNames(WithoutDefaultPort(origin.substr(kHttpOrigin.size())), WithoutDefaultPort(host));
+}
+
+// Takes as long for a wrong token as for the right one.
+bool EqualSecrets(std::string_view given, std::string_view secret) {
+    unsigned int difference = given.size() == secret.size() ? 0 : 1;
+    for (std::size_t at = 0; at < given.size(); ++at) {
+        const auto other = static_cast<unsigned char>(secret[at % secret.size()]);
+        difference |= static_cast<unsigned int>(static_cast<unsigned char>(given[at]) ^ other);
+    }
+    return difference == 0;
+}
+
+}  // namespace
+
+Trust::Trust(ListenAddress listen, std::string token, std::string ownName)
+    : listen_(std::move(listen)), token_(std::move(token)), ownName_(std::move(ownName)) {}
+
+std::optional<Response> Trust::Refuse(const Request& request) const {
+    if (request.hosts != 1) return ErrorResponse(400, "a request needs one Host line; send it");
+    if (!IsOwnHost(WithoutPort(request.host))) {
+        return ErrorResponse(403, "the name in Host is not one of this host; use its address, or localhost");
+    }
+    if (request.origin && !IsSameOrigin(*request.origin, request.host)) {
+        return ErrorResponse(
+            403, "requests from pages of other origins are refused; open the page from this host");
+    }
+    if (!ShowsToken(request)) {
+        Response response =
+            ErrorResponse(401, "the token is missing or wrong; send Authorization: Bearer TOKEN");
+        response.headers = "WWW-Authenticate: Bearer\r\n";
+        return response;
+    }
+    return std::nullopt;
+}
+
+// Names that no foreign name server answers for. Others reach the host by its addresses, of which
+// it may have several, and by the machine's own name.
+bool Trust::IsOwnHost(std::string_view host) const {
+    const bool bracketed = host.size() > 2 && host.front() == '[' && host.back() == ']';
+    const std::string ip(bracketed ? host.substr(1, host.size() - 2) : host);
+    if (EqualNames(host, "localhost") || host == "127.0.0.1" || host == "[::1]") return true;
+    const bool isAddress = IsIpAddress(ip) && bracketed == (ip.find(':') != std::string::npos);
+    if (isAddress && (ip == listen_.ip || !listen_.IsLoopback())) return true;
+    if (listen_.IsLoopback() || ownName_.empty()) return false;
+    return EqualNames(host, ownName_) || EqualNames(host, ownName_ + ".local");
+}
+
+bool Trust::ShowsToken(const Request& request) const {
+    if (token_.empty()) return true;
+    if (!request.authorization || request.authorization->size() < kBearer.size()) return false;
+    const std::string_view scheme = request.authorization->substr(0, kBearer.size());
+    return EqualNames(scheme, kBearer) && EqualSecrets(request.authorization->substr(kBearer.size()), token_);
+}
+
+std::string MachineName() {
+    std::array<char, 256> name{};
+    if (gethostname(name.data(), name.size() - 1) != 0) return {};
+    return name.data();
+}
+
+}  // namespace driverhost

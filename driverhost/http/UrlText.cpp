@@ -1,0 +1,64 @@
+#include "driverhost/http/UrlText.h"
+
+#include "host/xml/Utf8.h"
+
+namespace driverhost {
+namespace {
+
+constexpr int kNoDigit = -1;
+
+int HexDigit(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return kNoDigit;
+}
+
+std::optional<char> HexByte(std::string_view digits) {
+    if (digits.size() < 2) return std::nullopt;
+    const int high = HexDigit(digits[0]);
+    const int low = HexDigit(digits[1]);
+    if (high == kNoDigit || low == kNoDigit) return std::nullopt;
+    return static_cast<char>(high * 16 + low);
+}
+
+bool IsXmlControl(char c) {
+    return c == '\t' || c == '\n' || c == '\r';
+}
+
+// U+FFFE and U+FFFF, the two that are well-formed UTF-8 and still no XML (XML 1.0, production 2).
+bool IsNonCharacter(std::string_view character) {
+    return character == "\xEF\xBF\xBE" || character == "\xEF\xBF\xBF";
+}
+
+}  // namespace
+
+std::optional<std::string> PercentDecode(std::string_view text, Plus plus) {
+    std::string decoded;
+    decoded.reserve(text.size());
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (text[at] != '%') {
+            decoded += text[at] == '+' && plus == Plus::IsBlank ? ' ' : text[at];
+            continue;
+        }
+        const auto byte = HexByte(text.substr(at + 1));
+        if (!byte) return std::nullopt;
+        decoded += *byte;
+        at += 2;
+    }
+    return decoded;
+}
+
+std::string_view XmlTextFault(std::string_view text) {
+    while (!text.empty()) {
+        const std::size_t length = DvXML::Utf8Length(text);
+        if (length == 0) return "it is not UTF-8";
+        const bool isControl = static_cast<unsigned char>(text.front()) < 0x20 && !IsXmlControl(text.front());
+        if (isControl || IsNonCharacter(text.substr(0, length)))
+            return "it holds a character that XML cannot carry";
+        text.remove_prefix(length);
+    }
+    return {};
+}
+
+}  // namespace driverhost

@@ -1,0 +1,81 @@
+// All drivers of the home, in file order: start, restart, end, and finding each other.
+#ifndef DRIVERHOST_PLUGINS_DRIVERTABLE_H
+#define DRIVERHOST_PLUGINS_DRIVERTABLE_H
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "driverhost/plugins/Driver.h"
+#include "driverhost/plugins/HostServices.h"
+#include "driverhost/runtime/SystemEvents.h"
+#include "host/interfaces/IDriverManager.h"
+
+namespace driverhost {
+
+/// What became of a restart or of a new state.
+enum class Restarted {
+    Done,
+    NotStored,  // the state could not be stored, so the driver was left alone
+    Failed      // the driver does not run now, or could not be replaced
+};
+
+struct RestartResult {
+    Restarted outcome;
+    std::string reason;  // of what is not Done
+};
+
+/// All operations: [driver thread]
+class DriverTable final : public IDriverManager {
+public:
+    DriverTable(const Home& home, HostServices& services);
+    DriverTable(const DriverTable&) = delete;
+    DriverTable& operator=(const DriverTable&) = delete;
+    ~DriverTable() = default;
+
+    // Starting: the first two start nothing and undo what they did when they throw.
+
+    /// Throws PluginError.
+    void LoadLibraries();
+    /// Throws FileError.
+    void LoadStates();
+    /// In file order. A driver that does not start is logged; the others go on.
+    void StartAll();
+
+    /// Agents first, each state stored before its driver's OnDestroy; then the others, the last
+    /// one started first. False when a state could not be stored.
+    bool StopAll();
+
+    /// Null when there is none of that name or, failing that, id.
+    Driver* Find(std::string_view nameOrId);
+    /// The running driver of that library; null when there is none.
+    const Driver* FindRunning(const std::string& libraryPath) const;
+    const std::vector<std::unique_ptr<Driver>>& All() const { return drivers_; }
+
+    /// Stores the state, ends the driver, loads its library anew and starts it with that state, or
+    /// with `document` in its place; the state is kept as an earlier generation then.
+    RestartResult Restart(Driver& driver, const std::optional<std::string>& document = std::nullopt);
+
+    /// Delivers to every listener; what those said that threw, one sentence a driver.
+    std::string Deliver(const SystemEvent& event);
+
+    // IDriverManager
+    long DriverManagerFindByInterface(unsigned long reserved, const std::string& interfaceId,
+                                      std::vector<ISupportIntercom*>& found) override;
+
+private:
+    RestartResult StartAnew(Driver& driver);
+    Driver* FindInstance(const void* instance);
+    bool StopStored(Driver& driver);
+    std::string FlushPatiently(Driver& driver);
+
+    HostServices& services_;
+    std::vector<std::unique_ptr<Driver>> drivers_;
+};
+
+}  // namespace driverhost
+
+#endif

@@ -1,0 +1,71 @@
+#include "driverhost/runtime/DriverThread.h"
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <utility>
+
+namespace driverhost {
+namespace {
+
+constexpr std::chrono::milliseconds kBeat{1000};
+constexpr int kOneThread = 1;
+
+}  // namespace
+
+DriverThread::DriverThread() : loop_(std::make_unique<boost::asio::io_context>(kOneThread)) {}
+
+DriverThread::~DriverThread() = default;
+
+void DriverThread::Post(std::function<void()> work) {
+    boost::asio::post(*loop_, std::move(work));
+}
+
+void DriverThread::After(std::chrono::milliseconds delay, std::function<void()> work) {
+    auto timer = std::make_shared<boost::asio::steady_timer>(*loop_, delay);
+    timer->async_wait([timer, work = std::move(work)](const boost::system::error_code& error) {
+        if (!error) work();
+    });
+}
+
+void DriverThread::Run() {
+    loop_->restart();
+    if (!LastTurn()) Beat();  // once: the beat keeps itself going
+    const auto stayInLoop = boost::asio::make_work_guard(*loop_);
+    loop_->run();
+}
+
+void DriverThread::Stop() {
+    loop_->stop();
+}
+
+std::optional<CallInfo> DriverThread::CurrentCall() const {
+    const std::lock_guard lock(callMutex_);
+    if (current_.driver.empty()) return std::nullopt;
+    return CallInfo{std::string(current_.driver), std::string(current_.call), current_.since};
+}
+
+std::optional<Clock::time_point> DriverThread::LastTurn() const {
+    const Clock::rep ticks = lastTurn_;
+    if (ticks == 0) return std::nullopt;
+    return Clock::time_point(Clock::duration(ticks));
+}
+
+DriverThread::Current DriverThread::Enter(const Current& call) {
+    const std::lock_guard lock(callMutex_);
+    return std::exchange(current_, call);
+}
+
+void DriverThread::Beat() {
+    lastTurn_ = Clock::now().time_since_epoch().count();
+    After(kBeat, [this] { Beat(); });
+}
+
+CallScope::CallScope(DriverThread& thread, std::string_view driver, std::string_view call)
+    : thread_(thread), outer_(thread.Enter({driver, call, Clock::now()})) {}
+
+CallScope::~CallScope() {
+    thread_.Enter(outer_);
+}
+
+}  // namespace driverhost

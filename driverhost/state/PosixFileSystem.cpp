@@ -1,0 +1,97 @@
+#include "driverhost/state/PosixFileSystem.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+#include <system_error>
+
+#include "driverhost/runtime/FileDescriptor.h"
+
+namespace driverhost {
+namespace {
+
+constexpr mode_t kOwnerFolder = 0700;
+constexpr mode_t kOwnerFile = 0600;
+constexpr std::size_t kReadBytes = 64 * 1024;
+
+[[noreturn]] void Throw(const char* operation, const std::string& path) {
+    const std::string reason = std::generic_category().message(errno);
+    throw FileError(std::string("cannot ") + operation + " " + path + ": " + reason);
+}
+
+FileDescriptor Open(const char* operation, const std::string& path, int flags) {
+    FileDescriptor file(open(path.c_str(), flags | O_CLOEXEC, kOwnerFile));
+    if (!file) Throw(operation, path);
+    return file;
+}
+
+void WriteAll(const FileDescriptor& file, const std::string& path, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = write(file.Get(), text.data(), text.size());
+        if (written < 0 && errno == EINTR) continue;
+        if (written < 0) Throw("write", path);
+        text.remove_prefix(static_cast<std::size_t>(written));
+    }
+}
+
+}  // namespace
+
+void PosixFileSystem::CreateFolder(const std::string& path) {
+    if (mkdir(path.c_str(), kOwnerFolder) != 0 && errno != EEXIST) Throw("make the folder", path);
+}
+
+std::vector<std::string> PosixFileSystem::List(const std::string& folder) {
+    struct Closer {
+        void operator()(DIR* stream) const { closedir(stream); }
+    };
+    const std::unique_ptr<DIR, Closer> stream(opendir(folder.c_str()));
+    if (!stream) Throw("list", folder);
+    std::vector<std::string> names;
+    errno = 0;
+    while (const dirent* entry = readdir(stream.get())) {
+        const std::string name = entry->d_name;
+        if (name != "." && name != "..") names.push_back(name);
+        errno = 0;
+    }
+    if (errno != 0) Throw("list", folder);
+    return names;
+}
+
+std::string PosixFileSystem::Read(const std::string& path) {
+    const FileDescriptor file = Open("read", path, O_RDONLY);
+    std::string text;
+    std::array<char, kReadBytes> part;
+    for (;;) {
+        const ssize_t got = read(file.Get(), part.data(), part.size());
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0) Throw("read", path);
+        if (got == 0) return text;
+        text.append(part.data(), static_cast<std::size_t>(got));
+    }
+}
+
+void PosixFileSystem::WriteSynced(const std::string& path, std::string_view text) {
+    const FileDescriptor file = Open("write", path, O_WRONLY | O_CREAT | O_TRUNC);
+    WriteAll(file, path, text);
+    if (fsync(file.Get()) != 0) Throw("sync", path);
+}
+
+void PosixFileSystem::Rename(const std::string& from, const std::string& to) {
+    if (rename(from.c_str(), to.c_str()) != 0) Throw("rename", from);
+}
+
+void PosixFileSystem::Remove(const std::string& path) {
+    if (unlink(path.c_str()) != 0) Throw("remove", path);
+}
+
+void PosixFileSystem::SyncFolder(const std::string& path) {
+    const FileDescriptor folder = Open("sync the folder", path, O_RDONLY | O_DIRECTORY);
+    if (fsync(folder.Get()) != 0) Throw("sync the folder", path);
+}
+
+}  // namespace driverhost

@@ -1,0 +1,23 @@
+// The disk of the machine.
+#ifndef DRIVERHOST_STATE_POSIXFILESYSTEM_H
+#define DRIVERHOST_STATE_POSIXFILESYSTEM_H
+
+#include "driverhost/state/FileSystem.h"
+
+namespace driverhost {
+
+class PosixFileSystem final : public FileSystem {
+public:
+    // FileSystem
+    void CreateFolder(const std::string& path) override;
+    std::vector<std::string> List(const std::string& folder) override;
+    std::string Read(const std::string& path) override;
+    void WriteSynced(const std::string& path, std::string_view text) override;
+    void Rename(const std::string& from, const std::string& to) override;
+    void Remove(const std::string& path) override;
+    void SyncFolder(const std::string& path) override;
+};
+
+}  // namespace driverhost
+
+#endif

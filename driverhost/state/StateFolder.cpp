@@ -1,0 +1,182 @@
+#include "driverhost/state/StateFolder.h"
+
+#include <algorithm>
+#include <array>
+#include <boost/crc.hpp>
+#include <charconv>
+#include <cstdio>
+#include <utility>
+
+#include "driverhost/runtime/HostLog.h"
+#include "host/glue/Log.h"
+
+namespace driverhost {
+namespace {
+
+constexpr std::size_t kNumberDigits = 10;
+constexpr std::string_view kEnding = ".xml";
+constexpr std::string_view kDamagedEnding = ".damaged";
+constexpr std::string_view kTemporaryName = "next.tmp";
+constexpr std::string_view kSealStart = "\n<!-- driverhost ";
+
+std::string GenerationName(std::uint64_t number) {
+    std::string digits = std::to_string(number);
+    if (digits.size() < kNumberDigits) digits.insert(0, kNumberDigits - digits.size(), '0');
+    return digits.append(kEnding);
+}
+
+// The number of "NNNNNNNNNN.xml" and of the same with something behind it; 0 for other names.
+std::uint64_t NumberOf(std::string_view name) {
+    std::uint64_t number = 0;
+    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), number);
+    const auto digits = static_cast<std::size_t>(end - name.data());
+    const bool fits = error == std::errc() && digits >= kNumberDigits;
+    return fits && name.substr(digits).starts_with(kEnding) ? number : 0;
+}
+
+std::string SealLine(std::string_view document, std::string_view library) {
+    boost::crc_32_type crc;
+    crc.process_bytes(document.data(), document.size());
+    std::array<char, 16> checksum{};
+    std::snprintf(checksum.data(), checksum.size(), "%08X", crc.checksum());
+    return std::string(kSealStart)
+        .append("crc32=")
+        .append(checksum.data())
+        .append(" bytes=")
+        .append(std::to_string(document.size()))
+        .append(" library=")
+        .append(library)
+        .append(" -->\n");
+}
+
+std::string_view LibraryOf(std::string_view seal) {
+    constexpr std::string_view key = " library=";
+    const std::size_t start = seal.find(key);
+    if (start == std::string_view::npos) return {};
+    const std::string_view rest = seal.substr(start + key.size());
+    return rest.substr(0, rest.find(' '));
+}
+
+}  // namespace
+
+std::string SealDocument(std::string_view document, std::string_view library) {
+    return std::string(document) + SealLine(document, library);
+}
+
+OpenedDocument OpenDocument(std::string_view file, std::string_view library) {
+    const std::size_t sealStart = file.rfind(kSealStart);
+    if (sealStart == std::string_view::npos) return {{}, "its checksum line is missing"};
+    const std::string_view document = file.substr(0, sealStart);
+    const std::string_view seal = file.substr(sealStart);
+    const std::string_view writer = LibraryOf(seal);
+    if (seal != SealLine(document, writer)) return {{}, "its checksum does not match"};
+    if (writer != library) {
+        return {{},
+                "it was stored by the library " + std::string(writer) + ", not by " + std::string(library)};
+    }
+    return {std::string(document), {}};
+}
+
+StateFolder::StateFolder(FileSystem& files, std::string root, std::string driver, std::string library)
+    : files_(files),
+      root_(std::move(root)),
+      driver_(std::move(driver)),
+      library_(std::move(library)),
+      folder_(root_ + "/" + driver_) {}
+
+std::optional<std::string> StateFolder::Load(const Check& check) {
+    Scan();
+    const bool hadSome = !generations_.empty();
+    while (!generations_.empty()) {
+        if (auto document = TryGeneration(generations_.back(), check)) return document;
+        generations_.pop_back();
+    }
+    if (hadSome) {
+        HostLog::Write(dv::LOG_LEVEL_ERROR, driver_,
+                       "no stored document in " + folder_ + " is good: the driver starts as new");
+    }
+    return std::nullopt;
+}
+
+void StateFolder::Store(std::string_view document) {
+    if (!scanned_) Scan();
+    const std::uint64_t number = highest_ + 1;
+    const std::string name = GenerationName(number);
+    try {
+        files_.WriteSynced(PathOf(std::string(kTemporaryName)), SealDocument(document, library_));
+    } catch (const FileError&) {
+        RemoveQuietly(std::string(kTemporaryName));  // a full disk needs the room
+        throw;
+    }
+    files_.Rename(PathOf(std::string(kTemporaryName)), PathOf(name));
+    highest_ = number;
+    generations_.push_back(number);
+    files_.SyncFolder(folder_);
+    DropOldest();
+}
+
+void StateFolder::Scan() {
+    CreateFolder();
+    generations_.clear();
+    for (const std::string& name : files_.List(folder_)) {
+        const std::uint64_t number = NumberOf(name);
+        highest_ = std::max(highest_, number);
+        if (number != 0 && name == GenerationName(number)) generations_.push_back(number);
+    }
+    std::sort(generations_.begin(), generations_.end());
+    scanned_ = true;
+}
+
+std::optional<std::string> StateFolder::TryGeneration(std::uint64_t number, const Check& check) {
+    OpenedDocument opened = ReadGeneration(number);
+    if (opened.fault.empty()) opened.fault = check(opened.document);
+    if (opened.fault.empty()) return std::move(opened.document);
+    PutAside(number, opened.fault);
+    return std::nullopt;
+}
+
+// A file on a bad sector is damaged as much as one with wrong bytes.
+OpenedDocument StateFolder::ReadGeneration(std::uint64_t number) {
+    try {
+        return OpenDocument(files_.Read(PathOf(GenerationName(number))), library_);
+    } catch (const FileError& error) {
+        return {{}, error.what()};
+    }
+}
+
+void StateFolder::PutAside(std::uint64_t number, const std::string& fault) {
+    const std::string path = PathOf(GenerationName(number));
+    const std::string aside = path + std::string(kDamagedEnding);
+    files_.Rename(path, aside);
+    HostLog::Write(dv::LOG_LEVEL_ERROR, driver_,
+                   "the stored document " + path + " is damaged (" + fault + "): renamed to " + aside);
+}
+
+// Its name must be on disk before a document in it can be.
+void StateFolder::CreateFolder() {
+    files_.CreateFolder(folder_);
+    files_.SyncFolder(root_);
+}
+
+void StateFolder::RemoveQuietly(const std::string& name) {
+    try {
+        files_.Remove(PathOf(name));
+    } catch (const FileError&) {
+        // The next document replaces it.
+    }
+}
+
+// What cannot be removed now is tried again behind the next document.
+void StateFolder::DropOldest() {
+    while (generations_.size() > kGenerations) {
+        try {
+            files_.Remove(PathOf(GenerationName(generations_.front())));
+        } catch (const FileError& error) {
+            HostLog::Write(dv::LOG_LEVEL_ERROR, driver_, error.what());
+            return;
+        }
+        generations_.erase(generations_.begin());
+    }
+}
+
+}  // namespace driverhost

@@ -1,0 +1,181 @@
+#include "driverhost/state/StateKeeper.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "driverhost/runtime/HostLog.h"
+#include "host/glue/Log.h"
+
+namespace driverhost {
+
+// One caller of Settle; it may wait for several drivers.
+struct StateKeeper::Waiter {
+    Waiter(Done whenDone, std::size_t count) : done(std::move(whenDone)), left(count) {}
+
+    Done done;
+    std::size_t left;
+    std::string error;
+};
+
+StateKeeper::StateKeeper(DriverThread& thread, StateStore& store, Metrics& metrics,
+                         std::chrono::milliseconds firstRetry)
+    : thread_(thread), store_(store), metrics_(metrics), firstRetry_(firstRetry) {}
+
+StateKeeper::Key StateKeeper::Add(StateSource& source) {
+    Record record{};
+    record.source = &source;
+    record.counters = &metrics_.OfDriver(source.Name());
+    record.retryDelay = firstRetry_;
+    records_.push_back(std::move(record));
+    return records_.size() - 1;
+}
+
+std::optional<std::string> StateKeeper::Load(Key key, StateFolder::Check check) {
+    Record& record = records_.at(key);
+    record.stored = store_.Load(record.source->Name(), std::move(check));
+    return record.stored;
+}
+
+void StateKeeper::Mark(Key key) {
+    Record& record = records_.at(key);
+    ++record.counters->stateMarks;
+    if (std::exchange(record.marked, true)) return;
+    marked_.push_back(&record);
+}
+
+void StateKeeper::Settle(const Done& done) {
+    if (marked_.empty()) {
+        if (done) done({});
+        return;
+    }
+    const std::vector<Record*> marked = std::exchange(marked_, {});
+    const auto waiter = std::make_shared<Waiter>(done, marked.size());
+    for (Record* record : marked) {
+        record->marked = false;
+        record->next.push_back(waiter);
+        if (!record->writing) Begin(*record);
+    }
+}
+
+void StateKeeper::Begin(Record& record) {
+    PulledState pulled = record.source->PullState();
+    record.current = std::exchange(record.next, {});
+    if (!pulled.error.empty()) {
+        Fail(record, pulled.error);
+        return Tell(std::exchange(record.current, {}), pulled.error);
+    }
+    if (!pulled.document || IsStored(record, *pulled.document)) {
+        record.trouble.clear();
+        return Tell(std::exchange(record.current, {}), {});
+    }
+    record.writing = true;
+    const std::uint64_t write = ++record.lastWrite;
+    store_.Write(record.source->Name(), *pulled.document,
+                 [this, &record, write, document = *pulled.document](const StoreResult& result) {
+                     OnWritten(record, write, document, result);
+                 });
+}
+
+// After a failure nobody knows what is on disk.
+bool StateKeeper::IsStored(const Record& record, const std::string& document) const {
+    return record.trouble.empty() && !record.writing && record.stored == document;
+}
+
+void StateKeeper::OnWritten(Record& record, std::uint64_t write, const std::string& document,
+                            const StoreResult& result) {
+    record.writing = false;
+    Count(record, result);
+    if (result.error.empty()) {
+        Succeed(record, write, document);
+    } else {
+        Fail(record, result.error);
+    }
+    Tell(std::exchange(record.current, {}), result.error);
+    if (!record.next.empty() && !record.writing) Begin(record);
+}
+
+void StateKeeper::Count(Record& record, const StoreResult& result) {
+    metrics_.stateWriteSeconds.Observe(result.seconds);
+    ++(result.error.empty() ? record.counters->stateWrites : record.counters->stateWriteFailures);
+}
+
+void StateKeeper::Succeed(Record& record, std::uint64_t write, const std::string& document) {
+    if (!record.trouble.empty()) {
+        HostLog::Write(dv::LOG_LEVEL_INFO, record.source->Name(), "the state is stored again");
+    }
+    record.trouble.clear();
+    record.retryDelay = firstRetry_;
+    // A document written by Flush may have overtaken this one's completion.
+    if (write < record.storedWrite) return;
+    record.stored = document;
+    record.storedWrite = write;
+}
+
+void StateKeeper::Fail(Record& record, const std::string& error) {
+    if (record.trouble != error) {
+        HostLog::Write(dv::LOG_LEVEL_ERROR, record.source->Name(),
+                       "the state is not stored: " + error + "; it is tried again");
+    }
+    record.trouble = error;
+    if (std::exchange(record.retrying, true)) return;
+    thread_.After(record.retryDelay, [this, &record] {
+        record.retrying = false;
+        if (!record.trouble.empty() && !record.writing) Begin(record);
+    });
+    record.retryDelay = std::min(record.retryDelay * 2, kLongestRetry);
+}
+
+std::string StateKeeper::Flush(Key key) {
+    Record& record = records_.at(key);
+    const PulledState pulled = record.source->PullState();
+    Unmark(record);
+    if (!pulled.error.empty()) return pulled.error;
+    if (!pulled.document || IsStored(record, *pulled.document)) return {};
+    return WriteNow(record, *pulled.document);
+}
+
+std::string StateKeeper::Replace(Key key, const std::string& document) {
+    return WriteNow(records_.at(key), document);
+}
+
+std::string StateKeeper::WriteNow(Record& record, const std::string& document) {
+    const std::uint64_t write = ++record.lastWrite;
+    const StoreResult result = store_.WriteNow(record.source->Name(), document);
+    Count(record, result);
+    if (!result.error.empty()) {
+        Fail(record, result.error);
+        return result.error;
+    }
+    Succeed(record, write, document);
+    Tell(std::exchange(record.next, {}), {});  // this document is the one they waited for
+    return {};
+}
+
+void StateKeeper::Forget(Key key) {
+    Record& record = records_.at(key);
+    Unmark(record);
+    record.trouble.clear();
+    Tell(std::exchange(record.next, {}), "the driver was stopped before its state was stored");
+}
+
+std::string StateKeeper::Trouble() const {
+    for (const Record& record : records_) {
+        if (record.trouble.empty()) continue;
+        return "the state of driver " + record.source->Name() + " is not stored: " + record.trouble;
+    }
+    return {};
+}
+
+void StateKeeper::Unmark(Record& record) {
+    record.marked = false;
+    std::erase(marked_, &record);
+}
+
+void StateKeeper::Tell(std::vector<WaiterPtr> waiters, const std::string& error) {
+    for (const WaiterPtr& waiter : waiters) {
+        if (!error.empty()) waiter->error = error;
+        if (--waiter->left == 0 && waiter->done) waiter->done(waiter->error);
+    }
+}
+
+}  // namespace driverhost
