@@ -54,7 +54,8 @@ TEST_P(DevicePlugin, LeavesMemoryWhenItIsClosed) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Built, DevicePlugin, testing::Values(PANEL_PLUGIN, TEMPLATE_PLUGIN),
-                         [](const auto& info) {
-                             return std::string(info.param).find("panel.so") == std::string::npos ? "Template"
-                                                                                                  : "Panel";
+                         [](const auto& plugin) {
+                             return std::string(plugin.param).find("panel.so") == std::string::npos
+                                        ? "Template"
+                                        : "Panel";
                          });

@@ -109,12 +109,12 @@ TEST_F(PanelConfigOfAPanel, EachPropertyShowsItsValueBesideTheId) {
 TEST_F(PanelConfigOfAPanel, ButtonsAnswerGetCustomButtonAsTheyStand) {
     Panel& panel = NewPanel(101, "<buttons light='on'><button>Gate</button>x</buttons>");
     EXPECT_EQ("<buttons light=\"on\">x<button>Gate</button></buttons>",
-              panel.PassToDriver(*test::Message("GET_CUSTOM_BUTTON"))->NodeToText());
+              panel.PassToDriver(*test::Message("GET_CUSTOM_BUTTON", {}))->NodeToText());
     EXPECT_FALSE(panel.PassToDriver(*test::Message("CUSTOM_BUTTON", {{"idDevice", "101"}})));
 }
 
 TEST_F(PanelConfigOfAPanel, WithoutButtonsNothingIsAnswered) {
-    EXPECT_FALSE(NewPanel(101).PassToDriver(*test::Message("GET_CUSTOM_BUTTON")));
+    EXPECT_FALSE(NewPanel(101).PassToDriver(*test::Message("GET_CUSTOM_BUTTON", {})));
 }
 
 TEST(PanelConfig, AnUnknownElementIsNamed) {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "host/glue/CmdMessage.h"
 #include "host/interfaces/InterfaceIds.h"
 
 namespace test {
@@ -13,17 +12,10 @@ dv::auto_com<DvXML::INode> Element(const std::string& xml) {
     return dv::auto_com<DvXML::INode>::share(document->DocumentGetRoot());
 }
 
-dv::auto_com<ICmdMessage> Message(const std::string& command, const Parameters& parameters) {
-    dv::auto_com<dv::CmdMessage> message = dv::CmdMessage::Create(command);
-    for (const auto& [name, value] : parameters)
-        message->AddParameter(name, value);
-    return message;
-}
-
 std::string Ui(IDriver& driver, const std::string& command, const Parameters& parameters) {
     dv::auto_com<DvXML::INode> reply;
     EXPECT_TRUE(driver.GetUICmdDispatcher().Dispatch(*Message(command, parameters), reply)) << command;
-    return reply ? reply->NodeToText() : "(none)";
+    return Text(reply);
 }
 
 PanelFixture::~PanelFixture() {
@@ -73,7 +65,8 @@ void PanelFixture::StopAgent() {
 
 std::string PanelFixture::OperationsOf(Panel& panel) {
     std::string text;
-    for (DvXML::INode* const operation : panel.Recorded().ToXml()->NodeChildren())
+    const auto operations = panel.Recorded().ToXml();
+    for (DvXML::INode* const operation : operations->NodeChildren())
         text += operation->NodeToText();
     return text;
 }

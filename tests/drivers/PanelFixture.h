@@ -13,22 +13,19 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <list>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "drivers/panel/Panel.h"
 #include "tests/drivers/FakeAgent.h"
-#include "tests/support/FakeHost.h"
+#include "tests/support/DriverFixture.h"
 
 namespace test {
 
-using Parameters = std::vector<std::pair<std::string, std::string>>;
-
 /// An element from its text.
 dv::auto_com<DvXML::INode> Element(const std::string& xml);
-dv::auto_com<ICmdMessage> Message(const std::string& command, const Parameters& parameters = {});
 
 /// Sends a UI command to a driver. Its reply as text, "(none)" when there is no element; a failure
 /// of the test when the driver has no such command.
@@ -67,7 +64,7 @@ private:
     };
     void ShowDrivers();
 
-    std::vector<Place> places_;
+    std::list<Place> places_;
     bool agentRuns_ = false;
 };
 
