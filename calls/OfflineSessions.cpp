@@ -1,5 +1,6 @@
 // Ends sessions that a device has left behind. The sessions live in the device drivers: each is
 // asked for the one it holds with the lost peer, and told to hang it up.
+#include "agent/FirstException.h"
 #include "agent/IntercomAgent.h"
 #include "host/glue/Log.h"
 
@@ -28,20 +29,30 @@ void IntercomAgent::EndOfflineSession(const std::string& local, const std::strin
     EndSessionWithPeer(*id, localKey, remoteKey);
 }
 
-// Broadcast endpoints are the devices without a key.
+// Broadcast endpoints are the devices without a key. Here and below, a driver that fails must not
+// leave the others' sessions open.
 void IntercomAgent::EndBroadcastSessions(const std::string& local) {
     LogXMessage(dv::LOG_LEVEL_DEBUG, "IntercomAgent::EndOfflineSession - checking for broadcast endpoints");
+    FirstException trouble;
     for (const unsigned long id : DeviceIds()) {
-        const std::optional<std::string> key = LogEndpoint(id);
-        if (key && key->empty()) HangupEndpoint(id, local);
+        trouble.Run([&] {
+            const std::optional<std::string> key = LogEndpoint(id);
+            if (key && key->empty()) HangupEndpoint(id, local);
+        });
     }
+    trouble.Rethrow();
 }
 
 void IntercomAgent::EndAllSessions(const std::string& local) {
     LogXMessage(dv::LOG_LEVEL_DEBUG,
                 "IntercomAgent::EndOfflineSession - connection status changed, end sessions");
-    for (const unsigned long id : DeviceIds())
-        if (LogEndpoint(id)) HangupEndpoint(id, local);
+    FirstException trouble;
+    for (const unsigned long id : DeviceIds()) {
+        trouble.Run([&] {
+            if (LogEndpoint(id)) HangupEndpoint(id, local);
+        });
+    }
+    trouble.Rethrow();
 }
 
 std::optional<std::string> IntercomAgent::LogEndpoint(unsigned long id) const {
