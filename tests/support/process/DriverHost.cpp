@@ -65,7 +65,9 @@ void DriverHost::Start() {
                      "--listen",
                      "127.0.0.1:0",
                      "--plugin-dir",
-                     DRIVERHOST_PLUGINS};
+                     DRIVERHOST_PLUGINS,
+                     "--log-level",
+                     "7"};
     command.environment = {{"PATH", (folder_ / "bin").string() + ":" + (path ? path : "/usr/bin:/bin")}};
     command.output = folder_ / kLog;
     process_ = std::make_unique<Process>(command);
@@ -83,7 +85,7 @@ void DriverHost::Start() {
 
 std::optional<int> DriverHost::FindPort() {
     const std::string log = ReadFile(folder_ / kLog).substr(startOfRun_);
-    const std::string address = "127.0.0.1:";
+    const std::string address = "listening on http://127.0.0.1:";
     const auto found = log.find(address);
     if (found == std::string::npos || log.find('\n', found) == std::string::npos) return std::nullopt;
     return std::stoi(log.substr(found + address.size()));
