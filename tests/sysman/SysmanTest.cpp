@@ -1,0 +1,290 @@
+// The system manager as its caller sees it: a program, its first line, its exit, and what it leaves running.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <fstream>
+#include <thread>
+
+#include "tests/support/process/RunProgram.h"
+#include "tests/support/process/TempFolder.h"
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+namespace {
+
+// How long a test waits for what must come; only a fault takes so long.
+constexpr std::chrono::seconds kPatience{20};
+
+// A service that ends when asked to.
+constexpr char kObedient[] = "#!/bin/sh\necho started\nexec sleep 600\n";
+// One that does not: only SIGKILL ends it.
+constexpr char kStubborn[] = "#!/bin/sh\ntrap '' TERM\necho deaf\nwhile :; do sleep 0.1; done\n";
+
+class Sysman : public testing::Test {
+protected:
+    ~Sysman() override {
+        if (Noted() > 0) Ask("kill");
+    }
+
+    void SetProgram(const std::string& text) {
+        test::WriteFile(folder / "service", text);
+        ::chmod((folder / "service").c_str(), S_IRWXU);
+        environment["SIPPROXY_PROGRAM"] = folder / "service";
+    }
+
+    test::ProgramResult Run(std::vector<std::string> words) {
+        words.insert(words.begin(), SYSMAN_PROGRAM);
+        return test::RunProgram(words, environment, kPatience);
+    }
+    test::ProgramResult Ask(const std::string& request) { return Run({request, "sipproxy"}); }
+
+    std::string File(const std::string& name) const { return test::ReadFile(folder / "state" / name); }
+
+    /// The process that the state names; 0 when it names none.
+    pid_t Noted() const {
+        const std::string text = File("sipproxy.process");
+        return text.empty() ? 0 : std::stoi(text);
+    }
+
+    /// Alive, and not merely waiting to be collected.
+    static bool Lives(pid_t id) {
+        const std::string stat = test::ReadFile("/proc/" + std::to_string(id) + "/stat");
+        return !stat.empty() && stat.find(") Z") == std::string::npos;
+    }
+    static bool EndsInTime(pid_t id) {
+        return Comes([=] { return !Lives(id); });
+    }
+    template <class Condition>
+    static bool Comes(Condition condition) {
+        const auto end = std::chrono::steady_clock::now() + kPatience;
+        while (!condition() && std::chrono::steady_clock::now() < end)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        return condition();
+    }
+
+    test::TempFolder folder;
+    std::map<std::string, std::string> environment = {{"SYSMAN_STATE_DIR", folder / "state"},
+                                                      {"SIPPROXY_PROGRAM", ""}};
+};
+
+}  // namespace
+
+TEST_F(Sysman, AnswersEachRequestWithItsWord) {
+    for (const char* const request : {"enable", "disable", "kill"}) {
+        const test::ProgramResult result = Ask(request);
+        EXPECT_EQ(0, result.status) << result.errors;
+        EXPECT_EQ(std::string(request) + "\n", result.output);
+        EXPECT_THAT(result.errors, StartsWith("sysman: " + std::string(request) + " sipproxy: "));
+    }
+}
+
+TEST_F(Sysman, KeepsTheWantedState) {
+    Ask("enable");
+    EXPECT_EQ("enabled\n", File("sipproxy.wanted"));
+    Ask("kill");
+    EXPECT_EQ("enabled\n", File("sipproxy.wanted"));
+    Ask("disable");
+    EXPECT_EQ("disabled\n", File("sipproxy.wanted"));
+    Ask("kill");
+    EXPECT_EQ("disabled\n", File("sipproxy.wanted"));
+}
+
+TEST_F(Sysman, RefusesAnUnknownRequestOrServiceWithoutAWord) {
+    const std::vector<std::vector<std::string>> wrong = {{},
+                                                         {"enable"},
+                                                         {"start", "sipproxy"},
+                                                         {"Enable", "sipproxy"},
+                                                         {"enable", "httpd"},
+                                                         {"enable", "sipproxy", "now"}};
+    for (const std::vector<std::string>& words : wrong) {
+        const test::ProgramResult result = Run(words);
+        EXPECT_EQ(2, result.status);
+        EXPECT_EQ("", result.output);
+        EXPECT_THAT(result.errors, HasSubstr("usage: sysman enable|disable|kill sipproxy"));
+    }
+}
+
+TEST_F(Sysman, StartsTheProgramAndDoesNotHoldTheCallerUpForIt) {
+    SetProgram(kObedient);
+    const test::ProgramResult result = Ask("enable");  // returns only when the outputs are free
+    EXPECT_EQ("enable\n", result.output);
+    EXPECT_TRUE(Lives(Noted())) << result.errors;
+    EXPECT_TRUE(Comes([this] { return File("sipproxy.log") == "started\n"; }));
+}
+
+TEST_F(Sysman, TheProgramInheritsNoOpenFileOfTheCaller) {
+    SetProgram("#!/bin/sh\nls -l /proc/self/fd | grep -c secret\nexec sleep 600\n");
+    const std::string secret = folder / "secret";
+    test::RunProgram({"/bin/sh", "-c", "exec \"$0\" enable sipproxy 7>" + secret, SYSMAN_PROGRAM},
+                     environment);
+    EXPECT_TRUE(Comes([this] { return File("sipproxy.log") == "0\n"; })) << File("sipproxy.log");
+}
+
+TEST_F(Sysman, TheProgramGetsSignalsThatTheCallerIgnores) {
+    SetProgram("#!/bin/sh\ngrep SigIgn /proc/self/status\nexec sleep 600\n");
+    test::RunProgram({"/bin/sh", "-c", "trap '' TERM PIPE INT; \"$0\" enable sipproxy", SYSMAN_PROGRAM},
+                     environment);
+    EXPECT_TRUE(Comes([this] { return File("sipproxy.log") == "SigIgn:\t0000000000000000\n"; }))
+        << File("sipproxy.log");
+}
+
+TEST_F(Sysman, StartsWhatRunsAlreadyNotTwice) {
+    SetProgram(kObedient);
+    Ask("enable");
+    const pid_t first = Noted();
+    EXPECT_THAT(Ask("enable").errors, HasSubstr("runs already"));
+    EXPECT_EQ(first, Noted());
+    EXPECT_TRUE(Lives(first));
+}
+
+TEST_F(Sysman, StartsAnewWhatHasEndedByItself) {
+    SetProgram("#!/bin/sh\nexit 0\n");
+    Ask("enable");
+    const pid_t first = Noted();
+    EXPECT_TRUE(EndsInTime(first));
+    EXPECT_THAT(Ask("enable").errors, HasSubstr("started"));
+}
+
+TEST_F(Sysman, KillEndsTheProgramAtOnce) {
+    SetProgram(kStubborn);
+    Ask("enable");
+    const pid_t program = Noted();
+    EXPECT_EQ("kill\n", Ask("kill").output);
+    EXPECT_TRUE(EndsInTime(program));
+    EXPECT_THAT(Ask("kill").errors, HasSubstr("no program runs"));
+}
+
+TEST_F(Sysman, KillThenEnableIsARestart) {
+    SetProgram(kObedient);
+    Ask("enable");
+    const pid_t first = Noted();
+    Ask("kill");
+    Ask("enable");
+    EXPECT_NE(first, Noted());
+    EXPECT_TRUE(Lives(Noted()));
+}
+
+TEST_F(Sysman, DisableAsksTheProgramToEnd) {
+    SetProgram(kObedient);
+    Ask("enable");
+    const pid_t program = Noted();
+    EXPECT_EQ("disable\n", Ask("disable").output);
+    EXPECT_TRUE(EndsInTime(program));
+}
+
+// With an hour of grace: who waited for the program's end would not be back in the test's time.
+TEST_F(Sysman, DisableDoesNotWaitForTheProgramToEnd) {
+    SetProgram(kStubborn);
+    environment["SYSMAN_GRACE_SECONDS"] = "3600";
+    Ask("enable");
+    ASSERT_TRUE(Comes([this] { return File("sipproxy.log") == "deaf\n"; }));
+    const test::ProgramResult result = Ask("disable");
+    EXPECT_EQ(0, result.status);
+    EXPECT_EQ("disable\n", result.output);
+    EXPECT_TRUE(Lives(Noted()));
+}
+
+TEST_F(Sysman, DisableKillsWhatHasNotEndedWithinTheGrace) {
+    SetProgram(kStubborn);
+    environment["SYSMAN_GRACE_SECONDS"] = "0";
+    Ask("enable");
+    ASSERT_TRUE(Comes([this] { return File("sipproxy.log") == "deaf\n"; }));
+    const pid_t program = Noted();
+    Ask("disable");
+    EXPECT_TRUE(EndsInTime(program));
+}
+
+TEST_F(Sysman, EnableAfterDisableStartsAnewThoughTheOldOneHasNotEnded) {
+    SetProgram(kStubborn);
+    environment["SYSMAN_GRACE_SECONDS"] = "3600";
+    Ask("enable");
+    ASSERT_TRUE(Comes([this] { return File("sipproxy.log") == "deaf\n"; }));
+    const pid_t first = Noted();
+    Ask("disable");
+    EXPECT_EQ("enable\n", Ask("enable").output);
+    EXPECT_FALSE(Lives(first));
+    EXPECT_NE(first, Noted());
+    EXPECT_TRUE(Lives(Noted()));
+}
+
+TEST_F(Sysman, SignalsNobodyWhoHasTheNumberOfTheProgramThatEnded) {
+    SetProgram(kObedient);
+    Ask("enable");
+    std::string noted = File("sipproxy.process");
+    const pid_t program = Noted();
+    // As if the program had been started at another time than the process of that number.
+    noted.insert(noted.find(' ') + 1, "9");
+    test::WriteFile(folder / "state" / "sipproxy.process", noted);
+    EXPECT_THAT(Ask("kill").errors, HasSubstr("no program runs"));
+    EXPECT_TRUE(Lives(program));
+    ::kill(program, SIGKILL);
+}
+
+TEST_F(Sysman, AProgramThatCannotBeStartedIsAFailureWithoutAWord) {
+    environment["SIPPROXY_PROGRAM"] = folder / "absent";
+    const test::ProgramResult result = Ask("enable");
+    EXPECT_EQ(1, result.status);
+    EXPECT_EQ("", result.output);
+    EXPECT_THAT(result.errors, HasSubstr("cannot start " + (folder / "absent").string() + ": No such file"));
+    EXPECT_EQ("enabled\n", File("sipproxy.wanted"));
+}
+
+TEST_F(Sysman, AStateFolderThatCannotBeMadeIsAFailureWithoutAWord) {
+    environment["SYSMAN_STATE_DIR"] = "/dev/null/state";
+    const test::ProgramResult result = Ask("enable");
+    EXPECT_EQ(1, result.status);
+    EXPECT_EQ("", result.output);
+    EXPECT_THAT(result.errors, HasSubstr("cannot make /dev/null/state"));
+}
+
+TEST_F(Sysman, DoesNotWaitLongForAnotherRequest) {
+    Ask("enable");
+    const int lock = ::open((folder / "state" / "lock").c_str(), O_RDWR);
+    ASSERT_EQ(0, ::flock(lock, LOCK_EX));
+    const test::ProgramResult result = Ask("disable");
+    ::close(lock);
+    EXPECT_EQ(1, result.status);
+    EXPECT_EQ("", result.output);
+    EXPECT_THAT(result.errors, HasSubstr("another request is being carried out"));
+    EXPECT_EQ("enabled\n", File("sipproxy.wanted"));
+}
+
+TEST_F(Sysman, AGraceThatIsNoNumberIsRefusedBeforeAnythingIsDone) {
+    environment["SYSMAN_GRACE_SECONDS"] = "soon";
+    Ask("enable");
+    EXPECT_EQ(1, Ask("disable").status);
+    EXPECT_EQ("enabled\n", File("sipproxy.wanted"));
+}
+
+TEST_F(Sysman, ItsFilesAreItsOwnersAlone) {
+    SetProgram(kObedient);
+    Ask("enable");
+    const std::filesystem::path state = folder / "state";
+    struct stat found {};
+    ASSERT_EQ(0, ::stat(state.c_str(), &found));
+    EXPECT_EQ(0700U, found.st_mode & 0777U);
+    for (const auto& entry : std::filesystem::directory_iterator(state)) {
+        ASSERT_EQ(0, ::stat(entry.path().c_str(), &found));
+        EXPECT_EQ(0600U, found.st_mode & 0777U) << entry.path();
+    }
+}
+
+TEST_F(Sysman, ItsStateLiesInTheHomeFolderUnlessTheEnvironmentSaysOtherwise) {
+    environment["SYSMAN_STATE_DIR"] = "";
+    environment["XDG_STATE_HOME"] = "";
+    environment["HOME"] = folder / "home";
+    Ask("enable");
+    EXPECT_EQ("enabled\n", test::ReadFile(folder / "home/.local/state/intercom-sysman/sipproxy.wanted"));
+    environment["XDG_STATE_HOME"] = folder / "xdg";
+    Ask("enable");
+    EXPECT_EQ("enabled\n", test::ReadFile(folder / "xdg/intercom-sysman/sipproxy.wanted"));
+    environment["XDG_STATE_HOME"] = "";
+    environment["HOME"] = "";
+    EXPECT_THAT(Ask("enable").errors, HasSubstr("set SYSMAN_STATE_DIR or HOME"));
+}
