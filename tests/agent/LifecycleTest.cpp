@@ -367,10 +367,7 @@ TEST_F(AgentEnd, DevicesMayRemoveAndDeleteThemselvesWhenDisconnected) {
     Start();
     for (const unsigned long id : {3UL, 5UL, 9UL}) {
         FakeDevice& device = AddDevice(id, 2);
-        device.Next("disconnectAgent", [this, id, &device] {
-            Agent().OnDeviceRemoved(id);
-            DeleteDevice(device);
-        });
+        device.Next("disconnectAgent", [this, id, &device] { RemoveAndDelete(device); });
     }
     Stop();
     EXPECT_THAT(Take("device "), ElementsAre("device 3 disconnectAgent", "device 5 disconnectAgent",
@@ -381,10 +378,7 @@ TEST_F(AgentEnd, ADeviceRemovedByAnotherOneIsNotDisconnected) {
     Start();
     FakeDevice& first = AddDevice(3);
     FakeDevice& second = AddDevice(5);
-    first.Next("disconnectAgent", [&] {
-        Agent().OnDeviceRemoved(5);
-        DeleteDevice(second);
-    });
+    first.Next("disconnectAgent", [&] { RemoveAndDelete(second); });
     Stop();
     EXPECT_THAT(Take("device "), ElementsAre("device 3 disconnectAgent"));
 }
@@ -394,11 +388,7 @@ TEST_F(AgentEnd, ADeviceReplacedByAnotherOneIsDisconnectedInItsPlace) {
     FakeDevice& first = AddDevice(3);
     FakeDevice& old = AddDevice(5);
     FakeDevice& replacement = NewDevice(5, 1, "5b");
-    first.Next("disconnectAgent", [&] {
-        Agent().AddIntercomDevice(5, &replacement);
-        DeleteDevice(old);
-        Take();
-    });
+    first.Next("disconnectAgent", [&] { ReplaceAndDelete(old, replacement); });
     Stop();
     EXPECT_THAT(Take("device "), ElementsAre("device 5b disconnectAgent"));
 }
@@ -438,8 +428,7 @@ TEST_F(AgentEnd, AThrowingDeviceMayBeGoneAlready) {
     FakeDevice& first = AddDevice(3);
     AddDevice(5);
     first.Next("disconnectAgent", [&] {
-        Agent().OnDeviceRemoved(3);
-        DeleteDevice(first);
+        RemoveAndDelete(first);
         throw std::runtime_error("gone");
     });
     EXPECT_THROW(Stop(), std::runtime_error);

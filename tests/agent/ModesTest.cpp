@@ -132,10 +132,7 @@ TEST_F(IntercomMode, DevicesMayRemoveThemselvesWhenAskedForTheirVersion) {
     Start();
     FakeDevice& first = AddDevice(3);
     AddDevice(5);
-    first.Next("getVersion", [&] {
-        Agent().OnDeviceRemoved(3);
-        DeleteDevice(first);
-    });
+    first.Next("getVersion", [&] { RemoveAndDelete(first); });
     Drivers().OnDeviceRemoved(5);
     EXPECT_EQ(nullptr, Drivers().GetIntercomDevice(3));
     EXPECT_THAT(Take(), ElementsAre("ui <DeviceRemoved><id>3</id></DeviceRemoved>",
@@ -147,10 +144,7 @@ TEST_F(IntercomMode, DevicesMayRemoveOthersWhenAskedForTheirVersion) {
     FakeDevice& first = AddDevice(3);
     FakeDevice& second = AddDevice(5);
     AddDevice(9);
-    first.Next("getVersion", [&] {
-        Agent().OnDeviceRemoved(5);
-        DeleteDevice(second);
-    });
+    first.Next("getVersion", [&] { RemoveAndDelete(second); });
     Drivers().OnDeviceRemoved(9);
     EXPECT_EQ(nullptr, Drivers().GetIntercomDevice(5));
     EXPECT_EQ(&first, Drivers().GetIntercomDevice(3));

@@ -156,10 +156,7 @@ TEST_F(SystemEvents, RenamesAndMovesDoNothingInAModeAboveTwo) {
 
 TEST_F(SystemEvents, DevicesMayRemoveThemselvesWhileARoomIsRenamed) {
     StartInSipMode();
-    third->Next("updateSipInfoFromDriver", [&] {
-        Agent().OnDeviceRemoved(3);
-        DeleteDevice(*third);
-    });
+    third->Next("updateSipInfoFromDriver", [&] { RemoveAndDelete(*third); });
     RenameRoom();
     EXPECT_THAT(Take("ui <DeviceChanged>"),
                 ElementsAre("ui <DeviceChanged><id>3</id></DeviceChanged>", Refreshed("5"), Refreshed("9")));
@@ -167,20 +164,14 @@ TEST_F(SystemEvents, DevicesMayRemoveThemselvesWhileARoomIsRenamed) {
 
 TEST_F(SystemEvents, DevicesMayRemoveThemselvesWhileTheyDescribeThemselves) {
     StartInSipMode();
-    third->Next("toXml", [&] {
-        Agent().OnDeviceRemoved(3);
-        DeleteDevice(*third);
-    });
+    third->Next("toXml", [&] { RemoveAndDelete(*third); });
     RenameRoom();
     EXPECT_THAT(Take("ui <DeviceChanged>"), ElementsAre(Refreshed("3"), Refreshed("5"), Refreshed("9")));
 }
 
 TEST_F(SystemEvents, ADeviceRemovedByAnotherOneIsNotRefreshedWithItsRoom) {
     StartInSipMode();
-    third->Next("updateSipInfoFromDriver", [&] {
-        Agent().OnDeviceRemoved(5);
-        DeleteDevice(*fifth);
-    });
+    third->Next("updateSipInfoFromDriver", [&] { RemoveAndDelete(*fifth); });
     RenameRoom();
     EXPECT_THAT(Take("device "), ElementsAre("device 3 updateSipInfoFromDriver 10.0.0.2",
                                              "device 9 updateSipInfoFromDriver 10.0.0.2"));
@@ -189,11 +180,7 @@ TEST_F(SystemEvents, ADeviceRemovedByAnotherOneIsNotRefreshedWithItsRoom) {
 TEST_F(SystemEvents, ADeviceReplacedByAnotherOneIsRefreshedInItsPlace) {
     StartInSipMode();
     FakeDevice& replacement = NewDevice(5, 1, "5b");
-    third->Next("updateSipInfoFromDriver", [&] {
-        Agent().AddIntercomDevice(5, &replacement);
-        DeleteDevice(*fifth);
-        Take();
-    });
+    third->Next("updateSipInfoFromDriver", [&] { ReplaceAndDelete(*fifth, replacement); });
     RenameRoom();
     EXPECT_THAT(Take("device "), ElementsAre("device 5b updateSipInfoFromDriver 10.0.0.2",
                                              "device 9 updateSipInfoFromDriver 10.0.0.2"));
@@ -217,10 +204,7 @@ TEST_F(SystemEvents, AThrowingDeviceDoesNotKeepTheOthersFromBeingRefreshed) {
 
 TEST_F(SystemEvents, AMovedDeviceMayRemoveAndDeleteItself) {
     StartInSipMode();
-    fifth->Next("updateSipInfoFromDriver", [&] {
-        Agent().OnDeviceRemoved(5);
-        DeleteDevice(*fifth);
-    });
+    fifth->Next("updateSipInfoFromDriver", [&] { RemoveAndDelete(*fifth); });
     SystemEvent("OnItemMoved", {{"iditem", "5"}, {"idroom", "40"}});
     EXPECT_THAT(Take(), ElementsAre("device 5 updateSipInfoFromDriver 10.0.0.2",
                                     "ui <DeviceRemoved><id>5</id></DeviceRemoved>",

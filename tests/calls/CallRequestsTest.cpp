@@ -29,9 +29,9 @@ protected:
         source->answerWithVideo = answerWithVideo;
         source->display = display;
     }
-    void RemoveAndDelete(FakeDevice& device) {
-        Agent().OnDeviceRemoved(device.id);
-        DeleteDevice(device);
+    /// What the call itself does is all that stays recorded.
+    void GoAway(FakeDevice& device) {
+        RemoveAndDelete(device);
         Take();
     }
 
@@ -252,7 +252,7 @@ TEST_F(RegularCall, IsDroppedWhenTheCallerGoesAwayWhileItIsAsked) {
     for (const char* const query : {"hasDisplay", "hasCamera", "getAnswerWithVideo"}) {
         SCOPED_TRACE(query);
         Equip(true, true, true);
-        source->Next(query, [&] { RemoveAndDelete(*source); });
+        source->Next(query, [&] { GoAway(*source); });
         CallHall("0", "1");
         EXPECT_THAT(Take(), IsEmpty());
         source = &AddDevice(3);
@@ -260,29 +260,27 @@ TEST_F(RegularCall, IsDroppedWhenTheCallerGoesAwayWhileItIsAsked) {
 }
 
 TEST_F(RegularCall, IsDroppedWhenTheCalledDeviceGoesAwayWhileTheCallerIsAsked) {
-    source->Next("hasDisplay", [&] { RemoveAndDelete(*destination); });
+    source->Next("hasDisplay", [&] { GoAway(*destination); });
     CallHall("0", "1");
     EXPECT_THAT(Take(), IsEmpty());
 }
 
 TEST_F(RegularCall, IsDroppedWhenTheCallerGoesAwayWhileTheCalledDeviceIsAsked) {
-    destination->Next("getIntercomName", [&] { RemoveAndDelete(*source); });
+    destination->Next("getIntercomName", [&] { GoAway(*source); });
     CallHall("0", "1");
     EXPECT_THAT(Take(), IsEmpty());
 }
 
 TEST_F(RegularCall, IsStartedThoughTheCalledDeviceGoesAwayWhenAskedForItsName) {
-    destination->Next("getIntercomName", [&] { RemoveAndDelete(*destination); });
+    destination->Next("getIntercomName", [&] { GoAway(*destination); });
     CallHall("0", "1");
     EXPECT_THAT(Take(), ElementsAre("device 3 StartSipCall 0 3 Hall@10.0.0.2"));
 }
 
 TEST_F(RegularCall, EitherEndMayGoAwayWhenItIsStarted) {
     source->Next("StartSipCall", [&] {
-        Agent().OnDeviceRemoved(5);
-        DeleteDevice(*destination);
-        Agent().OnDeviceRemoved(3);
-        DeleteDevice(*source);
+        GoAway(*destination);
+        GoAway(*source);
     });
     CallHall("0", "1");
     EXPECT_EQ("<devices/>", Ui("getDeviceList"));
@@ -338,7 +336,7 @@ TEST_F(MonitorCall, WithAnUnknownEndIsDroppedWithoutAskingAnybody) {
 }
 
 TEST_F(MonitorCall, IsDroppedWhenTheCallerGoesAwayWhileItIsAsked) {
-    source->Next("hasDisplay", [&] { RemoveAndDelete(*source); });
+    source->Next("hasDisplay", [&] { GoAway(*source); });
     Monitor({{"source", "3"}, {"destination", "5"}});
     EXPECT_THAT(Take(), IsEmpty());
 }
@@ -376,7 +374,7 @@ TEST_F(ExternalCall, FromAnUnknownDeviceIsDropped) {
 }
 
 TEST_F(ExternalCall, IsDroppedWhenTheCallerGoesAwayWhileItIsAsked) {
-    source->Next("hasCamera", [&] { RemoveAndDelete(*source); });
+    source->Next("hasCamera", [&] { GoAway(*source); });
     Call({{"source", "3"}, {"destination", "a"}});
     EXPECT_THAT(Take(), IsEmpty());
 }
@@ -462,7 +460,7 @@ TEST_F(BroadcastCall, LeavesOutDevicesThatGoAwayWhileTheyAreAsked) {
     for (const char* const query : {"getMonitorMode", "getDnD"}) {
         SCOPED_TRACE(query);
         FakeDevice& listed = AddNamed(7, "Gone");
-        listed.Next(query, [&] { RemoveAndDelete(listed); });
+        listed.Next(query, [&] { GoAway(listed); });
         Broadcast("<l><d>7</d><d>9</d></l>");
         EXPECT_THAT(Take(), ElementsAre("device 3 StartSipBroadcast 1 3 Attic@10.0.0.2"));
     }
@@ -470,7 +468,7 @@ TEST_F(BroadcastCall, LeavesOutDevicesThatGoAwayWhileTheyAreAsked) {
 
 TEST_F(BroadcastCall, LeavesOutDevicesRemovedByAnotherOne) {
     FakeDevice& other = AddNamed(9, "Attic");
-    destination->Next("getMonitorMode", [&] { RemoveAndDelete(other); });
+    destination->Next("getMonitorMode", [&] { GoAway(other); });
     Broadcast("<l><d>5</d><d>9</d></l>");
     EXPECT_THAT(Take(), ElementsAre("device 3 StartSipBroadcast 1 3 Hall@10.0.0.2"));
 }
@@ -479,21 +477,17 @@ TEST_F(BroadcastCall, AsksADeviceThatReplacedAListedOne) {
     FakeDevice& old = AddNamed(9, "Attic");
     FakeDevice& replacement = NewDevice(9, 1, "new");
     replacement.intercomName = "Loft";
-    destination->Next("getDnD", [&] {
-        Agent().AddIntercomDevice(9, &replacement);
-        DeleteDevice(old);
-        Take();
-    });
+    destination->Next("getDnD", [&] { ReplaceAndDelete(old, replacement); });
     Broadcast("<l><d>5</d><d>9</d></l>");
     EXPECT_THAT(Take(), ElementsAre("device 3 StartSipBroadcast 1 3 Hall@10.0.0.2 Loft@10.0.0.2"));
 }
 
 TEST_F(BroadcastCall, IsDroppedWhenTheCallerGoesAwayMeanwhile) {
-    destination->Next("getMonitorMode", [&] { RemoveAndDelete(*source); });
+    destination->Next("getMonitorMode", [&] { GoAway(*source); });
     Broadcast("<l><d>5</d></l>");
     EXPECT_THAT(Take(), IsEmpty());
     source = &AddDevice(3);
-    source->Next("hasDisplay", [&] { RemoveAndDelete(*source); });
+    source->Next("hasDisplay", [&] { GoAway(*source); });
     Broadcast("<l><d>5</d></l>");
     EXPECT_THAT(Take(), IsEmpty());
 }
@@ -508,10 +502,8 @@ TEST_F(BroadcastCall, DevicesMayBeAddedMeanwhile) {
 
 TEST_F(BroadcastCall, EveryDeviceMayGoAwayWhenItIsStarted) {
     source->Next("StartSipBroadcast", [&] {
-        Agent().OnDeviceRemoved(5);
-        DeleteDevice(*destination);
-        Agent().OnDeviceRemoved(3);
-        DeleteDevice(*source);
+        GoAway(*destination);
+        GoAway(*source);
     });
     Broadcast("<l><d>5</d></l>");
     EXPECT_EQ("<devices/>", Ui("getDeviceList"));

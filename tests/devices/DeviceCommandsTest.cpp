@@ -64,10 +64,7 @@ TEST_F(DeviceState, RefusalsLogTheIdAsASignedNumber) {
 TEST_F(DeviceState, ADeviceMayRemoveAndDeleteItselfWhenAsked) {
     Start();
     FakeDevice& device = AddDevice(5);
-    device.Next("toXml", [&] {
-        Agent().OnDeviceRemoved(5);
-        DeleteDevice(device);
-    });
+    device.Next("toXml", [&] { RemoveAndDelete(device); });
     EXPECT_EQ("<device><id>5</id><prop>5</prop></device>", Ui("getDeviceState", {{"idDevice", "5"}}));
     EXPECT_EQ("<fail/>", Ui("getDeviceState", {{"idDevice", "5"}}));
 }
@@ -75,10 +72,7 @@ TEST_F(DeviceState, ADeviceMayRemoveAndDeleteItselfWhenAsked) {
 TEST_F(DeviceState, ADeviceMayRemoveAndDeleteItselfWhenSet) {
     Start();
     FakeDevice& device = AddDevice(5);
-    device.Next("setDeviceState", [&] {
-        Agent().OnDeviceRemoved(5);
-        DeleteDevice(device);
-    });
+    device.Next("setDeviceState", [&] { RemoveAndDelete(device); });
     EXPECT_EQ("<success/>", Ui("setDeviceState", {{"idDevice", "5"}}));
     EXPECT_EQ(nullptr, Drivers().GetIntercomDevice(5));
 }
@@ -136,10 +130,7 @@ TEST_F(CustomButtons, MayMakeTheDeviceRemoveAndDeleteItself) {
     for (const bool pressed : {false, true}) {
         FakeDevice& device = AddDevice(5);
         device.passAnswer = "buttons";
-        device.Next("PassToDriver", [&] {
-            Agent().OnDeviceRemoved(5);
-            DeleteDevice(device);
-        });
+        device.Next("PassToDriver", [&] { RemoveAndDelete(device); });
         if (pressed)
             Plain("CUSTOM_BUTTON", {{"idDevice", "5"}});
         else

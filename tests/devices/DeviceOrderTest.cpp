@@ -199,10 +199,7 @@ TEST_F(DeviceOrder, ADeviceMayRemoveAndDeleteItselfWhileItIsListed) {
     Start();
     FakeDevice& device = AddDevice(3);
     AddDevice(5);
-    device.Next("toXml", [&] {
-        Agent().OnDeviceRemoved(3);
-        DeleteDevice(device);
-    });
+    device.Next("toXml", [&] { RemoveAndDelete(device); });
     EXPECT_EQ("3 5", Listed());
     EXPECT_EQ("5", Listed());
 }
@@ -212,10 +209,7 @@ TEST_F(DeviceOrder, ADeviceRemovedByAnotherOneIsNotListed) {
     FakeDevice& first = AddDevice(3);
     FakeDevice& second = AddDevice(5);
     AddDevice(9);
-    first.Next("toXml", [&] {
-        Agent().OnDeviceRemoved(5);
-        DeleteDevice(second);
-    });
+    first.Next("toXml", [&] { RemoveAndDelete(second); });
     EXPECT_EQ("3 9", Listed());
 }
 

@@ -1,6 +1,7 @@
 // The registry: what device drivers report, and look-ups.
 #include <stdexcept>
 
+#include "agent/UiEvents.h"
 #include "tests/support/AgentFixture.h"
 
 namespace {
@@ -122,11 +123,21 @@ TEST_F(AddedDevice, WithTheHighestIdIsAnnouncedWithoutId) {
 TEST_F(AddedDevice, MayRemoveAndDeleteItselfWhenAskedForItsVersion) {
     Start();
     FakeDevice& device = NewDevice(5, 2);
-    device.Next("getVersion", [&] {
-        Agent().OnDeviceRemoved(5);
-        DeleteDevice(device);
+    device.Next("getVersion", [&] { RemoveAndDelete(device); });
+    Drivers().AddIntercomDevice(5, &device);
+    EXPECT_EQ(nullptr, Drivers().GetIntercomDevice(5));
+    EXPECT_THAT(Take("device "), IsEmpty());
+}
+
+TEST_F(AddedDevice, MayRemoveAndDeleteItselfWhenTheModeIsWorkedOut) {
+    Start();
+    FakeDevice& device = NewDevice(5, 2);
+    int asked = 0;
+    device.Every("getVersion", [&] {
+        if (++asked == 2) RemoveAndDelete(device);
     });
     Drivers().AddIntercomDevice(5, &device);
+    EXPECT_EQ(2, asked);
     EXPECT_EQ(nullptr, Drivers().GetIntercomDevice(5));
     EXPECT_THAT(Take("device "), IsEmpty());
 }
@@ -134,10 +145,7 @@ TEST_F(AddedDevice, MayRemoveAndDeleteItselfWhenAskedForItsVersion) {
 TEST_F(AddedDevice, MayRemoveAndDeleteItselfWhenToldTheSipProxyAddress) {
     Start();
     FakeDevice& device = NewDevice(5, 2);
-    device.Next("updateSipInfoFromDriver", [&] {
-        Agent().OnDeviceRemoved(5);
-        DeleteDevice(device);
-    });
+    device.Next("updateSipInfoFromDriver", [&] { RemoveAndDelete(device); });
     Drivers().AddIntercomDevice(5, &device);
     EXPECT_EQ(nullptr, Drivers().GetIntercomDevice(5));
     EXPECT_THAT(Take("sysman "), ElementsAre("sysman enable sipproxy", "sysman disable sipproxy"));
@@ -147,10 +155,7 @@ TEST_F(AddedDevice, MayRemoveAnotherOne) {
     Start();
     FakeDevice& other = AddDevice(3);
     FakeDevice& device = NewDevice(5);
-    device.Next("updateSipInfoFromDriver", [&] {
-        Agent().OnDeviceRemoved(3);
-        DeleteDevice(other);
-    });
+    device.Next("updateSipInfoFromDriver", [&] { RemoveAndDelete(other); });
     Drivers().AddIntercomDevice(5, &device);
     EXPECT_THAT(Take("ui "), ElementsAre("ui <DeviceRemoved><id>3</id></DeviceRemoved>",
                                          "ui <DeviceAdded><id>5</id></DeviceAdded>"));
@@ -173,10 +178,7 @@ TEST_F(AddedDevice, ReplacedWhileItIsAskedForItsVersionIsNotCalledAgain) {
     Start();
     FakeDevice& device = NewDevice(5);
     FakeDevice& replacement = NewDevice(5, 1, "5b");
-    device.Next("getVersion", [&] {
-        Agent().AddIntercomDevice(5, &replacement);
-        DeleteDevice(device);
-    });
+    device.Next("getVersion", [&] { ReplaceAndDelete(device, replacement); });
     Drivers().AddIntercomDevice(5, &device);
     EXPECT_EQ(&replacement, Drivers().GetIntercomDevice(5));
     EXPECT_THAT(Take("device 5 "), IsEmpty());
@@ -269,23 +271,13 @@ TEST_F(RemovedDevice, BeyondTheSignedRangeIsAnnouncedAsASignedNumber) {
 TEST_F(ChangedDevice, IsReportedUnderTheNameOfEachPropertyButTheVolume) {
     Start();
     AddDevice(5);
-    const char* const names[] = {"DeviceChanged",
-                                 "DeviceUpdated",
-                                 "DeviceDnDChanged",
-                                 "DeviceAutoAnswerChanged",
-                                 "DeviceMonitorModeChanged",
-                                 "DeviceCurrentStateChanged",
-                                 "DeviceSendVideoChanged",
-                                 "DeviceExcludeNavChanged",
-                                 "DeviceRingToneChanged"};
-    int prop = 0;
-    for (const std::string name : names) {
-        Drivers().OnDeviceChanged(5, static_cast<DeviceProps>(prop));
-        EXPECT_THAT(Take(), ElementsAre("ui <" + name + "><device><id>5</id><prop>" + std::to_string(prop) +
+    for (int number = 0; number < dvIntercom::DEVICE_VOLUME; ++number) {
+        const auto prop = static_cast<DeviceProps>(number);
+        const std::string name = UiEvents::NameOfProperty(prop);
+        Drivers().OnDeviceChanged(5, prop);
+        EXPECT_THAT(Take(), ElementsAre("ui <" + name + "><device><id>5</id><prop>" + std::to_string(number) +
                                         "</prop></device></" + name + ">"));
-        ++prop;
     }
-    EXPECT_EQ(dvIntercom::DEVICE_VOLUME, prop);
 }
 
 TEST_F(ChangedDevice, SendsNothingForTheVolume) {
@@ -321,10 +313,7 @@ TEST_F(ChangedDevice, ThatIsUnknownIsReportedWithAnUnsignedId) {
 TEST_F(ChangedDevice, MayRemoveAndDeleteItselfWhileItIsDescribed) {
     Start();
     FakeDevice& device = AddDevice(5);
-    device.Next("toXml", [&] {
-        Agent().OnDeviceRemoved(5);
-        DeleteDevice(device);
-    });
+    device.Next("toXml", [&] { RemoveAndDelete(device); });
     Drivers().OnDeviceChanged(5, dvIntercom::DEVICE_UPDATED);
     EXPECT_THAT(Take(),
                 ElementsAre("ui <DeviceRemoved><id>5</id></DeviceRemoved>",
@@ -379,10 +368,7 @@ TEST_F(DeviceLookup, ByKeyNeverAnswersADeviceThatWentAwayMeanwhile) {
     Start();
     FakeDevice& device = AddDevice(5);
     device.deviceKey = "hall";
-    device.Next("getKey", [&] {
-        Agent().OnDeviceRemoved(5);
-        DeleteDevice(device);
-    });
+    device.Next("getKey", [&] { RemoveAndDelete(device); });
     EXPECT_EQ(nullptr, Agent().getIntercomDevice(std::string("hall")));
 }
 
@@ -393,10 +379,7 @@ TEST_F(DeviceLookup, ByKeyPassesOverDevicesRemovedByAnotherOne) {
     second.deviceKey = "hall";
     FakeDevice& third = AddDevice(9);
     third.deviceKey = "hall";
-    first.Next("getKey", [&] {
-        Agent().OnDeviceRemoved(5);
-        DeleteDevice(second);
-    });
+    first.Next("getKey", [&] { RemoveAndDelete(second); });
     EXPECT_EQ(&third, Agent().getIntercomDevice(std::string("hall")));
 }
 
@@ -437,10 +420,7 @@ TEST_F(DeviceLookup, OfTheAddressOfRecordSurvivesADeviceThatGoesAwayMeanwhile) {
     Start();
     FakeDevice& device = AddDevice(5);
     device.deviceKey = "hall";
-    device.Next("getKey", [&] {
-        Agent().OnDeviceRemoved(5);
-        DeleteDevice(device);
-    });
+    device.Next("getKey", [&] { RemoveAndDelete(device); });
     EXPECT_EQ("hall", Drivers().GetDeviceAOR(5));
     EXPECT_EQ("", Drivers().GetDeviceAOR(5));
 }

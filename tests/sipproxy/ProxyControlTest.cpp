@@ -203,10 +203,7 @@ TEST_F(ProxyAddress, DevicesMayRemoveAndDeleteThemselvesWhenTold) {
     Start();
     for (const unsigned long id : {3UL, 5UL, 9UL}) {
         FakeDevice& device = AddDevice(id);
-        device.Next("updateSipInfoFromDriver", [this, id, &device] {
-            Agent().OnDeviceRemoved(id);
-            DeleteDevice(device);
-        });
+        device.Next("updateSipInfoFromDriver", [this, id, &device] { RemoveAndDelete(device); });
     }
     EXPECT_EQ("<success/>", Ui("setSipProxyIP", {{"address", "10.0.0.2"}}));
     EXPECT_THAT(Take("device "), testing::SizeIs(3));
@@ -218,10 +215,7 @@ TEST_F(ProxyAddress, ADeviceRemovedByAnotherOneIsNotTold) {
     FakeDevice& first = AddDevice(3);
     FakeDevice& second = AddDevice(5);
     AddDevice(9);
-    first.Next("updateSipInfoFromDriver", [&] {
-        Agent().OnDeviceRemoved(5);
-        DeleteDevice(second);
-    });
+    first.Next("updateSipInfoFromDriver", [&] { RemoveAndDelete(second); });
     Ui("setSipProxyIP", {{"address", "10.0.0.2"}});
     EXPECT_THAT(Take("device "), ElementsAre("device 3 updateSipInfoFromDriver 10.0.0.2",
                                              "device 9 updateSipInfoFromDriver 10.0.0.2"));
@@ -232,11 +226,7 @@ TEST_F(ProxyAddress, ADeviceReplacedByAnotherOneIsToldInItsPlace) {
     FakeDevice& first = AddDevice(3);
     FakeDevice& old = AddDevice(5);
     FakeDevice& replacement = NewDevice(5, 1, "new");
-    first.Next("updateSipInfoFromDriver", [&] {
-        Agent().AddIntercomDevice(5, &replacement);
-        DeleteDevice(old);
-        Take();
-    });
+    first.Next("updateSipInfoFromDriver", [&] { ReplaceAndDelete(old, replacement); });
     Ui("setSipProxyIP", {{"address", "10.0.0.2"}});
     EXPECT_THAT(Take("device "), ElementsAre("device new updateSipInfoFromDriver 10.0.0.2"));
 }

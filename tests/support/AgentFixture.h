@@ -24,8 +24,27 @@ protected:
     IDriver* MakeDriver() override { return IntercomAgent::Create(host); }
     IntercomAgent& Agent() { return static_cast<IntercomAgent&>(Driver()); }
 
+    // What drivers do from inside a call as well.
+
+    /// Takes the device out of the registry, then deletes it.
+    void RemoveAndDelete(FakeDevice& device);
+    /// Registers the other one under the device's id, then deletes the device. Forgets what was
+    /// recorded until then.
+    void ReplaceAndDelete(FakeDevice& device, FakeDevice& other);
+
     FakeSysman sysman{recorder};
 };
+
+inline void AgentFixture::RemoveAndDelete(FakeDevice& device) {
+    Agent().OnDeviceRemoved(device.id);
+    DeleteDevice(device);
+}
+
+inline void AgentFixture::ReplaceAndDelete(FakeDevice& device, FakeDevice& other) {
+    Agent().AddIntercomDevice(device.id, &other);
+    DeleteDevice(device);
+    Take();
+}
 
 }  // namespace test
 
