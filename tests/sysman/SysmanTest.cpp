@@ -127,11 +127,12 @@ TEST_F(Sysman, TheProgramInheritsNoOpenFileOfTheCaller) {
 }
 
 TEST_F(Sysman, TheProgramGetsSignalsThatTheCallerIgnores) {
-    SetProgram("#!/bin/sh\ngrep SigIgn /proc/self/status\nexec sleep 600\n");
+    SetProgram("#!/bin/sh\nsed -n 's/SigIgn:.*\\(.\\{8\\}\\)$/\\1/p' /proc/self/status\nexec sleep 600\n");
     test::RunProgram({"/bin/sh", "-c", "trap '' TERM PIPE INT; \"$0\" enable sipproxy", SYSMAN_PROGRAM},
                      environment);
-    EXPECT_TRUE(Comes([this] { return File("sipproxy.log") == "SigIgn:\t0000000000000000\n"; }))
-        << File("sipproxy.log");
+    ASSERT_TRUE(Comes([this] { return File("sipproxy.log").ends_with('\n'); }));
+    constexpr unsigned long kOrdinarySignals = 0x7FFFFFFF;  // those above belong to the C library
+    EXPECT_EQ(0U, std::stoul(File("sipproxy.log"), nullptr, 16) & kOrdinarySignals) << File("sipproxy.log");
 }
 
 TEST_F(Sysman, StartsWhatRunsAlreadyNotTwice) {
