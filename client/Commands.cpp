@@ -23,7 +23,7 @@ void WantNoArguments(const Options& options) {
 ExitStatus Print(const Answer& answer, bool raw) {
     CheckStatus(answer);
     const std::optional<Xml::Element> element = Xml::Parse(answer.body);
-    std::cout << (element && !raw ? Xml::Indented(*element) : answer.body) << std::flush;
+    std::cout << (element && !raw ? Xml::Indented(*element) : answer.body);
     const bool failed = element && (element->name == "fail" || element->name == "failed");
     return failed ? EXIT_ANSWER_FAIL : EXIT_DONE;
 }
@@ -98,6 +98,10 @@ constexpr Row kOwnCommands[] = {
 };
 
 }  // namespace
+
+void FlushOutput() {
+    if (!std::cout.flush()) throw Failure(EXIT_NO_ANSWER, "cannot write to standard output");
+}
 
 void CheckStatus(const Answer& answer) {
     if (answer.status == kOk || answer.status == kNoContent) return;

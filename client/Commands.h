@@ -9,6 +9,9 @@
 /// Carries the command out and prints its answer. Throws Failure.
 ExitStatus RunCommand(const Options& options);
 
+/// Throws Failure when standard output does not take what was printed.
+void FlushOutput();
+
 /// Throws Failure with the host's words unless the answer is one of success.
 void CheckStatus(const Answer& answer);
 

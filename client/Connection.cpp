@@ -6,6 +6,7 @@
 #include <boost/beast/http.hpp>
 #include <cctype>
 #include <chrono>
+#include <limits>
 
 #include "client/Failure.h"
 
@@ -143,7 +144,7 @@ Answer Connection::Follow(const std::string& path, const std::string& lastEventI
     exchange.Open();
     exchange.Send(request);
     http::response_parser<http::buffer_body> parser;
-    parser.body_limit(boost::none);
+    parser.body_limit(std::numeric_limits<std::uint64_t>::max());  // a stream has no end
     exchange.ReadHeader(parser);
     Answer answer{parser.get().result_int(), ""};
     if (answer.status == static_cast<unsigned int>(http::status::ok))

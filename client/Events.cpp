@@ -17,7 +17,7 @@ void Print(const Event& event) {
     if (event.type == "reset")
         std::cerr << "intercomctl: events were lost in between; ask for what you need to know anew\n";
     const std::optional<Xml::Element> element = Xml::Parse(event.data);
-    std::cout << (element ? Xml::Indented(*element) : event.data + "\n") << std::flush;
+    std::cout << (element ? Xml::Indented(*element) : event.data + "\n");
 }
 
 // Follows the stream over one connection, until it breaks.
@@ -43,8 +43,9 @@ public:
 private:
     void Take(std::string_view bytes) {
         connected_ = true;
-        if (options_.raw) std::cout << bytes << std::flush;
+        if (options_.raw) std::cout << bytes;
         reader_.Feed(bytes);
+        FlushOutput();
     }
 
     const Connection& connection_;

@@ -13,8 +13,8 @@ int main(int argc, char** argv) {
             return EXIT_DONE;
         }
         const ExitStatus status = RunCommand(options);
-        if (std::cout.flush()) return status;
-        throw Failure(EXIT_NO_ANSWER, "cannot write the answer to standard output");
+        FlushOutput();
+        return status;
     } catch (const Failure& failure) {
         std::cerr << "intercomctl: " << failure.what() << "\n";
         if (failure.status == EXIT_WRONG_USE) std::cerr << "intercomctl --help tells how it is used.\n";

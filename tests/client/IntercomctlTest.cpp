@@ -1,0 +1,264 @@
+// The program as a user or a script meets it: words in, outputs and exit status out.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/client/TinyServer.h"
+#include "tests/support/process/RunProgram.h"
+#include "tests/support/process/TempFolder.h"
+
+using test::TinyServer;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+using testing::StartsWith;
+
+namespace {
+
+constexpr char kNoContent[] = "HTTP/1.1 204 No Content\r\n\r\n";
+constexpr char kStream[] = "HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\n\r\n";
+
+test::ProgramResult Ctl(const std::string& url, std::vector<std::string> words) {
+    words.insert(words.begin(), INTERCOMCTL_PROGRAM);
+    return test::RunProgram(words, {{"INTERCOMCTL_URL", url}});
+}
+
+test::ProgramResult Ctl(const TinyServer& server, const std::vector<std::string>& words) {
+    return Ctl(server.Url(), words);
+}
+
+}  // namespace
+
+TEST(Intercomctl, SendsACommandAndPrintsTheReplyIndented) {
+    const TinyServer server({TinyServer::Xml(200, "<group><groupId>1</groupId></group>")});
+    const test::ProgramResult result = Ctl(server, {"addGroup", "name=Up & down", "x="});
+    EXPECT_EQ(0, result.status);
+    EXPECT_EQ("<group>\n  <groupId>1</groupId>\n</group>\n", result.output);
+    EXPECT_EQ("", result.errors);
+    EXPECT_THAT(server.Requests(),
+                ElementsAre(AllOf(StartsWith("POST /drivers/agent/commands/addGroup HTTP/1.1\r\n"),
+                                  HasSubstr("Content-Type: application/x-www-form-urlencoded\r\n"),
+                                  HasSubstr("Host: " + server.Url().substr(7) + "\r\n"),
+                                  HasSubstr("\r\n\r\nname=Up%20%26%20down&x="))));
+}
+
+TEST(Intercomctl, AddressesAnotherDriverByAnyName) {
+    const TinyServer server({TinyServer::Xml(200, "<success/>")});
+    EXPECT_EQ(0, Ctl(server, {"--driver", "my panel/2", "do it"}).status);
+    EXPECT_THAT(server.Requests(),
+                ElementsAre(StartsWith("POST /drivers/my%20panel%2F2/commands/do%20it HTTP/1.1")));
+}
+
+TEST(Intercomctl, RawPrintsTheBytesAsTheyCame) {
+    const TinyServer server({TinyServer::Xml(200, "<a><b>1</b>\r\n</a>"), TinyServer::Xml(200, "<fail/>")});
+    EXPECT_EQ("<a><b>1</b>\r\n</a>", Ctl(server, {"--raw", "x"}).output);
+    const test::ProgramResult failed = Ctl(server, {"x", "--raw"});
+    EXPECT_EQ(1, failed.status);
+    EXPECT_EQ("<fail/>", failed.output);
+}
+
+TEST(Intercomctl, AnAnswerWithoutAnElementPrintsNothing) {
+    const TinyServer server({kNoContent});
+    const test::ProgramResult result = Ctl(server, {"SIP_REGULAR_CALL", "source=1"});
+    EXPECT_EQ(0, result.status);
+    EXPECT_EQ("", result.output + result.errors);
+}
+
+TEST(Intercomctl, FailAndFailedAreStatus1AndPrinted) {
+    const TinyServer server({TinyServer::Xml(200, "<fail>Key does not exist</fail>"),
+                             TinyServer::Xml(200, "<failed/>"), TinyServer::Xml(200, "<failure/>")});
+    const test::ProgramResult fail = Ctl(server, {"getRoute"});
+    EXPECT_EQ(1, fail.status);
+    EXPECT_EQ("<fail>Key does not exist</fail>\n", fail.output);
+    EXPECT_EQ(1, Ctl(server, {"removeService"}).status);
+    EXPECT_EQ(0, Ctl(server, {"other"}).status);
+}
+
+TEST(Intercomctl, ARefusalIsStatus3WithTheHostsWords) {
+    const TinyServer server(
+        {TinyServer::Xml(404, "<error>no driver 'x'</error>"), "HTTP/1.1 503 Y\r\n\r\nbusy"});
+    const test::ProgramResult refused = Ctl(server, {"getX"});
+    EXPECT_EQ(3, refused.status);
+    EXPECT_EQ("", refused.output);
+    EXPECT_EQ("intercomctl: no driver 'x' (HTTP 404)\n", refused.errors);
+    EXPECT_EQ("intercomctl: the host refused (HTTP 503)\n", Ctl(server, {"getX"}).errors);
+}
+
+TEST(Intercomctl, AHostThatIsNotThereIsStatus3WithAHint) {
+    std::string url;
+    {
+        const TinyServer ended({});
+        url = ended.Url();
+    }
+    for (const char* const command : {"getDeviceList", "events", "state", "drivers", "help"}) {
+        const test::ProgramResult result = Ctl(url, {command});
+        EXPECT_EQ(3, result.status);
+        EXPECT_EQ("intercomctl: cannot reach " + url + ": connection refused. Is driverhost running?\n",
+                  result.errors);
+    }
+}
+
+TEST(Intercomctl, AHostThatHangsUpWithoutAnAnswerIsStatus3) {
+    const TinyServer server({});
+    const test::ProgramResult result = Ctl(server, {"getX"});
+    EXPECT_EQ(3, result.status);
+    EXPECT_THAT(result.errors, HasSubstr("cannot reach " + server.Url() + ": "));
+}
+
+TEST(Intercomctl, AnAnswerThatBreaksOffIsStatus3) {
+    const TinyServer server({"HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n<a>"});
+    const test::ProgramResult result = Ctl(server, {"getX"});
+    EXPECT_EQ(3, result.status);
+    EXPECT_EQ("", result.output);
+}
+
+TEST(Intercomctl, WrongUseIsStatus2AndAsksNobody) {
+    const TinyServer server({});
+    const std::vector<std::vector<std::string>> wrong = {{},
+                                                         {"addGroup", "Upstairs"},
+                                                         {"addGroup", "name=@/no/such/file"},
+                                                         {"--bogus", "getX"},
+                                                         {"--url", "nowhere", "getX"},
+                                                         {"--token-file", "/no/such/file", "getX"},
+                                                         {"--since", "0", "getX"},
+                                                         {"events", "all"},
+                                                         {"state", "all"},
+                                                         {"drivers", "all"},
+                                                         {"help", "a", "b"}};
+    for (const auto& words : wrong) {
+        const test::ProgramResult result = Ctl(server, words);
+        EXPECT_EQ(2, result.status);
+        EXPECT_EQ("", result.output);
+        EXPECT_THAT(result.errors, AllOf(StartsWith("intercomctl: "), HasSubstr("intercomctl --help")));
+    }
+    EXPECT_THAT(server.Requests(), IsEmpty());
+}
+
+TEST(Intercomctl, TheTokenIsShownWithEachRequest) {
+    const test::TempFolder folder;
+    test::WriteFile(folder / "token", "s3cret\n");
+    const TinyServer server({kNoContent, kNoContent, TinyServer::Xml(401, "<error>no</error>")});
+    const std::string file = folder / "token";
+    Ctl(server, {"--token-file", file, "getX"});
+    Ctl(server, {"--token-file", file, "state"});
+    Ctl(server, {"--token-file", file, "events"});
+    EXPECT_THAT(server.Requests(),
+                AllOf(SizeIs(3), testing::Each(HasSubstr("Authorization: Bearer s3cret\r\n"))));
+}
+
+TEST(Intercomctl, WithoutATokenNoneIsShown) {
+    const TinyServer server({kNoContent});
+    Ctl(server, {"getX"});
+    EXPECT_THAT(server.Requests(), ElementsAre(Not(HasSubstr("Authorization"))));
+}
+
+TEST(Intercomctl, StatePrintsTheDriversDocument) {
+    const TinyServer server({TinyServer::Xml(200, "<IntercomState><a>1</a></IntercomState>"), kNoContent});
+    EXPECT_EQ("<IntercomState>\n  <a>1</a>\n</IntercomState>\n", Ctl(server, {"state"}).output);
+    const test::ProgramResult none = Ctl(server, {"--driver", "kitchen", "state"});
+    EXPECT_EQ(0, none.status);
+    EXPECT_EQ("", none.output);
+    EXPECT_THAT(server.Requests(), ElementsAre(StartsWith("GET /drivers/agent/state HTTP/1.1"),
+                                               StartsWith("GET /drivers/kitchen/state HTTP/1.1")));
+}
+
+TEST(Intercomctl, DriversPrintsTheHostsDrivers) {
+    const TinyServer server({TinyServer::Xml(200, "<drivers/>")});
+    EXPECT_EQ("<drivers/>\n", Ctl(server, {"drivers"}).output);
+    EXPECT_THAT(server.Requests(), ElementsAre(StartsWith("GET /drivers HTTP/1.1")));
+}
+
+namespace {
+
+constexpr char kCommands[] =
+    "<commands><command><name>addGroup</name><kind>ui</kind><help>new group</help></command>"
+    "<command><name>SIP_CALL</name><kind>plain</kind><help>call one</help></command></commands>";
+
+}  // namespace
+
+TEST(Intercomctl, HelpListsTheDriversCommands) {
+    const TinyServer server({TinyServer::Xml(200, kCommands), TinyServer::Xml(200, kCommands)});
+    EXPECT_EQ("Commands of agent:\n  addGroup  new group\n  SIP_CALL  call one; no reply\n",
+              Ctl(server, {"help"}).output);
+    EXPECT_EQ("Commands of kitchen:\n  addGroup  new group\n  SIP_CALL  call one; no reply\n",
+              Ctl(server, {"--driver", "kitchen", "help"}).output);
+    EXPECT_THAT(server.Requests(), ElementsAre(StartsWith("GET /drivers/agent/commands HTTP/1.1"),
+                                               StartsWith("GET /drivers/kitchen/commands HTTP/1.1")));
+}
+
+TEST(Intercomctl, HelpOfOneCommandShowsThatOne) {
+    const TinyServer server({TinyServer::Xml(200, kCommands), TinyServer::Xml(200, kCommands)});
+    EXPECT_EQ("  SIP_CALL  call one; no reply\n", Ctl(server, {"help", "SIP_CALL"}).output);
+    const test::ProgramResult unknown = Ctl(server, {"help", "sip_call"});
+    EXPECT_EQ(2, unknown.status);
+    EXPECT_THAT(unknown.errors, HasSubstr("agent has no command \"sip_call\""));
+}
+
+TEST(Intercomctl, TheHelpOptionTellsTheUseAndAsksNobody) {
+    const TinyServer server({});
+    const test::ProgramResult result = Ctl(server, {"--help"});
+    EXPECT_EQ(0, result.status);
+    EXPECT_THAT(result.output,
+                AllOf(HasSubstr("usage: intercomctl"), HasSubstr("--driver"), HasSubstr("events")));
+    EXPECT_THAT(server.Requests(), IsEmpty());
+}
+
+TEST(Intercomctl, EventsArePrintedAsTheyCome) {
+    const TinyServer server(
+        {std::string(kStream) + ": hello\n\nid: 5\ndata: <A><id>1</id></A>\n\nid: 6\ndata: <B/>\n\n",
+         TinyServer::Xml(404, "<error>gone</error>")});
+    const test::ProgramResult result = Ctl(server, {"events"});
+    EXPECT_EQ(3, result.status);
+    EXPECT_EQ("<A>\n  <id>1</id>\n</A>\n<B/>\n", result.output);
+    EXPECT_THAT(result.errors, HasSubstr("gone (HTTP 404)"));
+}
+
+TEST(Intercomctl, AStreamThatBreaksIsTakenUpBehindTheLastEvent) {
+    const TinyServer server({std::string(kStream) + "id: 5\ndata: <A/>\n\nid: 6\ndata: <half",
+                             std::string(kStream) + "event: reset\ndata: <reset/>\n\n",
+                             TinyServer::Xml(404, "<error>gone</error>")});
+    const test::ProgramResult result = Ctl(server, {"events"});
+    EXPECT_EQ("<A/>\n<reset/>\n", result.output);
+    EXPECT_THAT(result.errors, AllOf(HasSubstr("trying again"), HasSubstr("events were lost in between")));
+    EXPECT_THAT(server.Requests(),
+                ElementsAre(AllOf(StartsWith("GET /events HTTP/1.1"), Not(HasSubstr("Last-Event-ID"))),
+                            HasSubstr("Last-Event-ID: 5\r\n"), HasSubstr("Last-Event-ID: 5\r\n")));
+}
+
+TEST(Intercomctl, SinceBeginsBehindAnEarlierEvent) {
+    const TinyServer server({TinyServer::Xml(404, "<error>gone</error>")});
+    Ctl(server, {"events", "--since", "0"});
+    EXPECT_THAT(server.Requests(), ElementsAre(HasSubstr("Last-Event-ID: 0\r\n")));
+}
+
+TEST(Intercomctl, RawEventsAreTheBytesOfTheStream) {
+    const std::string bytes = ": hello\n\nid: 5\ndata: <A><id>1</id></A>\n\n";
+    const TinyServer server({"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n9\r\n" +
+                                 bytes.substr(0, 9) + "\r\n" + "1F\r\n" + bytes.substr(9) + "\r\n0\r\n\r\n",
+                             TinyServer::Xml(404, "<error>gone</error>")});
+    ASSERT_EQ(9U + 0x1FU, bytes.size());
+    const test::ProgramResult result = Ctl(server, {"--raw", "events"});
+    EXPECT_EQ(3, result.status);
+    EXPECT_EQ(bytes, result.output);
+}
+
+TEST(Intercomctl, AnAnswerThatIsNoXmlIsPrintedAsItIs) {
+    const TinyServer server({"HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nhello"});
+    const test::ProgramResult result = Ctl(server, {"getX"});
+    EXPECT_EQ(0, result.status);
+    EXPECT_EQ("hello", result.output);
+}
+
+TEST(Intercomctl, AnAnswerThatCannotBeWrittenIsNotSaidToBeDone) {
+    const TinyServer server(
+        {TinyServer::Xml(200, "<success/>"), std::string(kStream) + "id: 5\ndata: <A/>\n\n"});
+    for (const std::string command : {"addGroup", "events"}) {
+        const test::ProgramResult result =
+            test::RunProgram({"/bin/sh", "-c", "exec \"$0\" " + command + " >/dev/full", INTERCOMCTL_PROGRAM},
+                             {{"INTERCOMCTL_URL", server.Url()}});
+        EXPECT_EQ(3, result.status) << command;
+        EXPECT_EQ("intercomctl: cannot write to standard output\n", result.errors);
+    }
+}
