@@ -158,10 +158,7 @@ TEST_F(GroupOfAllDevices, LeavesOutADeviceThatRemovesAndDeletesItselfWhenAsked) 
     for (const std::string question : {"isDoorStation", "getDeviceId"}) {
         FakeDevice& device = AddDevice(3);
         AddDevice(5);
-        device.Next(question, [&] {
-            Agent().OnDeviceRemoved(3);
-            DeleteDevice(device);
-        });
+        device.Next(question, [&] { RemoveAndDelete(device); });
         GetAll();
         EXPECT_EQ(All({5}), GetAll()) << question;
     }
@@ -170,10 +167,7 @@ TEST_F(GroupOfAllDevices, LeavesOutADeviceThatRemovesAndDeletesItselfWhenAsked) 
 TEST_F(GroupOfAllDevices, LeavesOutADeviceThatAnotherOneRemovesWhenAsked) {
     Start();
     FakeDevice& gone = AddDevice(5);
-    AddDevice(3).Next("isDoorStation", [&] {
-        Agent().OnDeviceRemoved(5);
-        DeleteDevice(gone);
-    });
+    AddDevice(3).Next("isDoorStation", [&] { RemoveAndDelete(gone); });
     AddDevice(9);
     EXPECT_EQ(All({3, 9}), GetAll());
 }
@@ -183,10 +177,7 @@ TEST_F(GroupOfAllDevices, AsksTheDeviceThatTookAnothersPlace) {
     FakeDevice& replaced = AddDevice(5);
     FakeDevice& station = NewDevice(5, 1, "station");
     station.doorStation = true;
-    AddDevice(3).Next("isDoorStation", [&] {
-        Agent().AddIntercomDevice(5, &station);
-        DeleteDevice(replaced);
-    });
+    AddDevice(3).Next("isDoorStation", [&] { ReplaceAndDelete(replaced, station); });
     EXPECT_EQ(All({3}), GetAll());
 }
 
@@ -302,8 +293,7 @@ TEST_F(SipUserGroup, LeavesOutDevicesThatGoWhileTheirKeysAreAskedFor) {
     AddKey(9, "cellar");
     AddGroup("Up", {3, 5, 9});
     first.Next("getKey", [&] {
-        Agent().OnDeviceRemoved(5);
-        DeleteDevice(gone);
+        RemoveAndDelete(gone);
         Ui("deleteGroup", {{"groupId", "1"}});
     });
     EXPECT_EQ("<SipGroup><GroupName>Up</GroupName><key>hall</key><key>cellar</key></SipGroup>", Get("Up"));
@@ -313,10 +303,7 @@ TEST_F(SipUserGroup, OfAllLeavesOutADeviceThatGoesAfterItWasFound) {
     Start();
     AddKey(3, "hall");
     FakeDevice& gone = AddKey(5, "attic");
-    gone.Next("isDoorStation", [&] {
-        Agent().OnDeviceRemoved(5);
-        DeleteDevice(gone);
-    });
+    gone.Next("isDoorStation", [&] { RemoveAndDelete(gone); });
     EXPECT_EQ("<SipGroup><GroupName>All</GroupName><key>hall</key></SipGroup>", Get("All"));
 }
 

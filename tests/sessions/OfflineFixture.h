@@ -23,11 +23,6 @@ protected:
     void End(const std::string& local, const std::string& remote) {
         Drivers().EndOfflineSession(local, remote);
     }
-    /// Takes the device out of the registry and deletes it.
-    void Leave(FakeDevice& device) {
-        Agent().OnDeviceRemoved(device.id);
-        DeleteDevice(device);
-    }
 
     static std::string Log(const std::string& text) {
         return "log 7 IntercomAgent::EndOfflineSession - " + text;

@@ -171,10 +171,7 @@ TEST_F(EraseUser, RemovesTheIdThatTheDeviceGivesItself) {
 TEST_F(EraseUser, OfADeviceThatRemovesAndDeletesItselfMeanwhileSucceeds) {
     Start();
     FakeDevice& device = AddKey(5, "hall");
-    device.Next("getDeviceId", [&] {
-        Agent().OnDeviceRemoved(5);
-        DeleteDevice(device);
-    });
+    device.Next("getDeviceId", [&] { RemoveAndDelete(device); });
     EXPECT_EQ("<success/>", Erase("hall"));
     EXPECT_THAT(Take(), ElementsAre("ui <DeviceRemoved><id>5</id></DeviceRemoved>"));
 }
@@ -183,10 +180,7 @@ TEST_F(EraseUser, PassesOverADeviceThatGoesWhenItIsAskedForItsKey) {
     Start();
     FakeDevice& device = AddKey(5, "hall");
     AddKey(9, "hall");
-    device.Next("getKey", [&] {
-        Agent().OnDeviceRemoved(5);
-        DeleteDevice(device);
-    });
+    device.Next("getKey", [&] { RemoveAndDelete(device); });
     EXPECT_EQ("<success/>", Erase("hall"));
     EXPECT_EQ(nullptr, Drivers().GetIntercomDevice(9));
 }
@@ -284,15 +278,9 @@ TEST_F(GetUser, AnswersThoughTheDeviceRemovesAndDeletesItselfMeanwhile) {
     Start();
     FakeDevice& first = AddKey(5, "hall");
     FakeDevice& second = AddKey(9, "attic");
-    const auto leave = [this](FakeDevice& device, unsigned long id) {
-        return [this, &device, id] {
-            Agent().OnDeviceRemoved(id);
-            DeleteDevice(device);
-        };
-    };
-    first.Next("toXml", leave(first, 5));
+    first.Next("toXml", [&] { RemoveAndDelete(first); });
     EXPECT_EQ("<device><id>5</id><prop>0</prop></device>", GetKey("hall"));
-    second.Next("getKey", leave(second, 9));
+    second.Next("getKey", [&] { RemoveAndDelete(second); });
     EXPECT_EQ("<key>attic</key>", GetIndex("0"));
     EXPECT_EQ(NotThatMany("0"), GetIndex("0"));
 }
