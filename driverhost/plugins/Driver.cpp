@@ -89,13 +89,11 @@ void Driver::Stop() {
     Discard();
 }
 
-// The instance manager outlives the driver, and what the driver posted goes before its library.
+// What the driver posted goes while the driver is there, and before its library.
 void Driver::Discard() {
+    if (manager_) manager_->Close();
     Call("its destruction", [this] { driver_.reset(); });
-    if (manager_) {
-        manager_->WithdrawAll();
-        manager_->Close();
-    }
+    if (manager_) manager_->WithdrawAll();
     manager_.reset();
     services_.keeper.Forget(stateKey_);
 }

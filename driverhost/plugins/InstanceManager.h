@@ -34,8 +34,8 @@ public:
     InstanceManager(InstanceOwner& owner, HostServices& services);
     ~InstanceManager() = default;
 
-    /// The driver is gone: throws away what it posted, refuses what it may still post. To be called
-    /// while the driver's library is loaded, for the work is code of the library.  [driver thread]
+    /// The driver ends: throws away what it posted, refuses what it may still post. To be called
+    /// before the driver is destroyed, for the work is code and data of it.  [driver thread]
     void Close();
 
     // IInstanceManager

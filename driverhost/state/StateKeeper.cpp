@@ -85,12 +85,15 @@ void StateKeeper::OnWritten(Record& record, std::uint64_t write, const std::stri
                             const StoreResult& result) {
     record.writing = false;
     Count(record, result);
-    if (result.error.empty()) {
+    // A document that Flush wrote may have overtaken this one's completion.
+    const bool overtaken = write < record.storedWrite;
+    const std::string error = overtaken ? std::string() : result.error;
+    if (!error.empty()) {
+        Fail(record, error);
+    } else if (!overtaken) {
         Succeed(record, write, document);
-    } else {
-        Fail(record, result.error);
     }
-    Tell(std::exchange(record.current, {}), result.error);
+    Tell(std::exchange(record.current, {}), error);
     if (!record.next.empty() && !record.writing) Begin(record);
 }
 
@@ -100,15 +103,14 @@ void StateKeeper::Count(Record& record, const StoreResult& result) {
 }
 
 void StateKeeper::Succeed(Record& record, std::uint64_t write, const std::string& document) {
+    record.stored = document;
+    record.storedWrite = write;
+    if (write < record.lastWrite) return;  // a later one has failed meanwhile, and that is the trouble
     if (!record.trouble.empty()) {
         HostLog::Write(dv::LOG_LEVEL_INFO, record.source->Name(), "the state is stored again");
     }
     record.trouble.clear();
     record.retryDelay = firstRetry_;
-    // A document written by Flush may have overtaken this one's completion.
-    if (write < record.storedWrite) return;
-    record.stored = document;
-    record.storedWrite = write;
 }
 
 void StateKeeper::Fail(Record& record, const std::string& error) {

@@ -1,0 +1,162 @@
+#include "driverhost/runtime/Watchdog.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <cstdlib>
+#include <cstring>
+
+#include "driverhost/http/Server.h"
+#include "tests/driverhost/support/HttpClient.h"
+#include "tests/driverhost/support/TemporaryFolder.h"
+
+namespace driverhost {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+std::string AnswerForTest(const std::string& why) {
+    return "HTTP/1.1 503 Service Unavailable\r\nContent-Length: " + std::to_string(why.size()) + "\r\n\r\n" +
+           why;
+}
+
+class WatchdogTest : public testing::Test {
+protected:
+    void Watch() { watchdog_.emplace(thread_, manager_, server_.ListeningSocket(), &AnswerForTest, kTimes); }
+
+    HttpAnswer AskAsClient() { return AskOnce(server_.Address().port, "GET", "/health"); }
+
+    static constexpr WatchdogTimes kTimes{100ms, 10ms};
+
+    DriverThread thread_;
+    ServiceManager manager_;
+    Limits limits_;
+    Server server_{thread_, {"127.0.0.1", 0}, limits_};
+    std::optional<Watchdog> watchdog_;
+};
+
+TEST_F(WatchdogTest, WhileACallHoldsTheThreadClientsHearWhichOne) {
+    testing::internal::CaptureStderr();
+    Watch();
+    {
+        const CallScope scope(thread_, "lamp", "hold");
+        for (int client = 0; client < 3; ++client) {
+            const HttpAnswer answer = AskAsClient();
+            EXPECT_EQ(answer.status, 503);
+            EXPECT_THAT(answer.body, StartsWith("driver lamp has held the driver thread in hold for "));
+        }
+    }
+    std::this_thread::sleep_for(300ms);
+    watchdog_.reset();
+    const std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_THAT(log, HasSubstr(" 3 host driver lamp has held the driver thread in hold for "));
+    EXPECT_EQ(log.find("has held"), log.rfind("has held")) << "one line a call";
+    EXPECT_THAT(log, HasSubstr("driver lamp has let go of the driver thread"));
+}
+
+TEST_F(WatchdogTest, AShortCallIsNoTrouble) {
+    testing::internal::CaptureStderr();
+    Watch();
+    {
+        const CallScope scope(thread_, "lamp", "quick");
+        std::this_thread::sleep_for(30ms);
+    }
+    std::this_thread::sleep_for(150ms);
+    watchdog_.reset();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST_F(WatchdogTest, TheInnerCallIsNamedAndThenTheOuterOne) {
+    const CallScope outer(thread_, "agent", "Initialize");
+    {
+        const CallScope inner(thread_, "lamp", "QueryInterface");
+        EXPECT_EQ(thread_.CurrentCall()->driver, "lamp");
+    }
+    EXPECT_EQ(thread_.CurrentCall()->call, "Initialize");
+}
+
+TEST_F(WatchdogTest, ALoopThatDoesNotTurnIsTheHostsOwnFault) {
+    testing::internal::CaptureStderr();
+    thread_.After(1ms, [this] { thread_.Stop(); });
+    thread_.Run();
+    Watch();
+    std::this_thread::sleep_for(300ms);
+    watchdog_.reset();
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr(" 3 host driver host has held the driver thread"));
+}
+
+TEST_F(WatchdogTest, AfterLettingGoOfTheSocketItAnswersNobody) {
+    Watch();
+    watchdog_->LetGoOfSocket();
+    const CallScope scope(thread_, "lamp", "hold");
+    std::this_thread::sleep_for(150ms);
+    HttpConnection connection(server_.Address().port, 300ms);
+    connection.Send(RequestText("GET", "/health"));
+    EXPECT_THROW(connection.ReadAnswer(), std::runtime_error);
+}
+
+class ServiceManagerTest : public testing::Test {
+protected:
+    ServiceManagerTest() {
+        const std::string path = folder_.Path() + "/notify";
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::memcpy(address.sun_path, path.c_str(), path.size());
+        if (bind(socket_.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+            std::abort();
+        setenv("NOTIFY_SOCKET", path.c_str(), 1);
+    }
+    ~ServiceManagerTest() override {
+        for (const char* name : {"NOTIFY_SOCKET", "WATCHDOG_USEC", "WATCHDOG_PID"})
+            unsetenv(name);
+    }
+
+    /// The next message; empty when none comes soon.
+    std::string Message() {
+        std::array<char, 100> bytes;
+        timeval patience{0, 300'000};
+        setsockopt(socket_.Get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+        const ssize_t got = recv(socket_.Get(), bytes.data(), bytes.size(), 0);
+        return got > 0 ? std::string(bytes.data(), static_cast<std::size_t>(got)) : std::string();
+    }
+
+    TemporaryFolder folder_;
+    FileDescriptor socket_{socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
+};
+
+TEST_F(ServiceManagerTest, IsToldWhatHappens) {
+    ServiceManager().Notify("READY=1");
+    EXPECT_EQ(Message(), "READY=1");
+}
+
+TEST_F(ServiceManagerTest, IsTheWatchdogsConcernOnlyInTheProcessItMeans) {
+    setenv("WATCHDOG_USEC", "200000", 1);
+    EXPECT_EQ(ServiceManager().WatchdogInterval(), 200ms);
+    setenv("WATCHDOG_PID", "1", 1);
+    EXPECT_EQ(ServiceManager().WatchdogInterval(), std::nullopt);
+}
+
+TEST_F(ServiceManagerTest, HearsNothingWhileACallHoldsTheThread) {
+    setenv("WATCHDOG_USEC", "40000", 1);
+    const ServiceManager manager;
+    DriverThread thread;
+    {
+        const Watchdog watchdog(thread, manager, -1, &AnswerForTest, {100ms, 5ms});
+        EXPECT_EQ(Message(), "WATCHDOG=1");
+        EXPECT_EQ(Message(), "WATCHDOG=1");
+        const CallScope scope(thread, "lamp", "hold");
+        std::this_thread::sleep_for(200ms);
+        std::array<char, 100> bytes;
+        while (recv(socket_.Get(), bytes.data(), bytes.size(), MSG_DONTWAIT) > 0) {
+        }
+        EXPECT_EQ(Message(), "");
+    }
+}
+
+}  // namespace
+}  // namespace driverhost

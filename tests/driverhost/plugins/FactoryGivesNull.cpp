@@ -1,0 +1,8 @@
+// A plug-in whose factory makes nothing.
+#include "host/glue/PluginEntry.h"
+
+static IDriver* Create(IInstanceManager&) {
+    return nullptr;
+}
+
+DVHOST_PLUGIN_ENTRY(&Create)

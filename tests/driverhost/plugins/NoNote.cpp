@@ -1,0 +1,16 @@
+// A library with the right entry that was not built as a plug-in.
+#include <cstdio>
+
+#include "host/interfaces/IDriver.h"
+
+namespace {
+
+// Tells when a line of the library runs.
+[[maybe_unused]] const int loaded = std::fputs("NoNote was loaded\n", stderr);
+
+}  // namespace
+
+extern "C" DVHOST_API CreateDriverFunc GetCreationFunc();
+extern "C" CreateDriverFunc GetCreationFunc() {
+    return nullptr;
+}

@@ -1,0 +1,205 @@
+// A driver that does on command what drivers may do to a host, well and badly.
+//
+// config: fails (Initialize throws, or answers -7: "throw", "answer"), publishes (an interface id),
+// answers (an interface id that QueryInterface answers), heavy (keeps listeners and interfaces
+// when it ends), noState (GetPersistState gives null).
+#include <boost/bind/bind.hpp>
+#include <chrono>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "host/glue/DvBaseDriver.h"
+#include "host/glue/Log.h"
+#include "host/glue/PluginEntry.h"
+#include "host/interfaces/IDriverManager.h"
+#include "host/interfaces/ISystemEventCallback.h"
+
+namespace {
+
+using Reply = dv::auto_com<DvXML::INode>;
+
+int callsSinceLoad = 0;  // starts anew when the library does
+
+class Probe final : public DvBaseDriver, public ISystemEventCallback {
+public:
+    explicit Probe(IInstanceManager& manager) : DvBaseDriver(manager, DRIVER_MULTIPLE) {}
+    ~Probe() override { LogXMessage(dv::LOG_LEVEL_INFO, "destroyed"); }
+
+    long QueryInterface(const std::string& id, void** out) override {
+        if (id != answered_ || id.empty()) return DvBaseDriver::QueryInterface(id, out);
+        *out = this;
+        return 0;
+    }
+
+    long Initialize(unsigned long id, DvXML::INode& config, DvXML::INode* savedState) override {
+        DvBaseDriver::Initialize(id, config, savedState);
+        const std::string_view fails = config.NodeGetNamedValue("fails");
+        published_ = config.NodeGetNamedValue("publishes");
+        answered_ = config.NodeGetNamedValue("answers");
+        keepsState_ = config.NodeGetNamedValue("noState").empty();
+        if (!published_.empty()) GetInstanceManager().InstanceRegisterInterface(published_, this);
+        RegisterListener(*this, kClass, 0);
+        if (savedState) value_ = savedState->NodeGetNamedValue("value");
+        if (fails == "throw") throw std::runtime_error("not today");
+        return fails == "answer" ? -7 : 0;
+    }
+
+    void OnDestroy() override {
+        LogXMessage(dv::LOG_LEVEL_INFO, "OnDestroy");
+        value_ = "never to be stored";
+        DmInvalidateState();
+        if (worker_.joinable()) worker_.join();
+    }
+
+    Reply GetPersistState(unsigned long) override {
+        if (stateThrows_) throw std::runtime_error("no state today");
+        if (!keepsState_) return nullptr;
+        Reply state = DvXML::CreateXmlNode("ProbeState", "");
+        state->NodeAddNamedValue("value", value_);
+        return state;
+    }
+
+    void RegisterCommands() override {
+        Bind("count", &Probe::Count, "calls since the library was loaded");
+        Bind("set", &Probe::Set, "changes the state (value)");
+        Bind("setQuietly", &Probe::SetQuietly, "changes the state without a mark (value)");
+        Bind("get", &Probe::Get, "the value and what was heard");
+        Bind("echo", &Probe::Echo, "the message itself");
+        Bind("nothing", &Probe::Nothing, "no reply");
+        Bind("throw", &Probe::Throw, "");
+        Bind("throwNumber", &Probe::ThrowNumber, "");
+        Bind("breakState", &Probe::BreakState, "GetPersistState throws from now on");
+        Bind("hold", &Probe::Hold, "holds the driver thread (milliseconds)");
+        Bind("event", &Probe::Event, "sends notifications (text, times)");
+        Bind("post", &Probe::Post, "posts from another thread (value)");
+        Bind("postLate", &Probe::PostLate, "posts work that is not run before the driver ends");
+        Bind("wrongThread", &Probe::WrongThread, "marks and sends from another thread");
+        Bind("find", &Probe::Find, "drivers that answer an interface (id)");
+        GetCmdDispatcher().RegisterCmd1("plain", boost::bind(&Probe::Plain, this, boost::placeholders::_1),
+                                        "");
+    }
+
+    void OnSystemEvent(DvXML::INode& event) override {
+        heard_ += event.NodeToText();
+        if (event.NodeGetNamedValue("name") == "Throw") throw std::runtime_error("will not hear");
+        if (event.NodeGetNamedValue("name") == "Mark") DmInvalidateState();
+    }
+
+private:
+    static constexpr unsigned int kClass = 11;
+
+    void Bind(const char* name, Reply (Probe::*handler)(const ICmdMessage&), const char* help) {
+        GetUICmdDispatcher().RegisterUICmd(name, boost::bind(handler, this, boost::placeholders::_1), help);
+    }
+
+    Reply Count(const ICmdMessage&) { return DvXML::CreateXmlNode("count", ++callsSinceLoad); }
+
+    Reply Set(const ICmdMessage& message) {
+        value_ = message.GetString("value");
+        DmInvalidateState();
+        return DvXML::CreateXmlNode("success", "");
+    }
+
+    Reply SetQuietly(const ICmdMessage& message) {
+        value_ = message.GetString("value");
+        return DvXML::CreateXmlNode("success", "");
+    }
+
+    Reply Get(const ICmdMessage&) {
+        Reply reply = DvXML::CreateXmlNode("probe", "");
+        reply->NodeAddNamedValue("value", value_);
+        reply->NodeAddNamedValue("heard", heard_);
+        return reply;
+    }
+
+    Reply Echo(const ICmdMessage& message) { return message.ToXml(); }
+    Reply Nothing(const ICmdMessage&) { return nullptr; }
+    Reply Throw(const ICmdMessage&) { throw std::runtime_error("on demand"); }
+    Reply ThrowNumber(const ICmdMessage&) { throw 42; }
+
+    Reply BreakState(const ICmdMessage&) {
+        stateThrows_ = true;
+        DmInvalidateState();
+        return DvXML::CreateXmlNode("success", "");
+    }
+
+    Reply Hold(const ICmdMessage& message) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(message.GetInt("milliseconds")));
+        return DvXML::CreateXmlNode("success", "");
+    }
+
+    Reply Event(const ICmdMessage& message) {
+        for (int time = 0; time < message.GetInt("times"); ++time)
+            ConSendDataToUI(*DvXML::CreateXmlNode("Probe", message.GetString("text")));
+        return nullptr;
+    }
+
+    Reply Post(const ICmdMessage& message) {
+        const std::string value = message.GetString("value");
+        OnWorker([this, value] {
+            GetInstanceManager().PostToDriverThread([this, value] {
+                value_ = value;
+                DmInvalidateState();
+                ConSendDataToUI(*DvXML::CreateXmlNode("Posted", value));
+                if (value == "throw") throw std::runtime_error("posted and thrown");
+            });
+        });
+        return nullptr;
+    }
+
+    // Its last reference must go while the library is loaded: its destruction is code of ours.
+    Reply PostLate(const ICmdMessage&) {
+        const auto token = std::shared_ptr<int>(new int(0), [this](const int* number) {
+            delete number;
+            LogXMessage(dv::LOG_LEVEL_INFO, "posted work dropped");
+        });
+        GetInstanceManager().PostToDriverThread(
+            [this, token] { LogXMessage(dv::LOG_LEVEL_INFO, "posted work ran"); });
+        return nullptr;
+    }
+
+    Reply WrongThread(const ICmdMessage&) {
+        value_ = "from another thread";
+        OnWorker([this] {
+            DmInvalidateState();
+            ConSendDataToUI(*DvXML::CreateXmlNode("Wrong", "thread"));
+            RegisterListener(*this, kClass, 1);
+        });
+        return nullptr;
+    }
+
+    Reply Find(const ICmdMessage& message) {
+        std::vector<ISupportIntercom*> found;
+        GetDriverManager().DriverManagerFindByInterface(0, message.GetString("id"), found);
+        const bool published = GetInstanceManager().InstanceFindInterface(message.GetString("id")) != nullptr;
+        Reply reply = DvXML::CreateXmlNode("found", static_cast<int>(found.size()));
+        reply->NodeAddNamedBool("published", published);
+        return reply;
+    }
+
+    void Plain(const ICmdMessage& message) { value_ = message.GetString("value"); }
+
+    void OnWorker(const std::function<void()>& work) {
+        if (worker_.joinable()) worker_.join();
+        worker_ = std::thread(work);
+    }
+
+    std::string value_ = "new";
+    std::string heard_;
+    std::string published_;
+    std::string answered_;
+    bool keepsState_ = true;
+    bool stateThrows_ = false;
+    std::thread worker_;
+};
+
+IDriver* Create(IInstanceManager& manager) {
+    return new Probe(manager);
+}
+
+}  // namespace
+
+DVHOST_PLUGIN_ENTRY(&Create)

@@ -1,0 +1,70 @@
+#include "tests/driverhost/support/HostFixture.h"
+
+#include <cstdio>
+#include <utility>
+
+namespace driverhost {
+
+HostFixture::HostFixture() = default;
+
+HostFixture::~HostFixture() {
+    if (table_) table_->StopAll();
+}
+
+void HostFixture::Add(const std::string& name, const std::string& library, const std::string& config) {
+    home_.drivers.push_back(
+        {home_.drivers.size() + 1, name, library, std::string(TEST_PLUGINS) + "/" + library + ".so", config});
+    store_.AddDriver(name, library);
+}
+
+void HostFixture::Load() {
+    table_.emplace(home_, services_);
+    routes_.emplace(Served{*table_, keeper_, events_, metrics_, trust_, limits_, [this] {
+                               return Gauges{events_.Readers(), 0};
+                           }});
+    table_->LoadLibraries();
+    table_->LoadStates();
+}
+
+void HostFixture::Start() {
+    Load();
+    table_->StartAll();
+    Turn();
+}
+
+Response HostFixture::Ask(const std::string& method, const std::string& target, const std::string& form) {
+    Request request;
+    request.method = method;
+    request.target = target;
+    request.hosts = 1;
+    request.host = "localhost";
+    if (!form.empty()) request.contentType = "application/x-www-form-urlencoded";
+    request.body = form;
+    std::optional<Response> answer;
+    routes_->Answer(request, [&](Response response) { answer = std::move(response); });
+    TurnUntil([&] { return answer.has_value(); });
+    return answer.value_or(Response{});
+}
+
+std::string HostFixture::Command(const std::string& driver, const std::string& command,
+                                 const std::string& form) {
+    return Ask("POST", "/drivers/" + driver + "/commands/" + command, form).body;
+}
+
+void HostFixture::Turn(std::chrono::milliseconds time) {
+    thread_.After(time, [this] { thread_.Stop(); });
+    thread_.Run();
+}
+
+std::string HostFixture::StoredState(const std::string& driver) const {
+    std::string newest;
+    for (int number = 1; number < 100; ++number) {
+        std::array<char, 16> digits{};
+        std::snprintf(digits.data(), digits.size(), "%010d", number);
+        const std::string path = "/state/" + driver + "/" + digits.data() + ".xml";
+        if (disk_.Has(path)) newest = disk_.ContentOf(path);
+    }
+    return newest.substr(0, newest.find("\n<!--"));
+}
+
+}  // namespace driverhost

@@ -1,0 +1,80 @@
+// A host without network: drivers from the test plug-ins, a disk in memory, the routes.
+#ifndef TESTS_DRIVERHOST_SUPPORT_HOSTFIXTURE_H
+#define TESTS_DRIVERHOST_SUPPORT_HOSTFIXTURE_H
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "driverhost/http/EventStream.h"
+#include "driverhost/http/Routes.h"
+#include "driverhost/plugins/DriverTable.h"
+#include "driverhost/plugins/InterfaceTable.h"
+#include "driverhost/runtime/DriverThread.h"
+#include "driverhost/runtime/Metrics.h"
+#include "driverhost/runtime/SystemEvents.h"
+#include "driverhost/state/StateKeeper.h"
+#include "driverhost/state/StateStore.h"
+#include "tests/driverhost/support/MemoryFileSystem.h"
+
+namespace driverhost {
+
+class HostFixture : public testing::Test {
+protected:
+    HostFixture();
+    ~HostFixture() override;
+
+    /// A driver of the home; before Start.
+    void Add(const std::string& name, const std::string& library, const std::string& config = "<config/>");
+    /// Loads and starts what was added.
+    void Start();
+    /// Loads everything and starts nothing.
+    void Load();
+
+    Driver& Get(const std::string& name) { return *table_->Find(name); }
+
+    /// A request as a client of this machine sends it; turns the loop until it is answered.
+    Response Ask(const std::string& method, const std::string& target, const std::string& form = "");
+    /// The body of the reply to a command.
+    std::string Command(const std::string& driver, const std::string& command, const std::string& form = "");
+
+    /// Turns the loop until nothing is left to do, or so long at most.
+    void Turn(std::chrono::milliseconds time = std::chrono::milliseconds(50));
+    /// Turns the loop until `condition` holds; fails the test after some seconds.
+    template <class Condition>
+    void TurnUntil(Condition condition) {
+        for (int tries = 0; tries < 400 && !condition(); ++tries)
+            Turn(std::chrono::milliseconds(10));
+        EXPECT_TRUE(condition());
+    }
+
+    /// The newest stored document of a driver; empty when there is none.
+    std::string StoredState(const std::string& driver) const;
+
+    DriverThread thread_;
+    MemoryFileSystem disk_;
+    Metrics metrics_;
+    Limits limits_;
+    StateStore store_{disk_, "/state", [this](StateStore::Work work) { thread_.Post(std::move(work)); }};
+    StateKeeper keeper_{thread_, store_, metrics_, std::chrono::milliseconds(20)};
+    SystemEvents systemEvents_;
+    InterfaceTable interfaces_;
+    EventStream events_{1, limits_, [this](std::function<void()> work) { thread_.Post(std::move(work)); }};
+    std::vector<std::string> uiEvents_;
+    HostServices services_{
+        thread_, systemEvents_, interfaces_, metrics_, keeper_, [this](std::string element) {
+            events_.Publish(element);
+            uiEvents_.push_back(std::move(element));
+        }};
+    Home home_;
+    std::optional<DriverTable> table_;
+    Trust trust_{{"127.0.0.1", 8350}, "", "box"};
+    std::optional<Routes> routes_;
+};
+
+}  // namespace driverhost
+
+#endif

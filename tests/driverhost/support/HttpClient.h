@@ -1,0 +1,56 @@
+// A small HTTP client over a plain socket, which can also send what no client should.
+#ifndef TESTS_DRIVERHOST_SUPPORT_HTTPCLIENT_H
+#define TESTS_DRIVERHOST_SUPPORT_HTTPCLIENT_H
+
+#include <chrono>
+#include <map>
+#include <string>
+#include <string_view>
+
+#include "driverhost/runtime/FileDescriptor.h"
+
+namespace driverhost {
+
+struct HttpAnswer {
+    int status = 0;                              // 0: none came
+    std::map<std::string, std::string> headers;  // names in small letters
+    std::string body;
+};
+
+/// Throws std::runtime_error when the other side does not do its part in time.
+class HttpConnection {
+public:
+    explicit HttpConnection(unsigned short port,
+                            std::chrono::milliseconds patience = std::chrono::seconds(30));
+
+    void Send(std::string_view bytes);
+    HttpAnswer ReadAnswer();
+    /// Everything up to and with `mark`.
+    std::string ReadUntil(std::string_view mark);
+    /// Waits for the other side to close, and tells what came until then.
+    std::string ReadToEnd();
+    /// The reading side gets this little room.
+    void ShrinkReceiveBuffer();
+
+    HttpAnswer Ask(std::string_view method, std::string_view target, std::string_view form = "",
+                   std::string_view headers = "");
+
+private:
+    bool Fill();
+
+    FileDescriptor socket_;
+    const std::chrono::milliseconds patience_;
+    std::string received_;
+};
+
+/// The text of a request. A form makes it one with a body.
+std::string RequestText(std::string_view method, std::string_view target, std::string_view form = "",
+                        std::string_view headers = "");
+
+/// One request on a connection of its own.
+HttpAnswer AskOnce(unsigned short port, std::string_view method, std::string_view target,
+                   std::string_view form = "", std::string_view headers = "");
+
+}  // namespace driverhost
+
+#endif
