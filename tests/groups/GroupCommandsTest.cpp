@@ -1,4 +1,5 @@
 // Making, copying, changing and deleting groups. Who is in them: GroupMembersTest.cpp.
+#include "host/glue/LiveObjects.h"
 #include "tests/support/AgentFixture.h"
 
 namespace {
@@ -63,6 +64,14 @@ TEST_F(AddGroup, HasTheGroupInPlaceBeforeTheStateIsMarked) {
     Ui("addGroup", {{"name", "Hall"}});
     EXPECT_EQ("<group><groupId>1</groupId><name>Hall</name></group>", groupAtMark);
     EXPECT_EQ("2", nextAtMark);
+}
+
+TEST_F(AddGroup, AnswersWithTheGroupThoughItIsDeletedWhileTheStateIsMarked) {
+    Start();
+    recorder.Next("mark", [&] { Ui("deleteGroup", {{"groupId", "1"}}); });
+    EXPECT_EQ("<group><groupId>1</groupId><name>Hall</name></group>", Ui("addGroup", {{"name", "Hall"}}));
+    EXPECT_THAT(Take("ui "), ElementsAre("ui <GroupRemoved><id>1</id></GroupRemoved>",
+                                         "ui <GroupAdded><id>1</id></GroupAdded>"));
 }
 
 TEST_F(AddGroup, RefusesTheNameOfTheGroupOfAllDevices) {
@@ -211,6 +220,15 @@ TEST_F(DeleteGroup, HasTheGroupGoneBeforeTheStateIsMarked) {
     EXPECT_EQ("<fail/>", groupAtMark);
 }
 
+TEST_F(DeleteGroup, FreesTheGroup) {
+    Start();
+    const long alive = dv::LiveObjects::Count();
+    GroupOf("Hall", {9});
+    EXPECT_EQ(alive + 1, dv::LiveObjects::Count());
+    Ui("deleteGroup", {{"groupId", "1"}});
+    EXPECT_EQ(alive, dv::LiveObjects::Count());
+}
+
 TEST_F(DeleteGroup, OfAnUnknownIdFailsAndSendsNothing) {
     Start();
     GroupOf("Hall", {9});
@@ -297,6 +315,14 @@ TEST_F(SetGroupState, MayGiveReservedAndTakenNames) {
     EXPECT_EQ("<success/>", Ui("setGroupState", {{"groupId", "2"}, {"name", "All"}}));
     EXPECT_EQ("<group><groupId>1</groupId><name>All</name></group>", Get(1));
     EXPECT_EQ("<group><groupId>2</groupId><name>All</name></group>", Get(2));
+}
+
+TEST_F(SetGroupState, SucceedsThoughTheGroupIsDeletedWhileItIsAnnounced) {
+    Start();
+    GroupOf("Hall", {9});
+    recorder.Next("ui <GroupChanged>", [&] { Ui("deleteGroup", {{"groupId", "1"}}); });
+    EXPECT_EQ("<success/>", Ui("setGroupState", {{"groupId", "1"}, {"name", "n"}}));
+    EXPECT_EQ("<fail/>", Get(1));
 }
 
 TEST_F(SetGroupState, OfAnUnknownGroupFailsAndChangesNothing) {

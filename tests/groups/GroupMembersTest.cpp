@@ -91,6 +91,19 @@ TEST_F(GroupList, AStoredGroupOfIdZeroDoesNotHideTheGroupOfAllDevices) {
         Ui("getGroupList"));
 }
 
+TEST_F(GroupList, ShowsGroupsThatADeviceChangedWhenAsked) {
+    Start();
+    Ui("addGroup", {{"name", "Hall"}});
+    AddDevice(5).Next("isDoorStation", [&] {
+        Ui("deleteGroup", {{"groupId", "1"}});
+        Ui("addGroup", {{"name", "Attic"}});
+    });
+    EXPECT_EQ(
+        "<groups><group><groupId>0</groupId><name>All</name><devices><device>5</device></devices></group>"
+        "<group><groupId>2</groupId><name>Attic</name></group></groups>",
+        Ui("getGroupList"));
+}
+
 TEST_F(GroupList, AnUnknownGroupFails) {
     Start();
     Ui("addGroup", {{"name", "Hall"}});
@@ -181,11 +194,20 @@ TEST_F(GroupOfAllDevices, AsksTheDeviceThatTookAnothersPlace) {
     EXPECT_EQ(All({3}), GetAll());
 }
 
+TEST_F(GroupOfAllDevices, LeavesOutADeviceThatAnotherOneRemovesWhenAskedForItsId) {
+    Start();
+    FakeDevice& gone = AddDevice(5);
+    AddDevice(3).Next("getDeviceId", [&] { RemoveAndDelete(gone); });
+    EXPECT_EQ(All({3}), GetAll());
+}
+
 TEST_F(GroupOfAllDevices, PassesOnWhatADeviceThrows) {
     Start();
-    AddDevice(3).Next("isDoorStation", [] { throw std::runtime_error("no line"); });
-    EXPECT_THROW(GetAll(), std::runtime_error);
-    EXPECT_EQ(All({3}), GetAll());
+    for (const std::string question : {"isDoorStation", "getDeviceId"}) {
+        AddDevice(3).Next(question, [] { throw std::runtime_error("no line"); });
+        EXPECT_THROW(GetAll(), std::runtime_error) << question;
+        EXPECT_EQ(All({3}), GetAll()) << question;
+    }
 }
 
 TEST_F(StoredMembers, ReplaceTheCallersList) {
