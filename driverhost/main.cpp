@@ -17,9 +17,11 @@ namespace {
 
 using namespace driverhost;
 
-// A handler, not SIG_IGN: programs that drivers start get the default back.
-void SurviveClosedPipes() {
-    std::signal(SIGPIPE, [](int) {});
+// A closed standard error and a file too large are errors of that write, not the end. Handlers,
+// not SIG_IGN: programs that drivers start get the default back.
+void SurviveWriteSignals() {
+    for (const int number : {SIGPIPE, SIGXFSZ})
+        std::signal(number, [](int) {});
 }
 
 // As many connections as the host allows itself need more descriptors than most shells grant.
@@ -51,7 +53,7 @@ int Run(int argc, char** argv) {
     if (!options.printOnly.empty())
         return std::fputs(options.printOnly.c_str(), stdout) < 0 ? EXIT_NO_START : EXIT_ORDERLY;
     HostLog::Start(options.logLevel, DetectLogForm());
-    SurviveClosedPipes();
+    SurviveWriteSignals();
     RaiseDescriptorLimit();
     return RunHost(options);
 }

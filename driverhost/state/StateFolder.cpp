@@ -16,7 +16,7 @@ namespace {
 constexpr std::size_t kNumberDigits = 10;
 constexpr std::string_view kEnding = ".xml";
 constexpr std::string_view kDamagedEnding = ".damaged";
-constexpr std::string_view kTemporaryName = "next.tmp";
+constexpr char kTemporaryName[] = "next.tmp";
 constexpr std::string_view kSealStart = "\n<!-- driverhost ";
 
 std::string GenerationName(std::uint64_t number) {
@@ -100,19 +100,23 @@ std::optional<std::string> StateFolder::Load(const Check& check) {
 
 void StateFolder::Store(std::string_view document) {
     if (!scanned_) Scan();
-    const std::uint64_t number = highest_ + 1;
-    const std::string name = GenerationName(number);
+    scanned_ = false;  // unless all goes well: what is in the folder is looked at anew after a failure
+    const std::uint64_t number = ++highest_;
+    WriteTemporary(document);
+    files_.Rename(PathOf(kTemporaryName), PathOf(GenerationName(number)));
+    files_.SyncFolder(folder_);
+    generations_.push_back(number);
+    scanned_ = true;
+    DropOldest();
+}
+
+void StateFolder::WriteTemporary(std::string_view document) {
     try {
-        files_.WriteSynced(PathOf(std::string(kTemporaryName)), SealDocument(document, library_));
+        files_.WriteSynced(PathOf(kTemporaryName), SealDocument(document, library_));
     } catch (const FileError&) {
-        RemoveQuietly(std::string(kTemporaryName));  // a full disk needs the room
+        RemoveQuietly(kTemporaryName);  // a full disk needs the room
         throw;
     }
-    files_.Rename(PathOf(std::string(kTemporaryName)), PathOf(name));
-    highest_ = number;
-    generations_.push_back(number);
-    files_.SyncFolder(folder_);
-    DropOldest();
 }
 
 void StateFolder::Scan() {

@@ -55,6 +55,7 @@ private:
     OpenedDocument ReadGeneration(std::uint64_t number);
     void PutAside(std::uint64_t number, const std::string& fault);
     void CreateFolder();
+    void WriteTemporary(std::string_view document);
     void RemoveQuietly(const std::string& name);
     void DropOldest();
     std::string PathOf(const std::string& name) const { return folder_ + "/" + name; }

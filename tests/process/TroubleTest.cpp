@@ -1,0 +1,136 @@
+// Trouble while the host runs: drivers that throw, post and hold, disks that fail, states that
+// are damaged.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <thread>
+
+#include "tests/process/support/ProcessFixture.h"
+
+namespace driverhost {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::HasSubstr;
+
+class TroubleTest : public ProcessFixture {
+protected:
+    TroubleTest() {
+        plugins_ = TEST_PLUGINS;
+        WriteHome(Driver(1, "lamp", "probe"));
+    }
+
+    std::string StoredFile(int number) const {
+        return StateFolder() + "/lamp/000000000" + std::to_string(number) + ".xml";
+    }
+};
+
+TEST_F(TroubleTest, ADriverThatThrowsIsNamedAndTheHostGoesOn) {
+    Start();
+    EXPECT_EQ(Ask("POST", "/drivers/lamp/commands/throw").status, 500);
+    EXPECT_EQ(Ask("POST", "/drivers/lamp/commands/throwNumber").status, 500);
+    EXPECT_EQ(Command("lamp", "count"), "<count>1</count>");
+    EXPECT_THAT(Log(), HasSubstr(" 3 lamp driver lamp threw in throw: on demand\n"));
+    EXPECT_EQ(Stop(), 0);
+}
+
+TEST_F(TroubleTest, ARestartUnloadsTheLibraryAndKeepsTheState) {
+    Start();
+    Command("lamp", "set", "value=dim");
+    EXPECT_EQ(Command("lamp", "count"), "<count>1</count>");
+    EXPECT_EQ(Command("lamp", "count"), "<count>2</count>");
+    EXPECT_EQ(Ask("POST", "/drivers/lamp/restart").status, 204);
+    EXPECT_EQ(Command("lamp", "count"), "<count>1</count>");
+    EXPECT_THAT(Command("lamp", "get"), HasSubstr("<value>dim</value>"));
+}
+
+TEST_F(TroubleTest, WorkFromADriversOwnThreadsArrives) {
+    Start();
+    HttpConnection reader(port_);
+    reader.Send(RequestText("GET", "/events"));
+    reader.ReadUntil("\r\n\r\n");
+    for (const char* value : {"a", "b", "c"}) {
+        Command("lamp", "post", std::string("value=") + value);
+        EXPECT_THAT(reader.ReadUntil("\n\n"), HasSubstr("<Posted>" + std::string(value) + "</Posted>"));
+    }
+    Command("lamp", "wrongThread");
+    EXPECT_THAT(reader.ReadUntil("\n\n"), HasSubstr("<Wrong>thread</Wrong>"));
+    host_->WaitForLog("RegisterListener was called outside the driver thread");
+    Command("lamp", "postLate");
+    EXPECT_EQ(Stop(), 0);
+}
+
+TEST_F(TroubleTest, AFailingDiskIsAnsweredShownAndRecoveredFrom) {
+    Start();
+    EXPECT_EQ(Ask("POST", "/drivers/lamp/commands/set", "value=1").status, 200);
+    std::filesystem::rename(StateFolder() + "/lamp", StateFolder() + "/aside");
+    folder_.Write("state/lamp", "in the way");
+    const HttpAnswer refused = Ask("POST", "/drivers/lamp/commands/set", "value=2");
+    EXPECT_EQ(refused.status, 503);
+    EXPECT_THAT(refused.body, HasSubstr("done, but not stored: cannot write "));
+    EXPECT_EQ(Ask("GET", "/health").status, 503);
+    std::filesystem::remove(StateFolder() + "/lamp");
+    std::filesystem::rename(StateFolder() + "/aside", StateFolder() + "/lamp");
+    host_->WaitForLog(" 6 lamp the state is stored again");
+    EXPECT_EQ(Ask("GET", "/health").status, 200);
+    Kill();
+    Start();
+    EXPECT_THAT(Command("lamp", "get"), HasSubstr("<value>2</value>"));
+}
+
+TEST_F(TroubleTest, AStateThatIsLostAtTheEndShowsInTheExitStatus) {
+    Start();
+    Command("lamp", "setQuietly", "value=1");
+    std::filesystem::remove_all(StateFolder() + "/lamp");
+    folder_.Write("state/lamp", "in the way");
+    EXPECT_EQ(Stop(), 1);
+    EXPECT_THAT(Log(), HasSubstr("the last state of driver lamp is lost: "));
+}
+
+TEST_F(TroubleTest, ADamagedStateIsPutAsideAndTheOneBeforeItUsed) {
+    Start();
+    Command("lamp", "set", "value=1");
+    Command("lamp", "set", "value=2");
+    Kill();
+    std::filesystem::resize_file(StoredFile(2), 20);
+    Start();
+    EXPECT_THAT(Command("lamp", "get"), HasSubstr("<value>1</value>"));
+    EXPECT_THAT(Log(), HasSubstr(" 3 lamp the stored document " + StoredFile(2) + " is damaged"));
+    EXPECT_TRUE(std::filesystem::exists(StoredFile(2) + ".damaged"));
+}
+
+TEST_F(TroubleTest, AHeldThreadIsAnsweredForByTheWatchdog) {
+    Start();
+    std::thread held([this] { EXPECT_EQ(Command("lamp", "hold", "milliseconds=13000"), "<success/>"); });
+    host_->WaitForLog(" 3 host driver lamp has held the driver thread in hold for 10 s");
+    const HttpAnswer answer = Ask("GET", "/drivers");
+    EXPECT_EQ(answer.status, 503);
+    EXPECT_THAT(answer.body, HasSubstr("driver lamp has held the driver thread in hold for 1"));
+    held.join();
+    EXPECT_EQ(Ask("GET", "/drivers").status, 200);
+    EXPECT_EQ(Stop(), 0);
+}
+
+TEST_F(TroubleTest, ASignalWhileManyTalkEndsInOrder) {
+    Start();
+    std::vector<std::thread> clients;
+    for (int client = 0; client < 4; ++client) {
+        clients.emplace_back([this] {
+            try {
+                HttpConnection connection(port_);
+                for (int number = 0;; ++number)
+                    connection.Ask("POST", "/drivers/lamp/commands/set", "value=" + std::to_string(number));
+            } catch (const std::runtime_error&) {
+                // the host has ended
+            }
+        });
+    }
+    std::this_thread::sleep_for(300ms);
+    EXPECT_EQ(Stop(), 0);
+    for (std::thread& client : clients)
+        client.join();
+}
+
+}  // namespace
+}  // namespace driverhost

@@ -1,0 +1,94 @@
+#include "tests/process/support/ProcessFixture.h"
+
+#include <signal.h>
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+
+namespace driverhost {
+
+ProcessFixture::ProcessFixture() : plugins_(PLUGINS) {
+    const std::string bin = folder_.Path() + "/bin";
+    mkdir(bin.c_str(), 0700);
+    folder_.Write("bin/sysman",
+                  "#!/bin/sh\necho \"$*\" >> \"$SYSMAN_REQUESTS\"\nls -l /proc/$$/fd > "
+                  "\"$SYSMAN_REQUESTS.files\"\necho \"$1\"\n");
+    chmod((bin + "/sysman").c_str(), 0700);
+    environment_["PATH"] = bin + ":" + std::getenv("PATH");
+    environment_["SYSMAN_REQUESTS"] = folder_.Path() + "/requests";
+}
+
+void ProcessFixture::WriteHome(const std::string& drivers) {
+    folder_.Write("home.xml",
+                  "<home>\n<controller><address>10.0.0.2</address></controller>\n" + drivers + "</home>\n");
+}
+
+std::string ProcessFixture::Driver(int id, const std::string& name, const std::string& library,
+                                   const std::string& config) {
+    return "<driver><id>" + std::to_string(id) + "</id><name>" + name + "</name><library>" + library +
+           "</library><config>" + config + "</config></driver>\n";
+}
+
+std::vector<std::string> ProcessFixture::Arguments(const std::vector<std::string>& more) const {
+    std::vector<std::string> all = {
+        "--home", folder_.Path() + "/home.xml", "--state-dir", StateFolder(), "--plugin-dir", plugins_};
+    all.insert(all.end(), more.begin(), more.end());
+    return all;
+}
+
+std::unique_ptr<HostProgram> ProcessFixture::Launch(const std::vector<std::string>& arguments) {
+    host_.reset();
+    return std::make_unique<HostProgram>(arguments, environment_,
+                                         folder_.Path() + "/log" + std::to_string(++starts_));
+}
+
+void ProcessFixture::Start(const std::vector<std::string>& more) {
+    std::vector<std::string> arguments = Arguments(more);
+    if (std::find(more.begin(), more.end(), "--listen") == more.end()) {
+        arguments.insert(arguments.end(), {"--listen", "127.0.0.1:0"});
+    }
+    host_ = Launch(arguments);
+    port_ = host_->WaitUntilServing();
+}
+
+int ProcessFixture::Run(const std::vector<std::string>& arguments) {
+    host_ = Launch(arguments);
+    return host_->WaitForEnd();
+}
+
+void ProcessFixture::Kill() {
+    host_->Signal(SIGKILL);
+    host_->WaitForEnd();
+}
+
+int ProcessFixture::Stop() {
+    host_->Signal(SIGTERM);
+    return host_->WaitForEnd();
+}
+
+HttpAnswer ProcessFixture::Ask(const std::string& method, const std::string& target, const std::string& form,
+                               const std::string& headers) const {
+    return AskOnce(port_, method, target, form, headers);
+}
+
+std::string ProcessFixture::Command(const std::string& driver, const std::string& command,
+                                    const std::string& form) const {
+    return Ask("POST", "/drivers/" + driver + "/commands/" + command, form).body;
+}
+
+std::string ProcessFixture::Log() const {
+    return host_->Log();
+}
+
+std::string ProcessFixture::SysmanRequests() const {
+    return ReadFile("requests");
+}
+
+std::string ProcessFixture::ReadFile(const std::string& name) const {
+    std::ifstream file(folder_.Path() + "/" + name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+}  // namespace driverhost
