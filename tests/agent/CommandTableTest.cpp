@@ -140,4 +140,15 @@ TEST_F(Commands, EveryCommandHasOneLineOfHelp) {
     }
 }
 
+TEST_F(Commands, HelpEndsWithTheNamesOfTheParameters) {
+    Start();
+    const auto& commands = Agent().GetUICmdDispatcher().Commands();
+    EXPECT_EQ("addGroup", commands.at(0).name);
+    EXPECT_THAT(commands.at(0).help, testing::EndsWith(" (name)"));
+    EXPECT_EQ("copyGroup", commands.at(1).name);
+    EXPECT_THAT(commands.at(1).help, testing::EndsWith(" (groupId name)"));
+    EXPECT_EQ("getGroupList", commands.at(3).name);
+    EXPECT_THAT(commands.at(3).help, Not(HasSubstr("(")));
+}
+
 }  // namespace
