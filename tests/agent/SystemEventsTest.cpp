@@ -64,6 +64,20 @@ TEST_F(SystemEvents, ItemZeroIsIgnoredEvenWhenADeviceHasThatId) {
     EXPECT_NE(nullptr, Drivers().GetIntercomDevice(0));
 }
 
+TEST_F(SystemEvents, WithoutAnItemTouchNoDevice) {
+    Start();
+    AddDevice(1);
+    SystemEvent("OnItemRemoved");
+    EXPECT_THAT(Take(), IsEmpty());
+}
+
+TEST_F(SystemEvents, WithoutARoomRefreshTheRenamedItemAlone) {
+    StartInSipMode();
+    AddDevice(1);
+    SystemEvent("OnItemNameChanged", {{"iditem", "1"}});
+    EXPECT_THAT(Take("ui "), ElementsAre(Refreshed("1")));
+}
+
 TEST_F(SystemEvents, AnUnknownRemovedItemIsIgnored) {
     StartInSipMode();
     SystemEvent("OnItemRemoved", {{"iditem", "6"}});

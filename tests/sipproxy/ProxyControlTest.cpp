@@ -55,6 +55,7 @@ TEST_F(ProxyRequest, FailsWithoutAnyReply) {
     Start();
     EXPECT_EQ(kNotEnabled, Outcome("enable", ""));
     EXPECT_EQ("log 3 Failed to kill sipproxy", Outcome("kill", ""));
+    EXPECT_EQ("log 3 Failed to x sipproxy", Outcome("x", ""));
 }
 
 TEST_F(ProxyRequest, IsJudgedByTheFirstLineOnly) {
