@@ -204,7 +204,7 @@ TEST_F(ProxyAddress, DevicesMayRemoveAndDeleteThemselvesWhenTold) {
     Start();
     for (const unsigned long id : {3UL, 5UL, 9UL}) {
         FakeDevice& device = AddDevice(id);
-        device.Next("updateSipInfoFromDriver", [this, id, &device] { RemoveAndDelete(device); });
+        device.Next("updateSipInfoFromDriver", [this, &device] { RemoveAndDelete(device); });
     }
     EXPECT_EQ("<success/>", Ui("setSipProxyIP", {{"address", "10.0.0.2"}}));
     EXPECT_THAT(Take("device "), testing::SizeIs(3));

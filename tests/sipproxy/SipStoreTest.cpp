@@ -8,8 +8,6 @@ using test::Parameters;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr char kNone[] = "(none)";
-
 /// A kind of record, by the word in its commands.
 struct Kind {
     std::string word;
