@@ -39,18 +39,24 @@ void DriverTable::StartAll() {
     }
 }
 
-// A device driver that went first would take its devices out of the agent's groups.
 bool DriverTable::StopAll() {
-    std::vector<Driver*> order;
-    for (const auto& driver : drivers_)
-        if (driver->IsRunning()) order.insert(order.begin(), driver.get());
-    std::stable_partition(order.begin(), order.end(), [](Driver* driver) {
-        return driver->QueryInterface(IntercomAgentInterfaceId) != nullptr;
-    });
     bool allStored = true;
-    for (Driver* driver : order)
+    for (Driver* driver : OrderOfEnding())
         allStored = StopStored(*driver) && allStored;
     return allStored;
+}
+
+// A device driver that went first would take its devices out of the agent's groups.
+std::vector<Driver*> DriverTable::OrderOfEnding() {
+    std::vector<Driver*> agents;
+    std::vector<Driver*> others;
+    for (auto driver = drivers_.rbegin(); driver != drivers_.rend(); ++driver) {
+        if (!(*driver)->IsRunning()) continue;
+        const bool isAgent = (*driver)->QueryInterface(IntercomAgentInterfaceId) != nullptr;
+        (isAgent ? agents : others).push_back(driver->get());
+    }
+    agents.insert(agents.end(), others.begin(), others.end());
+    return agents;
 }
 
 bool DriverTable::StopStored(Driver& driver) {

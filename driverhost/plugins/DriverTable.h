@@ -69,6 +69,7 @@ public:
 private:
     RestartResult StartAnew(Driver& driver);
     Driver* FindInstance(const void* instance);
+    std::vector<Driver*> OrderOfEnding();
     bool StopStored(Driver& driver);
     std::string FlushPatiently(Driver& driver);
 

@@ -3,7 +3,11 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <exception>
 #include <utility>
+
+#include "driverhost/runtime/HostLog.h"
+#include "host/glue/Log.h"
 
 namespace driverhost {
 namespace {
@@ -32,7 +36,20 @@ void DriverThread::Run() {
     loop_->restart();
     if (!LastTurn()) Beat();  // once: the beat keeps itself going
     const auto stayInLoop = boost::asio::make_work_guard(*loop_);
-    loop_->run();
+    while (!TurnLoop()) {
+    }
+}
+
+// One request that failed, for want of memory for instance, must not end the others.
+bool DriverThread::TurnLoop() {
+    try {
+        loop_->run();
+        return true;
+    } catch (const std::exception& error) {
+        HostLog::Write(dv::LOG_LEVEL_ERROR, kHostName,
+                       std::string("a piece of work failed: ") + error.what());
+        return false;
+    }
 }
 
 void DriverThread::Stop() {

@@ -70,6 +70,7 @@ private:
     };
 
     Current Enter(const Current& call);
+    bool TurnLoop();
     void Beat();
 
     const std::thread::id id_ = std::this_thread::get_id();

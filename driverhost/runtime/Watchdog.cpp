@@ -122,19 +122,22 @@ void Watchdog::OnTurning() {
 }
 
 void Watchdog::AnswerOne(const std::string& why) {
-    FileDescriptor client;
-    {
-        const std::lock_guard lock(socketMutex_);
-        if (listeningSocket_ < 0 || !IsReadable(listeningSocket_, kWaitForClient)) {
-            if (listeningSocket_ < 0) std::this_thread::sleep_for(kWaitForClient);
-            return;
-        }
-        client = FileDescriptor(accept4(listeningSocket_, nullptr, nullptr, SOCK_CLOEXEC));
-    }
+    const FileDescriptor client = AcceptOne();
     if (!client || !ReadSome(client.Get())) return;
     Send(client.Get(), answer_(why));
     while (ReadSome(client.Get())) {
     }
+}
+
+FileDescriptor Watchdog::AcceptOne() {
+    const std::lock_guard lock(socketMutex_);
+    if (listeningSocket_ < 0) {
+        std::this_thread::sleep_for(kWaitForClient);
+        return {};
+    }
+    if (!IsReadable(listeningSocket_, kWaitForClient)) return {};
+    if (!HeldCall()) return {};  // over meanwhile: the driver thread accepts again
+    return FileDescriptor(accept4(listeningSocket_, nullptr, nullptr, SOCK_CLOEXEC));
 }
 
 }  // namespace driverhost

@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "driverhost/runtime/DriverThread.h"
+#include "driverhost/runtime/FileDescriptor.h"
 #include "driverhost/runtime/ServiceManager.h"
 
 namespace driverhost {
@@ -42,6 +43,7 @@ private:
     void OnHeld(const CallInfo& call);
     void OnTurning();
     void AnswerOne(const std::string& why);
+    FileDescriptor AcceptOne();
 
     const DriverThread& thread_;
     const ServiceManager& manager_;
