@@ -3,9 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-
 #include "tests/driverhost/support/TemporaryFolder.h"
 
 namespace driverhost {
@@ -14,8 +11,8 @@ namespace {
 class HomeFileTest : public testing::Test {
 protected:
     HomeFileTest() {
-        std::ofstream(plugins_.Path() + "/lamp.so") << "a library";
-        std::ofstream(plugins_.Path() + "/agent-2.so") << "a library";
+        plugins_.Write("lamp.so", "a library");
+        plugins_.Write("agent-2.so", "a library");
     }
 
     Home Parse(const std::string& text) const { return ParseHome(text, "home.xml", plugins_.Path()); }

@@ -1,28 +1,12 @@
 #include "tests/driverhost/support/HttpClient.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
-
 #include <algorithm>
-#include <array>
+#include <cctype>
 #include <stdexcept>
+#include <utility>
 
 namespace driverhost {
 namespace {
-
-FileDescriptor Connect(unsigned short port) {
-    FileDescriptor connection(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (connect(connection.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-        throw std::runtime_error("cannot connect to port " + std::to_string(port));
-    }
-    return connection;
-}
 
 void ReadHeaders(std::string_view head, HttpAnswer& answer) {
     answer.status = std::stoi(std::string(head.substr(head.find(' ') + 1, 3)));
@@ -39,25 +23,23 @@ void ReadHeaders(std::string_view head, HttpAnswer& answer) {
 
 }  // namespace
 
-HttpConnection::HttpConnection(unsigned short port, std::chrono::milliseconds patience)
-    : socket_(Connect(port)), patience_(patience) {}
+HttpConnection::HttpConnection(int port, std::chrono::milliseconds patience)
+    : connection_(port), patience_(patience) {}
 
 void HttpConnection::Send(std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t sent = send(socket_.Get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        if (sent <= 0) return;  // the other side has closed; what it said can still be read
-        bytes.remove_prefix(static_cast<std::size_t>(sent));
+    try {
+        connection_.Send(bytes);
+    } catch (const std::runtime_error&) {
+        // The other side has closed.
     }
 }
 
+// False at the end.
 bool HttpConnection::Fill() {
-    pollfd entry{socket_.Get(), POLLIN, 0};
-    if (poll(&entry, 1, static_cast<int>(patience_.count())) <= 0)
-        throw std::runtime_error("no bytes came in time");
-    std::array<char, 65536> bytes;
-    const ssize_t got = recv(socket_.Get(), bytes.data(), bytes.size(), 0);
-    if (got > 0) received_.append(bytes.data(), static_cast<std::size_t>(got));
-    return got > 0;
+    const std::string bytes = connection_.Receive(patience_);
+    if (bytes.empty() && !connection_.Ended()) throw std::runtime_error("no bytes came in time");
+    received_ += bytes;
+    return !bytes.empty();
 }
 
 std::string HttpConnection::ReadUntil(std::string_view mark) {
@@ -87,11 +69,6 @@ std::string HttpConnection::ReadToEnd() {
     return std::exchange(received_, {});
 }
 
-void HttpConnection::ShrinkReceiveBuffer() {
-    const int bytes = 4096;
-    setsockopt(socket_.Get(), SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
-}
-
 HttpAnswer HttpConnection::Ask(std::string_view method, std::string_view target, std::string_view form,
                                std::string_view headers) {
     Send(RequestText(method, target, form, headers));
@@ -110,8 +87,8 @@ std::string RequestText(std::string_view method, std::string_view target, std::s
     return text.append("\r\n").append(form);
 }
 
-HttpAnswer AskOnce(unsigned short port, std::string_view method, std::string_view target,
-                   std::string_view form, std::string_view headers) {
+HttpAnswer AskOnce(int port, std::string_view method, std::string_view target, std::string_view form,
+                   std::string_view headers) {
     return HttpConnection(port).Ask(method, target, form, headers);
 }
 

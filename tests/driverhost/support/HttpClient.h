@@ -1,4 +1,4 @@
-// A small HTTP client over a plain socket, which can also send what no client should.
+// A connection that is kept, for requests one after the other, and for what no client should send.
 #ifndef TESTS_DRIVERHOST_SUPPORT_HTTPCLIENT_H
 #define TESTS_DRIVERHOST_SUPPORT_HTTPCLIENT_H
 
@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "driverhost/runtime/FileDescriptor.h"
+#include "tests/support/process/HttpClient.h"
 
 namespace driverhost {
 
@@ -20,17 +20,15 @@ struct HttpAnswer {
 /// Throws std::runtime_error when the other side does not do its part in time.
 class HttpConnection {
 public:
-    explicit HttpConnection(unsigned short port,
-                            std::chrono::milliseconds patience = std::chrono::seconds(30));
+    explicit HttpConnection(int port, std::chrono::milliseconds patience = std::chrono::seconds(30));
 
+    /// What the other side does not take is left: what it said can be read still.
     void Send(std::string_view bytes);
     HttpAnswer ReadAnswer();
     /// Everything up to and with `mark`.
     std::string ReadUntil(std::string_view mark);
     /// Waits for the other side to close, and tells what came until then.
     std::string ReadToEnd();
-    /// The reading side gets this little room.
-    void ShrinkReceiveBuffer();
 
     HttpAnswer Ask(std::string_view method, std::string_view target, std::string_view form = "",
                    std::string_view headers = "");
@@ -38,7 +36,7 @@ public:
 private:
     bool Fill();
 
-    FileDescriptor socket_;
+    test::Connection connection_;
     const std::chrono::milliseconds patience_;
     std::string received_;
 };
@@ -48,8 +46,8 @@ std::string RequestText(std::string_view method, std::string_view target, std::s
                         std::string_view headers = "");
 
 /// One request on a connection of its own.
-HttpAnswer AskOnce(unsigned short port, std::string_view method, std::string_view target,
-                   std::string_view form = "", std::string_view headers = "");
+HttpAnswer AskOnce(int port, std::string_view method, std::string_view target, std::string_view form = "",
+                   std::string_view headers = "");
 
 }  // namespace driverhost
 

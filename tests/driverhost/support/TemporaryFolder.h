@@ -1,38 +1,25 @@
-// A folder for one test, removed with all that is in it.
+// A folder of a test's own, with its paths as plain texts.
 #ifndef TESTS_DRIVERHOST_SUPPORT_TEMPORARYFOLDER_H
 #define TESTS_DRIVERHOST_SUPPORT_TEMPORARYFOLDER_H
 
-#include <stdlib.h>
-
-#include <filesystem>
-#include <fstream>
-#include <stdexcept>
 #include <string>
+
+#include "tests/support/process/TempFolder.h"
 
 namespace driverhost {
 
 class TemporaryFolder {
 public:
-    TemporaryFolder() {
-        if (!mkdtemp(path_.data())) throw std::runtime_error("no temporary folder");
-    }
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-    ~TemporaryFolder() {
-        std::error_code ignored;  // a left-over in /tmp fails no test
-        std::filesystem::remove_all(path_, ignored);
-    }
-
-    const std::string& Path() const { return path_; }
+    std::string Path() const { return folder_.Path().string(); }
 
     /// Writes a file in the folder; its path.
     std::string Write(const std::string& name, const std::string& text) const {
-        std::ofstream(path_ + "/" + name) << text;
-        return path_ + "/" + name;
+        test::WriteFile(folder_ / name, text);
+        return (folder_ / name).string();
     }
 
 private:
-    std::string path_ = "/tmp/driverhost-test-XXXXXX";
+    test::TempFolder folder_;
 };
 
 }  // namespace driverhost

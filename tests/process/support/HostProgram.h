@@ -2,17 +2,17 @@
 #ifndef TESTS_PROCESS_SUPPORT_HOSTPROGRAM_H
 #define TESTS_PROCESS_SUPPORT_HOSTPROGRAM_H
 
-#include <sys/types.h>
-
 #include <map>
 #include <string>
 #include <vector>
+
+#include "tests/support/process/Process.h"
 
 namespace driverhost {
 
 class HostProgram {
 public:
-    /// Starts it; its standard error goes to `logPath`.
+    /// Starts it; what it says goes to `logPath`.
     HostProgram(const std::vector<std::string>& arguments,
                 const std::map<std::string, std::string>& environment, std::string logPath);
     HostProgram(const HostProgram&) = delete;
@@ -25,17 +25,15 @@ public:
     /// Waits for a text in the log; throws with the log when it does not come.
     void WaitForLog(const std::string& text);
 
-    void Signal(int number);
-    /// The exit status; the negative number of the signal that ended it.
+    void Signal(int number) { process_.Signal(number); }
+    /// The exit status; throws with the log when it does not end.
     int WaitForEnd();
-    bool IsRunning();
 
     std::string Log() const;
 
 private:
     const std::string logPath_;
-    pid_t process_ = 0;  // 0: it has ended
-    int result_ = 0;
+    test::Process process_;
 };
 
 }  // namespace driverhost

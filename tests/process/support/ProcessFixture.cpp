@@ -3,9 +3,8 @@
 #include <signal.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 
 namespace driverhost {
 
@@ -87,8 +86,7 @@ std::string ProcessFixture::SysmanRequests() const {
 }
 
 std::string ProcessFixture::ReadFile(const std::string& name) const {
-    std::ifstream file(folder_.Path() + "/" + name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    return test::ReadFile(folder_.Path() + "/" + name);
 }
 
 }  // namespace driverhost
