@@ -150,6 +150,17 @@ TEST_F(IntercomMode, DevicesMayRemoveOthersWhenAskedForTheirVersion) {
     EXPECT_EQ(&first, Drivers().GetIntercomDevice(3));
 }
 
+TEST_F(IntercomMode, FollowsTheDevicesThatAreLeftWhenOneRemovesAnother) {
+    Start();
+    FakeDevice& sip = AddDevice(3, 2);
+    AddDevice(9);
+    AddDevice(5).Next("getVersion", [&] { RemoveAndDelete(sip); });
+    Drivers().OnDeviceRemoved(9);
+    EXPECT_THAT(Asked(), ElementsAre(kDisable));
+    Add(4, 1);
+    EXPECT_THAT(Asked(), IsEmpty());
+}
+
 TEST_F(IntercomMode, DevicesMayAddOthersWhenAskedForTheirVersion) {
     Start();
     FakeDevice& late = NewDevice(4, 2);

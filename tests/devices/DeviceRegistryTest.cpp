@@ -139,7 +139,8 @@ TEST_F(AddedDevice, MayRemoveAndDeleteItselfWhenTheModeIsWorkedOut) {
     Drivers().AddIntercomDevice(5, &device);
     EXPECT_EQ(2, asked);
     EXPECT_EQ(nullptr, Drivers().GetIntercomDevice(5));
-    EXPECT_THAT(Take("device "), IsEmpty());
+    EXPECT_THAT(Take(), ElementsAre("ui <DeviceRemoved><id>5</id></DeviceRemoved>",
+                                    "ui <DeviceAdded><id>5</id></DeviceAdded>"));
 }
 
 TEST_F(AddedDevice, MayRemoveAndDeleteItselfWhenToldTheSipProxyAddress) {

@@ -15,12 +15,6 @@ std::string Lowered(std::string line) {
     return line;
 }
 
-/// What a request reads: one line of at most 99 characters.
-std::string FirstLine(const std::string& output) {
-    const std::size_t end = output.find('\n');
-    return output.substr(0, end == std::string::npos ? end : end + 1).substr(0, 99);
-}
-
 template <class Handlers>
 std::vector<std::string> NamesOf(const Handlers& handlers) {
     std::vector<std::string> names;
@@ -179,7 +173,7 @@ void AgentModel::Proxy(const std::string& request) {
         surroundings_.replies.pop_front();
     }
     if (!output) return Log(3, "failed to open connection to sysman");
-    const std::string reply = Lowered(FirstLine(*output));
+    const std::string reply = Lowered(*output);
     if (reply.compare(0, request.size(), request) == 0)
         return Log(6, "IntercomAgent " + request + " sipproxy");
     Log(3, "Failed to " + request + " sipproxy");

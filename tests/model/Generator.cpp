@@ -164,9 +164,8 @@ void Generator::FillRestart(Step& step) {
     step.text = dice_.Pick(pools::kAddresses);
     step.saved = dice_.Pick(ways);
     if (step.saved != SavedAs::OtherText) return;
-    const Tree state = SavedState();
-    step.treeText = Render(state, dice_);
-    step.tree = ReadBack(state);
+    step.tree = ReadBack(SavedState());
+    step.treeText = Render(*step.tree, dice_);
 }
 
 void Generator::FillEvent(Step& step) {

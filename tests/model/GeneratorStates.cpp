@@ -5,7 +5,7 @@
 namespace model {
 
 Tree Generator::SavedState() {
-    static const std::vector<std::string> nextIds = {"0", "1", "2", "3", "4", "50", "-3", "abc"};
+    static const std::vector<std::string> nextIds = {"0", "1", "1", "2", "2", "3", "4", "50", "-3", "abc"};
     static const std::vector<std::string> bounds = {"0", "1", "2", "3", "5", "50", "50", "-1", "abc"};
     Tree state("IntercomState");
     const auto addOften = [&](const std::string& name, const std::string& value) {
@@ -16,7 +16,7 @@ Tree Generator::SavedState() {
     addOften("popupTimeout", NumberText());
     if (dice_.Percent(80)) state.Add(SavedOrder());
     std::vector<Tree> groups, contacts;
-    for (std::size_t count = dice_.Below(5); count > 0; count--)
+    for (std::size_t count = dice_.Below(7); count > 0; count--)
         groups.push_back(SavedGroup());
     for (std::size_t count = dice_.Below(5); count > 0; count--)
         contacts.push_back(SavedContact());

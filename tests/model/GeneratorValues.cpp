@@ -220,7 +220,7 @@ DeviceFacts Generator::Facts(std::size_t slot) {
     facts.victim = dice_.Pick(pools::kDeviceIds);
     ChangeFlags(facts);
     for (const std::string& key : pools::kKeys) {
-        if (dice_.Percent(30)) facts.sessions[key] = dice_.Pick(sessions);
+        if (dice_.Percent(45)) facts.sessions[key] = dice_.Pick(sessions);
     }
     if (dice_.Coin()) facts.buttons = Tree("buttons", Text());
     facts.answersRequests = dice_.Percent(70);
@@ -242,7 +242,7 @@ void Generator::ChangeFlags(DeviceFacts& facts) {
 Reaction Generator::SomeReaction() {
     static const std::vector<Reaction> reactions = {Reaction::Announce, Reaction::Report, Reaction::Leave,
                                                     Reaction::Evict};
-    return dice_.Percent(85) ? Reaction::None : dice_.Pick(reactions);
+    return dice_.Percent(75) ? Reaction::None : dice_.Pick(reactions);
 }
 
 }  // namespace model

@@ -43,6 +43,8 @@ inline const Texts kNumberTexts = {
     " -7", "2147483647", "2147483648", "-2147483648", "-2147483649", "99999999999999999999"};
 
 inline const Texts kGroupNames = {"All",
+                                  "All",
+                                  "bell\x07",
                                   "all",
                                   "All ",
                                   "",
@@ -55,8 +57,8 @@ inline const Texts kGroupNames = {"All",
                                   "che",
                                   "two\nlines"};
 
-inline const Texts kKeys = {"",    "a", "b", "A", "sip:hall@home", "down", "Down", "x<&>y", "\xE9\x96\x80",
-                            "k\nl"};
+inline const Texts kKeys = {
+    "", "a", "b", "A", "sip:hall@home", "down", "Down", "x<&>y", "bell\x07", "\xE9\x96\x80", "k\nl"};
 
 inline const Texts kAddresses = {"", "10.0.0.5", "192.168.1.10", " proxy ", "p<r>oxy"};
 

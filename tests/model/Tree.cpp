@@ -140,6 +140,11 @@ Tree ReadBack(const Tree& tree) {
     return read;
 }
 
+bool IsCarried(const Tree& tree) {
+    return std::none_of(tree.text.begin(), tree.text.end(), IsForbidden) &&
+           std::all_of(tree.children.begin(), tree.children.end(), IsCarried);
+}
+
 long long ReadLong(const std::string& text) {
     return std::strtoll(text.c_str(), nullptr, 10);
 }

@@ -40,6 +40,9 @@ std::string ToText(const Tree& tree);
 /// beside children is gone.
 Tree ReadBack(const Tree& tree);
 
+/// True when every text of the tree is written as it stands.
+bool IsCarried(const Tree& tree);
+
 /// Base 10 as strtol reads it, saturated to 64 bits.
 long long ReadLong(const std::string& text);
 /// The same saturated to 32 bits.
