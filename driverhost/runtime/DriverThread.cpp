@@ -34,7 +34,7 @@ void DriverThread::After(std::chrono::milliseconds delay, std::function<void()> 
 
 void DriverThread::Run() {
     loop_->restart();
-    if (!LastTurn()) Beat();  // once: the beat keeps itself going
+    if (!std::exchange(beating_, true)) Beat();
     const auto stayInLoop = boost::asio::make_work_guard(*loop_);
     while (!TurnLoop()) {
     }
@@ -73,15 +73,22 @@ DriverThread::Current DriverThread::Enter(const Current& call) {
     return std::exchange(current_, call);
 }
 
-void DriverThread::Beat() {
+void DriverThread::NoteTurn() {
+    if (!beating_) return;
     lastTurn_ = Clock::now().time_since_epoch().count();
+}
+
+void DriverThread::Beat() {
+    NoteTurn();
     After(kBeat, [this] { Beat(); });
 }
 
 CallScope::CallScope(DriverThread& thread, std::string_view driver, std::string_view call)
     : thread_(thread), outer_(thread.Enter({driver, call, Clock::now()})) {}
 
+// A call that returns shows as much as a beat does; the next beat may be late by the whole call.
 CallScope::~CallScope() {
+    thread_.NoteTurn();
     thread_.Enter(outer_);
 }
 

@@ -57,7 +57,8 @@ public:
     /// The call that a driver is executing now; empty between calls. [any thread]
     std::optional<CallInfo> CurrentCall() const;
 
-    /// When the loop last showed that it turns; empty before the first Run. [any thread]
+    /// When the loop last showed that it turns: by a beat, or a call that returned. Empty before the
+    /// first Run. [any thread]
     std::optional<Clock::time_point> LastTurn() const;
 
 private:
@@ -71,10 +72,12 @@ private:
 
     Current Enter(const Current& call);
     bool TurnLoop();
+    void NoteTurn();
     void Beat();
 
     const std::thread::id id_ = std::this_thread::get_id();
     std::unique_ptr<boost::asio::io_context> loop_;
+    bool beating_ = false;
     std::atomic<Clock::rep> lastTurn_{0};
     mutable std::mutex callMutex_;
     Current current_;  // under callMutex_

@@ -90,6 +90,16 @@ TEST_F(WatchdogTest, ALoopThatDoesNotTurnIsTheHostsOwnFault) {
                 HasSubstr(" 3 host driver host has held the driver thread"));
 }
 
+TEST_F(WatchdogTest, ACallThatReturnedShowsThatTheLoopTurns) {
+    { const CallScope scope(thread_, "lamp", "hold"); }
+    EXPECT_EQ(thread_.LastTurn(), std::nullopt) << "it never ran";
+    thread_.After(1ms, [this] { thread_.Stop(); });
+    thread_.Run();
+    const auto called = Clock::now();
+    { const CallScope scope(thread_, "lamp", "hold"); }
+    EXPECT_GE(thread_.LastTurn(), called);
+}
+
 TEST_F(WatchdogTest, AfterLettingGoOfTheSocketItAnswersNobody) {
     Watch();
     watchdog_->LetGoOfSocket();
