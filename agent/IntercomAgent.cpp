@@ -39,8 +39,14 @@ long IntercomAgent::QueryInterface(const std::string& id, void** out) {
 
 long IntercomAgent::Initialize(unsigned long id, DvXML::INode& config, DvXML::INode* savedState) {
     DvBaseAgentDriver::Initialize(id, config, savedState);
-    GetInstanceManager().InstanceRegisterInterface(IntercomAgentInterfaceId,
-                                                   static_cast<IIntercomAgent*>(this));
+    const long published = GetInstanceManager().InstanceRegisterInterface(IntercomAgentInterfaceId,
+                                                                          static_cast<IIntercomAgent*>(this));
+    if (published < 0)
+        LogXMessage(
+            dv::LOG_LEVEL_ERROR,
+            "IntercomAgent: not published (%ld), so device drivers will not find it; is there another "
+            "intercom agent in this home?",
+            published);
     for (const unsigned int eventClass : kEventClasses)
         RegisterListener(*this, eventClass, 0);
     if (savedState) ReadState(*savedState);
@@ -99,7 +105,7 @@ void IntercomAgent::DisconnectDevices(FirstException& trouble) {
     for (const unsigned long id : DeviceIds()) {
         ISupportIntercom* const device = getIntercomDevice(id);
         if (!device) continue;
-        // Asked first: a driver may delete its device when it is disconnected.
+        // Asked first: a driver may remove and delete its device when it is disconnected.
         auto* const user = dynamic_cast<ReproUser*>(device);
         if (user && !IsOwnUser(user)) users.emplace_back(user);
         trouble.Run([&] { device->disconnectAgent(); });

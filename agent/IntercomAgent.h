@@ -40,9 +40,10 @@ public:
     /// The kind of call that evalVideoType decides for.
     enum SessionType : int { SESSION_REGULAR = 0, SESSION_BROADCAST = 1, SESSION_MONITOR = 2 };
 
-    /// Intercom modes. Higher device versions become the mode as they are and switch nothing.
-    static constexpr int kModeClassic = 1;  // no device needs the SIP proxy: it is off
-    static constexpr int kModeSip = 2;      // the SIP proxy runs
+    /// Intercom modes. Higher device versions become the mode as they are and switch nothing. The
+    /// constructor leaves the SIP proxy running although the mode is 1 then.
+    static constexpr int kModeClassic = 1;  // no device needs the SIP proxy: entering it stops the proxy
+    static constexpr int kModeSip = 2;      // entering it starts the proxy
 
     /// A new agent; the host owns it. What the constructor throws passes on.
     static IDriver* Create(IInstanceManager& im);
@@ -82,7 +83,7 @@ public:
     /// The highest version among the devices becomes the mode; entering 1 stops the SIP proxy,
     /// entering 2 starts it.
     void CheckIntercomMode();
-    /// Whether there are external services now.
+    /// Works out anew whether there are external services, for GetExternal. Tells nobody.
     void UpdateExternal();
     /// What UpdateExternal last found.
     bool GetExternal() const { return isExternal; }
@@ -98,13 +99,14 @@ public:
     dv::auto_com<DvXML::INode> GetDeviceOrder() const;
     /// Appends an id that is not in the order yet.
     void UpdateDeviceOrder(unsigned long id);
-    /// Takes the ids as given; "success", or "fail" for an empty list.
+    /// Takes the ids as given and marks the state; "success", or "fail" for an empty list.
     dv::auto_com<DvXML::INode> SetDeviceOrder(const std::vector<unsigned long>& ids);
 
     // Groups
     /// The group's element; id 0 is the synthetic "All"; "fail" when unknown.
     dv::auto_com<DvXML::INode> GetGroup(int id) const;
-    /// Takes name and ids as given; "success", or "fail" when the group is unknown.
+    /// Takes name and ids as given, announces the group and does not mark the state; "success", or
+    /// "fail" when the group is unknown.
     dv::auto_com<DvXML::INode> SetGroupState(int id, const std::string& name,
                                              const std::vector<unsigned long>& deviceIds);
 
@@ -113,7 +115,8 @@ public:
     std::string getNameByAddress(std::string address) const;
 
     // SIP proxy
-    /// Takes ownership in both cases; false when the key is taken.
+    /// Take ownership in both cases; false when the key is taken. Neither marks the state nor tells
+    /// anybody.
     bool AddConfig(SipConfig* config);
     bool AddRoute(SipRoute* route);
     /// True when a service of that name was there.
@@ -264,13 +267,14 @@ private:
     std::map<unsigned long, ISupportIntercom*> devices;  // not owned
     std::vector<unsigned long> deviceOrder;              // persisted
     bool isExternal = false;
-    int intercomMode = kModeClassic;  // 1: SIP proxy off, 2: it runs
+    int intercomMode = kModeClassic;  // the highest version among the devices
     std::string sipProxyIP;
     SipEntityMap routes;  // persisted, as the three below
     SipEntityMap acls;
     SipEntityMap configs;
     ServiceMap services;
 
+    unsigned int registryChanges = 0;               // how often drivers changed `devices`
     unsigned int recentCount = 0;                   // entries of recentContacts
     int nextRecentId = 0;                           // starts anew when the list is emptied
     std::vector<std::unique_ptr<ReproUser>> users;  // every user made here, erased ones included

@@ -15,16 +15,16 @@ void IntercomAgent::CheckIntercomMode() {
     intercomMode = newMode;
 }
 
-// A driver that adds or removes devices while it is asked has changed what there is to compare.
+// A driver that adds, removes or replaces devices while it is asked has changed what there is to compare.
 int IntercomAgent::HighestVersion() const {
     int highest = kModeClassic;
-    std::vector<unsigned long> ids;
+    unsigned int before = registryChanges;
     do {
-        ids = DeviceIds();
+        before = registryChanges;
         highest = kModeClassic;
-        for (const unsigned long id : ids)
+        for (const unsigned long id : DeviceIds())
             highest = std::max(highest, Ask(id, &ISupportIntercom::getVersion).value_or(kModeClassic));
-    } while (ids != DeviceIds());
+    } while (registryChanges != before);
     return highest;
 }
 

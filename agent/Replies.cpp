@@ -1,5 +1,7 @@
 #include "agent/Replies.h"
 
+#include "host/glue/Numbers.h"
+
 namespace Replies {
 
 Reply Success() {
@@ -28,7 +30,8 @@ Reply UnableToErase(const std::string& key) {
 
 Reply NoEntityAt(unsigned long index) {
     // Two blanks: clients compare the text.
-    return Fail("No entity located at index " + std::to_string(index) + ".  Not that many items");
+    return Fail("No entity located at index " + dv::ToString(static_cast<unsigned int>(index)) +
+                ".  Not that many items");
 }
 
 }  // namespace Replies

@@ -33,7 +33,7 @@ void IntercomAgent::OnSystemEvent(DvXML::INode& event) {
     const unsigned long id = dv::ToULong32(changed.item);  // events carry ids above 2^31 as negatives
     if (name == "OnItemRemoved") return OnDeviceRemoved(id);
 
-    // Names and places matter to the SIP proxy alone, and it runs in mode 2 only.
+    // Names and places matter to the SIP proxy alone, and devices count on it in mode 2 only.
     if (intercomMode != kModeSip) return;
     const bool renamed = name == "OnItemNameChanged";
     if (!renamed && name != "OnItemMoved") return;

@@ -31,9 +31,10 @@ MediaMode RequestedVideo(const ICmdMessage& message) {
 
 MediaMode IntercomAgent::evalVideoType(const ISupportIntercom* device, SessionType type,
                                        MediaMode requested) const {
-    // A registered device may go away while it is asked; nobody else's device does.
-    const bool registered = IsRegistered(device);
-    const auto stays = [&] { return !registered || IsRegistered(device); };
+    // The device may go away while it is asked; looking for it is slow in a large home.
+    const auto stays = [&, before = registryChanges] {
+        return registryChanges == before || IsRegistered(device);
+    };
     const bool display = device->hasDisplay();
     const bool cameraVideo = stays() && device->hasCamera() && stays() && device->getAnswerWithVideo();
     switch (type) {

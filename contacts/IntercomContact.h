@@ -33,7 +33,7 @@ public:
     /// Reads "contactId", "displayName", "firstName", "lastName" and, as an XML text, "phoneType".
     /// A text that is no XML document has no numbers.
     explicit IntercomContact(const ICmdMessage& message);
-    /// Reads the element written by toXml. One of another name leaves the contact empty.
+    /// Reads the element written by toXml; not null. One of another name leaves the contact empty.
     explicit IntercomContact(const DvXML::INode* node);
     IntercomContact(const std::string& address, const std::string& displayName);
     /// Both copies take address and display name only: a copy stands for the same person under

@@ -1,6 +1,7 @@
 // The registry of intercom devices: look-ups, and what device drivers report.
 #include <algorithm>
 
+#include "agent/FirstException.h"
 #include "agent/IntercomAgent.h"
 #include "agent/UiEvents.h"
 #include "host/glue/Log.h"
@@ -52,22 +53,30 @@ void IntercomAgent::AddIntercomDevice(unsigned long id, ISupportIntercom* device
         return;
     }
     devices[id] = device;
+    ++registryChanges;
     UpdateDeviceOrder(id);
-    const int version = device->getVersion();
-    if (version != intercomMode) CheckIntercomMode();
-    if (ISupportIntercom* const registered = getIntercomDevice(id)) {
+    FirstException trouble;
+    trouble.Run([&] {
+        if (device->getVersion() != intercomMode) CheckIntercomMode();
+    });
+    trouble.Run([&] {
         const std::string address = sipProxyIP;
-        registered->updateSipInfoFromDriver(address);
-    }
+        if (ISupportIntercom* const registered = getIntercomDevice(id))
+            registered->updateSipInfoFromDriver(address);
+    });
     MySendDataToUI(UiEvents::kDeviceAdded, static_cast<int>(id), UiEvents::kNone);
+    trouble.Rethrow();
 }
 
 void IntercomAgent::OnDeviceRemoved(unsigned long id) {
     if (devices.erase(id) == 0) return;
-    CheckIntercomMode();
+    ++registryChanges;
+    FirstException trouble;
+    trouble.Run([&] { CheckIntercomMode(); });
     MySendDataToUI(UiEvents::kDeviceRemoved, static_cast<int>(id), UiEvents::kNone);
     for (const auto& [groupId, group] : groups)
         group->RemoveFromGroup(id);
+    trouble.Rethrow();
 }
 
 void IntercomAgent::OnDeviceChanged(unsigned long id, dvIntercom::DeviceProps prop) {

@@ -19,7 +19,7 @@ public:
     static constexpr char kAllName[] = "All";
 
     IntercomGroup(int id, const std::string& name);
-    /// Reads the element written by toXml. An absent child reads as 0, empty, or no devices.
+    /// Reads the element written by toXml; not null. An absent child reads as 0, empty, or no devices.
     explicit IntercomGroup(DvXML::INode* node);
 
     int GetGroupId() const { return groupId_; }

@@ -15,7 +15,7 @@
 class ServiceInfo {
 public:
     explicit ServiceInfo(const ICmdMessage& message);
-    /// Reads the named values; the element's own text is not looked at.
+    /// Reads the named values of a node, which is not null; the element's own text is not looked at.
     explicit ServiceInfo(const DvXML::INode* node);
     virtual ~ServiceInfo();
 

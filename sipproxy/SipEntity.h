@@ -43,6 +43,7 @@ protected:
 class SipConfig final : public SipRecord<SipConfig> {
 public:
     explicit SipConfig(const ICmdMessage& message);
+    /// Reads the element written by toXml; not null.
     explicit SipConfig(const DvXML::INode* node);
     /// The string is both key and domain.
     SipConfig(const std::string& address, int portNumber);
@@ -59,6 +60,7 @@ private:
 class SipAcl final : public SipRecord<SipAcl> {
 public:
     explicit SipAcl(const ICmdMessage& message);
+    /// Reads the element written by toXml; not null.
     explicit SipAcl(const DvXML::INode* node);
 
 private:
@@ -77,6 +79,7 @@ private:
 class SipRoute final : public SipRecord<SipRoute> {
 public:
     explicit SipRoute(const ICmdMessage& message);
+    /// Reads the element written by toXml; not null.
     explicit SipRoute(const DvXML::INode* node);
 
 private:

@@ -66,6 +66,16 @@ TEST_F(AgentStart, PublishesListensAnnouncesAndLooksForDriversInThisOrder) {
                 ElementsAre(kRegister, "listen 11 0", "listen 8 0", "listen 12 0", kNotExternal, kFind));
 }
 
+TEST_F(AgentStart, SaysSoWhenItCannotBePublished) {
+    host.InstanceRegisterInterface(IntercomAgentInterfaceId, this);
+    Create();
+    Take();
+    Initialize();
+    EXPECT_THAT(Take("log "),
+                ElementsAre("log 3 IntercomAgent: not published (-1), so device drivers will not find it; is "
+                            "there another intercom agent in this home?"));
+}
+
 TEST_F(AgentStart, HasEveryCommandInPlaceBeforeTheAgentCanBeFound) {
     std::size_t ui = 0;
     std::size_t plain = 0;

@@ -180,6 +180,18 @@ TEST_F(IntercomMode, WhatADeviceThrowsWhenAskedForItsVersionReachesTheCaller) {
     EXPECT_NE(nullptr, Drivers().GetIntercomDevice(3));
 }
 
+TEST_F(IntercomMode, FollowsTheDeviceThatTookAnothersPlaceWhileItWasWorkedOut) {
+    Start();
+    FakeDevice& sip = AddDevice(3, 2);
+    FakeDevice& classic = NewDevice(3, 1, "new");
+    AddDevice(9);
+    AddDevice(5).Next("getVersion", [&] { ReplaceAndDelete(sip, classic); });
+    Drivers().OnDeviceRemoved(9);
+    EXPECT_THAT(Asked(), IsEmpty()) << "the classic one has stopped the proxy";
+    Add(4, 2);
+    EXPECT_THAT(Asked(), ElementsAre(kEnable));
+}
+
 TEST_F(ExternalMode, IsFalseWithoutServicesAndLogsNothing) {
     Start();
     EXPECT_EQ("<external>false</external>", Ui("getIsExternal"));

@@ -259,6 +259,17 @@ TEST_F(RegularCall, IsDroppedWhenTheCallerGoesAwayWhileItIsAsked) {
     }
 }
 
+TEST_F(RegularCall, IsStartedByTheDeviceThatTookTheCallersPlaceWhileItWasAsked) {
+    Equip(true, true, true);
+    FakeDevice& replacing = NewDevice(3, 1, "new");
+    source->Next("hasDisplay", [&] {
+        ReplaceAndDelete(*source, replacing);
+        Take();
+    });
+    CallHall("0", "1");
+    EXPECT_THAT(Take(), ElementsAre("device new StartSipCall 0 2 Hall@10.0.0.2")) << "no camera known";
+}
+
 TEST_F(RegularCall, IsDroppedWhenTheCalledDeviceGoesAwayWhileTheCallerIsAsked) {
     source->Next("hasDisplay", [&] { GoAway(*destination); });
     CallHall("0", "1");

@@ -204,6 +204,24 @@ TEST_F(AddedDevice, ThatThrowsGetsItsExceptionBackAndStays) {
     EXPECT_EQ("<devices><device><id>5</id><prop>0</prop></device></devices>", Ui("getDeviceList"));
 }
 
+TEST_F(AddedDevice, IsToldTheSipProxyAddressAndAnnouncedThoughAnotherOneThrows) {
+    Start();
+    AddDevice(3).Next("getVersion", [] { throw std::runtime_error("no version"); });
+    EXPECT_THROW(AddDevice(5, 2), std::runtime_error);
+    EXPECT_THAT(Take(),
+                ElementsAre("device 5 updateSipInfoFromDriver", "ui <DeviceAdded><id>5</id></DeviceAdded>"));
+}
+
+TEST_F(AddedDevice, IsAnnouncedThoughItThrows) {
+    Start();
+    FakeDevice& device = NewDevice(5);
+    const auto fail = [] { throw std::runtime_error("busy"); };
+    device.Next("getVersion", fail);
+    device.Next("updateSipInfoFromDriver", [] { throw std::logic_error("the second one"); });
+    EXPECT_THROW(Drivers().AddIntercomDevice(5, &device), std::runtime_error);
+    EXPECT_THAT(Take("ui "), ElementsAre("ui <DeviceAdded><id>5</id></DeviceAdded>"));
+}
+
 TEST_F(AddedDevice, MayChangeTheSipProxyAddressWhenToldIt) {
     Start();
     FakeDevice& device = NewDevice(5);
@@ -211,6 +229,19 @@ TEST_F(AddedDevice, MayChangeTheSipProxyAddressWhenToldIt) {
     Drivers().AddIntercomDevice(5, &device);
     EXPECT_THAT(Take("device "),
                 ElementsAre("device 5 updateSipInfoFromDriver", "device 5 updateSipInfoFromDriver 10.0.0.9"));
+}
+
+TEST_F(RemovedDevice, IsAnnouncedAndLeavesItsGroupsThoughAnotherOneThrows) {
+    Start();
+    FakeDevice& other = AddDevice(3);
+    AddDevice(5);
+    Ui("addGroup", {{"name", "Kitchen"}});
+    Agent().SetGroupState(1, "Kitchen", {3, 5});
+    Take();
+    other.Next("getVersion", [] { throw std::runtime_error("no version"); });
+    EXPECT_THROW(Drivers().OnDeviceRemoved(5), std::runtime_error);
+    EXPECT_THAT(Take("ui "), ElementsAre("ui <DeviceRemoved><id>5</id></DeviceRemoved>"));
+    EXPECT_THAT(Members(1), ElementsAre(3));
 }
 
 TEST_F(RemovedDevice, IsAnnouncedOnceAndNotTouched) {

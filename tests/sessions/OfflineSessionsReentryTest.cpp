@@ -199,6 +199,14 @@ TEST_F(EndingOneSession, TellsTheLocalDeviceNothingAfterThePeerRemovedIt) {
     EXPECT_THAT(Take("device "), ElementsAre(Asked(5, "attic"), Asked(7, "hall")));
 }
 
+TEST_F(EndingOneSession, TellsTheLocalDeviceNothingAfterThePeerRemovedItWhenAskedForItsKey) {
+    Start();
+    FakeDevice& local = AddKey(5, "hall", {{"attic", 6}});
+    AddKey(7, "attic").Next("getKey", [&] { RemoveAndDelete(local); });
+    End("hall", "attic");
+    EXPECT_THAT(Take("device "), IsEmpty());
+}
+
 TEST_F(EndingOneSession, HangsUpThoughThePeerHasGoneMeanwhile) {
     Start();
     FakeDevice& peer = AddKey(7, "attic", {{"hall", 8}});
