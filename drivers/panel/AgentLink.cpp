@@ -30,11 +30,12 @@ bool AgentLink::Remove(unsigned long id) {
 
 // Another driver may have registered its device under the same id since.
 void AgentLink::Withdraw() {
-    IIntercomAgent* const agent = Find();
-    for (const unsigned long id : std::set<unsigned long>(ids_)) {
+    while (!ids_.empty()) {
+        const unsigned long id = *ids_.begin();
+        ids_.erase(id);
+        IIntercomAgent* const agent = Find();
         if (agent && agent->GetIntercomDevice(id) == &device_) agent->OnDeviceRemoved(id);
     }
-    ids_.clear();
 }
 
 void AgentLink::NotifyChanged(dvIntercom::DeviceProps property) const {

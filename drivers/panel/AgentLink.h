@@ -25,7 +25,8 @@ public:
     bool Add(unsigned long id);
     /// Takes whatever the agent holds under `id` out of it; false when no agent runs.
     bool Remove(unsigned long id);
-    /// Takes this device out under every id it still holds.
+    /// Takes this device out under every id it still holds. What another driver throws passes through;
+    /// the rest is taken out when called again.
     void Withdraw();
     /// The agent goes away and has forgotten the device.
     void Forget() { ids_.clear(); }

@@ -17,6 +17,18 @@ Panel::Panel(IInstanceManager& instanceManager)
       calls_(*this),
       commands_(*this) {}
 
+// A panel that failed in Initialize or in OnDestroy may be registered still.
+Panel::~Panel() {
+    while (!link_.Ids().empty()) {
+        try {
+            link_.Withdraw();
+        } catch (const std::exception& error) {
+            LogXMessage(dv::LOG_LEVEL_ERROR, "withdrawn from the agent, but another driver failed: %s",
+                        error.what());
+        }
+    }
+}
+
 long Panel::QueryInterface(const std::string& id, void** out) {
     if (id != IntercomDeviceInterfaceId || !out) return DvBaseDriver::QueryInterface(id, out);
     *out = static_cast<ISupportIntercom*>(this);

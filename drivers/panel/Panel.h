@@ -20,6 +20,7 @@ public:
     static IDriver* Create(IInstanceManager& instanceManager);
 
     explicit Panel(IInstanceManager& instanceManager);
+    ~Panel() override;
 
     // DvBaseDriver
     long QueryInterface(const std::string& id, void** out) override;

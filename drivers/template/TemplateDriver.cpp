@@ -1,6 +1,8 @@
 #include "drivers/template/TemplateDriver.h"
 
 #include <boost/bind/bind.hpp>
+#include <exception>
+#include <utility>
 
 #include "host/glue/Log.h"
 #include "host/glue/Numbers.h"
@@ -34,10 +36,23 @@ long TemplateDriver::Initialize(unsigned long id, DvXML::INode& config, DvXML::I
 
 // A real driver closes its connection here, after it has withdrawn the device.
 void TemplateDriver::OnDestroy() {
-    IIntercomAgent* const agent = FindAgent();
-    if (registered_ && agent) agent->OnDeviceRemoved(getDeviceId());
-    registered_ = false;
+    Withdraw();
     DvBaseDriver::OnDestroy();
+}
+
+// A driver that failed in Initialize or in OnDestroy may be registered still.
+TemplateDriver::~TemplateDriver() {
+    try {
+        Withdraw();
+    } catch (const std::exception& error) {
+        LogXMessage(dv::LOG_LEVEL_ERROR, "withdrawn from the agent, but another driver failed: %s",
+                    error.what());
+    }
+}
+
+void TemplateDriver::Withdraw() {
+    IIntercomAgent* const agent = FindAgent();
+    if (std::exchange(registered_, false) && agent) agent->OnDeviceRemoved(getDeviceId());
 }
 
 // A UI command is answered with an element; RegisterCmd1 registers plain commands, which are not.

@@ -27,6 +27,7 @@ public:
     static IDriver* Create(IInstanceManager& instanceManager);
 
     explicit TemplateDriver(IInstanceManager& instanceManager);
+    ~TemplateDriver() override;
 
     // DvBaseDriver: what the host asks
     long QueryInterface(const std::string& id, void** out) override;
@@ -86,6 +87,7 @@ private:
     /// restarted between any two calls.
     IIntercomAgent* FindAgent() const;
     void AddToAgent();
+    void Withdraw();
 
     dv::auto_com<DvXML::INode> OnReqGetSipProxy(const ICmdMessage& message);
 

@@ -5,15 +5,14 @@
 namespace test {
 
 void FakeAgent::AddIntercomDevice(unsigned long id, ISupportIntercom* device) {
+    if (device) devices[id] = device;
     recorder_.Note("agent AddIntercomDevice " + std::to_string(id) + (device ? "" : " null"));
-    if (!device) return;
-    devices[id] = device;
-    device->updateSipInfoFromDriver("10.0.0.2");
+    if (device) device->updateSipInfoFromDriver("10.0.0.2");
 }
 
 void FakeAgent::OnDeviceRemoved(unsigned long id) {
-    recorder_.Note("agent OnDeviceRemoved " + std::to_string(id));
     devices.erase(id);
+    recorder_.Note("agent OnDeviceRemoved " + std::to_string(id));
 }
 
 void FakeAgent::OnDeviceChanged(unsigned long id, dvIntercom::DeviceProps prop) {

@@ -103,6 +103,35 @@ TEST_F(PanelLife, LeavesADeviceAloneThatReplacedItsOwn) {
     EXPECT_THAT(Take("agent"), ElementsAre("agent OnDeviceRemoved 101", "agent OnDeviceRemoved 102"));
 }
 
+TEST_F(PanelLife, ThatFailedToStartIsTakenOutOfTheAgentWhenItIsDeleted) {
+    test::FakeHost host(recorder);
+    host.InstanceRegisterInterface(IntercomAgentInterfaceId, static_cast<IIntercomAgent*>(&agent));
+    {
+        Panel panel(host);
+        recorder.Next("agent AddIntercomDevice", [] { throw std::runtime_error("no version"); });
+        EXPECT_THROW(panel.Initialize(101, *test::Element("<config/>"), nullptr), std::runtime_error);
+        EXPECT_EQ(&panel, agent.GetIntercomDevice(101));
+    }
+    EXPECT_EQ(nullptr, agent.GetIntercomDevice(101));
+}
+
+TEST_F(PanelLife, IsTakenOutUnderEveryIdThoughAnotherDriverFails) {
+    test::FakeHost host(recorder);
+    host.InstanceRegisterInterface(IntercomAgentInterfaceId, static_cast<IIntercomAgent*>(&agent));
+    {
+        Panel panel(host);
+        panel.Initialize(101, *test::Element("<config/>"), nullptr);
+        for (const char* const id : {"102", "103"})
+            test::Ui(panel, "addToAgent", {{"id", id}});
+        const auto fail = [] { throw std::runtime_error("no version"); };
+        recorder.Next("agent OnDeviceRemoved 101", fail);
+        EXPECT_THROW(panel.OnDestroy(), std::runtime_error);
+        Take();
+        recorder.Next("agent OnDeviceRemoved 102", fail);
+    }
+    EXPECT_THAT(Take("agent"), ElementsAre("agent OnDeviceRemoved 102", "agent OnDeviceRemoved 103"));
+}
+
 TEST_F(PanelLife, KeepsNoState) {
     EXPECT_FALSE(NewPanel(101).GetPersistState(0));
 }

@@ -44,6 +44,20 @@ TEST_F(Template, RegistersWithAnAgentThatStartsLater) {
     EXPECT_THAT(recorder.Take("agent"), IsEmpty());
 }
 
+TEST_F(Template, ThatFailedToStartIsTakenOutOfTheAgentWhenItIsDeleted) {
+    StartAgent();
+    {
+        TemplateDriver failing(host);
+        recorder.Next("agent AddIntercomDevice", [] { throw std::runtime_error("no version"); });
+        EXPECT_THROW(failing.Initialize(202, *test::Element("<config/>"), nullptr), std::runtime_error);
+        EXPECT_EQ(&failing, agent.GetIntercomDevice(202));
+        recorder.Next("agent OnDeviceRemoved", [] { throw std::runtime_error("no line"); });
+    }
+    EXPECT_EQ(nullptr, agent.GetIntercomDevice(202));
+    EXPECT_THAT(recorder.Take("log 3"),
+                ElementsAre("log 3 withdrawn from the agent, but another driver failed: no line"));
+}
+
 TEST_F(Template, IsFoundAsAnIntercomDevice) {
     void* found = nullptr;
     EXPECT_EQ(0, driver.QueryInterface(IntercomDeviceInterfaceId, &found));
