@@ -13,7 +13,8 @@ class DVHOST_API IDriverManager {
 public:
     /// Replaces `found` by the live drivers that answer QueryInterface for `interfaceId`, in the
     /// order of the home file. The first argument is reserved and 0. The list is the caller's, the
-    /// drivers are not: one may be gone after any call into another.
+    /// drivers are not: one may be gone after any call into another, so that a careful caller asks
+    /// again before each.
     /// Returns 0; negative when the arguments are not understood (`found` is then empty).
     /// [driver thread]
     virtual long DriverManagerFindByInterface(unsigned long reserved, const std::string& interfaceId,

@@ -12,15 +12,18 @@ class ISupportIntercom;
 
 /// Every operation: [driver thread, between the agent's Initialize and OnDestroy]. The order of
 /// the operations is the order of the table that drivers are built against; the first is
-/// AddIntercomDevice, there is no destructor among them.
+/// AddIntercomDevice, there is no destructor among them. What a device driver throws while it is
+/// asked passes through to the caller, after the remaining steps; the registry has changed all the same.
 class DVHOST_API IIntercomAgent {
 public:
-    /// Registers a device, or replaces the one registered under that id. The device stays its
-    /// driver's; it must be removed before it is deleted. Null is refused with a log line. May call
-    /// the device's updateSipInfoFromDriver before it returns.
+    /// Registers a device under an id of 0 to 4294967295, or replaces the one registered under it. The
+    /// device stays its driver's; it must be removed before it is deleted, also when this call throws.
+    /// Null is refused with a log line. Before it returns it asks this device, and perhaps all others,
+    /// for getVersion, and calls this one's updateSipInfoFromDriver.
     virtual void AddIntercomDevice(unsigned long id, ISupportIntercom* device) = 0;
 
-    /// Takes the device out of the registry and every group. Unknown ids are ignored.
+    /// Takes the device out of the registry and every group; asks the remaining devices for
+    /// getVersion. Unknown ids are ignored.
     virtual void OnDeviceRemoved(unsigned long id) = 0;
 
     /// Tells user interfaces that `prop` of the device changed. DEVICE_VOLUME and values outside the
@@ -30,7 +33,8 @@ public:
     /// Element "groups" with one "group" per group; `includeAll` puts the synthetic "All" first.
     virtual dv::auto_com<DvXML::INode> GetGroupList(bool includeAll) = 0;
 
-    /// Element "devices" with the devices' descriptions in display order.
+    /// Element "devices" with the devices' descriptions in display order; id 99999
+    /// is left out.
     virtual dv::auto_com<DvXML::INode> GetDeviceList() = 0;
 
     /// The SIP address-of-record (the key) of a device; empty when unknown, and for id 99999.
@@ -39,12 +43,13 @@ public:
     /// Element "contacts", the address book.
     virtual dv::auto_com<DvXML::INode> GetContactList() = 0;
 
-    /// Reports a finished call. The texts are stored as given.
+    /// Reports a finished call. The texts are stored as given; beyond the bound that users set, the
+    /// oldest entries go.
     virtual void AddRecentContact(const std::string& displayName, const std::string& address,
                                   const std::string& callTime, const std::string& callLength,
                                   bool receivedCall, bool acceptedCall) = 0;
 
-    /// Seconds that a call's pop-up stays on a user interface.
+    /// Seconds that a call's pop-up stays on a user interface; any number that a user set.
     virtual int GetPopupTimeout() = 0;
 
     /// Replaces `out` by the ids of a stored group; leaves it alone when there is no such group.

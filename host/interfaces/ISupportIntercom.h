@@ -10,7 +10,12 @@
 #include "host/interfaces/ICmdMessage.h"
 #include "host/interfaces/dvIntercom.h"
 
-/// Every operation: [driver thread]. A driver may call the agent back from inside any of them.
+/// Every operation: [driver thread], from IIntercomAgent::AddIntercomDevice on, until the device is
+/// removed or disconnectAgent has returned. A driver may call the agent back from inside any of them,
+/// also to remove the device; it may delete the device only after it has removed it, or after the
+/// agent's OnDestroy has returned. The agent does not cache answers: each getter is asked when it is
+/// needed. What an operation throws passes through the agent to whoever called it, after the agent's
+/// remaining steps.
 class DVHOST_API ISupportIntercom {
 public:
     ISupportIntercom();
@@ -20,16 +25,19 @@ public:
 
     /// Device generation: 1 works without the SIP proxy, 2 needs it.
     virtual int getVersion() const = 0;
-    /// The agent has started: answer with IIntercomAgent::AddIntercomDevice.
+    /// The agent has started: answer with IIntercomAgent::AddIntercomDevice, now or later.
     virtual void requestToAddDevice() = 0;
-    /// The agent is going away and forgets the device.
+    /// The agent is going away; it asks the device nothing more. There is nothing to remove then or
+    /// later.
     virtual void disconnectAgent() = 0;
-    /// Carries out the UI command "setDeviceState"; its parameters are the driver's.
+    /// Carries out the UI command "setDeviceState"; its parameters beside "idDevice" are the driver's.
     virtual void setDeviceState(const ICmdMessage& message) = 0;
     /// The device's key, also its SIP address-of-record. Default: the key field.
     virtual std::string getKey();
+    /// The id that the device is registered under, 0 to 4294967295. The group "All" lists it.
     virtual unsigned long getDeviceId() const = 0;
-    /// The number of the session held with the device of that key; NO_SESSION when none.
+    /// The number, 0 to 254, of the session held with the device of that key;
+    /// NO_SESSION when there is none.
     virtual unsigned char findSessionId(const std::string& key) = 0;
     /// The description (property 0) or the part of it that the property names. Never null.
     ///
@@ -39,44 +47,69 @@ public:
     /// realm, displayName, email, forwardAddress where not empty; never the password. Other
     /// properties: id and the value that the property names.
     virtual dv::auto_com<DvXML::INode> toXml(dvIntercom::DeviceProps prop);
-    /// The SIP proxy's address, which may be empty.
+    /// Takes the SIP proxy's address, which may be empty. Called when the device is registered and
+    /// whenever the address changes.
     virtual void updateSipInfoFromDriver(const std::string& sipProxyAddress) = 0;
+    /// Door stations are left out of the group "All".
     virtual bool isDoorStation() const = 0;
     /// True for a device of another make, reached by SIP only.
     virtual bool is3rdParty() const = 0;
+
+    // Settings. A driver whose setting changed, by a setter or at the device, reports it with
+    // IIntercomAgent::OnDeviceChanged; the agent itself calls none of the setters.
+    /// Do-not-disturb: broadcasts leave the device out.
     virtual bool getDnD() const = 0;
     virtual void setDnD(bool on) = 0;
+    /// What the device is doing; the numbers are the driver's, user interfaces show them.
     virtual int getCurrentState() const = 0;
     virtual void setCurrentState(int state) = 0;
+    /// Calls are answered without anybody's doing.
     virtual bool getAutoAnswer() const = 0;
     virtual void setAutoAnswer(bool on) = 0;
+    /// Monitor mode: broadcasts leave the device out; calls that monitor it do not look at this.
     virtual bool getMonitorMode() const = 0;
     virtual void setMonitorMode(bool on) = 0;
+    /// Whether the camera's picture is sent; asked only of a device with a camera.
     virtual bool getAnswerWithVideo() const = 0;
     virtual void setAnswerWithVideo(bool on) = 0;
+    /// The scale is the driver's.
     virtual unsigned short getSpeakerVol() const = 0;
+    /// `notify`: whether the change is reported with OnDeviceChanged.
     virtual void setSpeakerVol(unsigned short volume, bool notify) = 0;
+    /// User interfaces do not show the device in their navigation.
     virtual bool getExcludeFromNav() const = 0;
     virtual void setExcludeFromNav(bool on) = 0;
+    /// Sounds the chime once.
     virtual void RingDoorChime() = 0;
+    /// Whether the device chimes when the doorbell is pressed.
     virtual void setRingDoorbell(bool on) = 0;
     virtual bool getRingDoorbell() const = 0;
+
     /// Hands a command message to the driver. Its answer, or null. Default: null.
     virtual dv::auto_com<DvXML::INode> PassToDriver(const ICmdMessage& message);
     /// The display name; also the user part of the device's SIP address.
     virtual std::string getIntercomName() = 0;
     virtual bool hasCamera() const = 0;
     virtual bool hasDisplay() const = 0;
-    /// Place a call from this device. Modes may lie outside the table (see MEDIA_WITHOUT_RING).
+
+    // Calls. The agent tells the calling device and keeps no record of the call; the driver reports
+    // a finished one with IIntercomAgent::AddRecentContact.
+    /// Places a call from this device to an address (a SIP address, or any text that a user gave).
+    /// Modes are seen from this device and may lie outside the table (see MEDIA_WITHOUT_RING).
     virtual void StartSipCall(dvIntercom::MediaMode audio, dvIntercom::MediaMode video,
                               const std::string& address) = 0;
+    /// The same, to watch and hear the other device.
     virtual void StartSipMonitor(dvIntercom::MediaMode audio, dvIntercom::MediaMode video,
                                  const std::string& address) = 0;
+    /// The same, to several at once; at least one address.
     virtual void StartSipBroadcast(dvIntercom::MediaMode audio, dvIntercom::MediaMode video,
                                    const std::vector<std::string>& addresses) = 0;
+    /// Session control by the number that findSessionId answered. A number without a session changes
+    /// nothing.
     virtual void HangupSipSession(unsigned char session) = 0;
     virtual void HoldSession(unsigned char session) = 0;
     virtual void ResumeSession(unsigned char session) = 0;
+    /// True when the session exists and is not on hold.
     virtual bool ActiveSipSession(unsigned char session) = 0;
 
 protected:
