@@ -1,5 +1,6 @@
 #include "driverhost/HostProcess.h"
 
+#include <algorithm>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/signal_set.hpp>
 #include <chrono>
@@ -28,8 +29,6 @@
 namespace driverhost {
 namespace {
 
-constexpr std::chrono::milliseconds kTimeToFinish{5000};  // for answers under way when the host ends
-
 // Ids grow from one process to the next without anything being stored.
 std::uint64_t FirstEventId() {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
@@ -42,6 +41,14 @@ std::string Unavailable(const std::string& why) {
     return FormatHead(response, false) + response.body;
 }
 
+// Looks often enough to be in time.
+WatchdogTimes TimesOf(const Limits& limits) {
+    WatchdogTimes times;
+    times.held = limits.heldTime;
+    times.look = std::clamp(limits.heldTime / 4, std::chrono::milliseconds(1), times.look);
+    return times;
+}
+
 }  // namespace
 
 class HostProcess::Impl {
@@ -52,7 +59,7 @@ public:
     void BeginEnd();
 
     const Options& options;
-    const Limits limits;
+    const Limits& limits;
     const StateLock lock;
     const ServiceManager manager;
     DriverThread thread;
@@ -74,6 +81,7 @@ public:
 
 HostProcess::Impl::Impl(const Options& givenOptions, const Home& home)
     : options(givenOptions),
+      limits(options.limits),
       lock(options.stateFolder),
       signals(thread.Loop()),
       store(files, options.stateFolder, [this](StateStore::Work work) { thread.Post(std::move(work)); }),
@@ -106,7 +114,8 @@ void HostProcess::LoadStates() {
 
 void HostProcess::Listen() {
     impl_->server.emplace(impl_->thread, impl_->options.listen, impl_->limits);
-    impl_->watchdog.emplace(impl_->thread, impl_->manager, impl_->server->ListeningSocket(), &Unavailable);
+    impl_->watchdog.emplace(impl_->thread, impl_->manager, impl_->server->ListeningSocket(), &Unavailable,
+                            TimesOf(impl_->limits));
 }
 
 // A signal that comes while drivers start ends the host in order, too: as soon as it serves.
@@ -135,7 +144,7 @@ void HostProcess::Impl::BeginEnd() {
     manager.Notify("STOPPING=1");
     watchdog->LetGoOfSocket();
     server->Stop([this] { thread.Stop(); });
-    thread.After(kTimeToFinish, [this] { thread.Stop(); });
+    thread.After(limits.endTime, [this] { thread.Stop(); });
 }
 
 bool HostProcess::StopDrivers() {

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "driverhost/home/TokenFile.h"
+#include "driverhost/http/LimitTable.h"
 #include "host/glue/PluginEntry.h"
 
 namespace driverhost {
@@ -19,6 +20,7 @@ constexpr char kVersion[] = "1.0.0";
 constexpr char kDefaultListen[] = "127.0.0.1:8350";
 constexpr unsigned int kDefaultLogLevel = 6;
 constexpr unsigned int kHighestLogLevel = 7;
+constexpr unsigned int kHelpColumns = 80;
 
 constexpr char kHelpHead[] =
     "driverhost --home FILE [OPTIONS]\n"
@@ -34,8 +36,18 @@ constexpr char kHelpTail[] =
     "  2  wrong options, a fault in the home file, or a plug-in that does not fit;\n"
     "     nothing was started\n";
 
+po::options_description DescribeLimits() {
+    po::options_description options("Bounds (MS: milliseconds)", kHelpColumns, kHelpColumns / 2);
+    for (const LimitRow& row : LimitTable()) {
+        const std::string preset = std::to_string(LimitValue(Limits(), row));
+        options.add_options()(
+            row.option, po::value<std::string>()->value_name(row.unit)->default_value(preset), row.help);
+    }
+    return options;
+}
+
 po::options_description DescribeOptions() {
-    po::options_description options("Options", 80, 40);
+    po::options_description options("Options", kHelpColumns, kHelpColumns / 2);
     options.add_options()("home", po::value<std::string>()->value_name("FILE"),
                           "the home file; must be given")(
         "state-dir", po::value<std::string>()->value_name("DIR"), "where states are stored")(
@@ -49,7 +61,7 @@ po::options_description DescribeOptions() {
         po::value<std::string>()->value_name("N")->default_value(std::to_string(kDefaultLogLevel)),
         "lines up to this level: 3 errors, 6 information, 7 debugging")("help", "print this help")(
         "version", "print the version");
-    return options;
+    return options.add(DescribeLimits());
 }
 
 std::string HelpText(const po::options_description& options) {
@@ -120,6 +132,16 @@ ListenAddress ParseListen(const std::string& text, bool hasToken) {
     return *address;
 }
 
+Limits ReadLimits(const po::variables_map& values) {
+    Limits limits;
+    for (const LimitRow& row : LimitTable()) {
+        const std::string text = Text(values, row.option);
+        const std::string fault = SetLimit(limits, row, text);
+        if (!fault.empty()) throw OptionError("--" + std::string(row.option) + " " + text + ": " + fault);
+    }
+    return limits;
+}
+
 Options Read(const po::variables_map& values) {
     Options options;
     options.home = Text(values, "home");
@@ -129,6 +151,7 @@ Options Read(const po::variables_map& values) {
     if (values.count("token-file") > 0) options.token = ReadTokenFile(tokenFile);
     options.listen = ParseListen(Text(values, "listen"), !options.token.empty());
     options.logLevel = ParseLogLevel(Text(values, "log-level"));
+    options.limits = ReadLimits(values);
     options.stateFolder = Text(values, "state-dir");
     if (options.stateFolder.empty()) options.stateFolder = DefaultStateFolder();
     options.pluginFolder = Text(values, "plugin-dir");

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "driverhost/home/ListenAddress.h"
+#include "driverhost/http/Limits.h"
 
 namespace driverhost {
 
@@ -23,6 +24,7 @@ struct Options {
     std::string token;  // empty: none is asked for
     std::string pluginFolder;
     unsigned int logLevel = 0;
+    Limits limits;
 
     std::string printOnly;  // help or version: to be printed instead of anything else
 };

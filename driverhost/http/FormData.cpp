@@ -11,6 +11,7 @@ namespace {
 
 constexpr std::string_view kFormType = "application/x-www-form-urlencoded";
 constexpr unsigned int kMalformed = 400;
+constexpr unsigned int kTooMany = 413;
 constexpr unsigned int kOtherType = 415;
 
 Form Refusal(unsigned int status, std::string fault) {
@@ -44,7 +45,7 @@ std::string AddField(std::string_view pair, Parameters& fields) {
 
 }  // namespace
 
-Form ParseForm(const Request& request) {
+Form ParseForm(const Request& request, std::size_t maxFields) {
     if (request.contentType ? !IsFormType(*request.contentType) : !request.body.empty()) {
         return Refusal(kOtherType, "parameters are form fields; send them as " + std::string(kFormType));
     }
@@ -55,6 +56,10 @@ Form ParseForm(const Request& request) {
         const std::string_view pair = rest.substr(0, end);
         rest = end == std::string_view::npos ? std::string_view() : rest.substr(end + 1);
         if (pair.empty()) continue;
+        if (form.fields.size() == maxFields) {
+            return Refusal(kTooMany, "the form has too many fields; at most " + std::to_string(maxFields) +
+                                         " are taken");
+        }
         if (const std::string fault = AddField(pair, form.fields); !fault.empty()) {
             return Refusal(kMalformed, "malformed form: " + fault);
         }

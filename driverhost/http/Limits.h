@@ -1,4 +1,4 @@
-// The bounds of what clients may ask for. A bound that is hit is answered, not suffered.
+// The bounds of what clients and drivers may ask for. A bound that is hit is answered, not suffered.
 #ifndef DRIVERHOST_HTTP_LIMITS_H
 #define DRIVERHOST_HTTP_LIMITS_H
 
@@ -7,11 +7,13 @@
 
 namespace driverhost {
 
-/// The defaults are what the host runs with; tests choose smaller ones.
+/// The defaults are what the host runs with when its options say nothing else. A field has a row in
+/// LimitTable.cpp, which makes its option.
 struct Limits {
     std::size_t headBytes = 16 * 1024;          // 431 beyond
     std::size_t bodyBytes = 1024 * 1024;        // 413 beyond
     std::size_t stateBytes = 16 * 1024 * 1024;  // the same for a state document that is put back
+    std::size_t formFields = 10'000;            // 413 beyond
     std::size_t connections = 4096;             // 503 beyond
     std::size_t refusals = 64;                  // of those, answered at a time; closed beyond
 
@@ -26,6 +28,10 @@ struct Limits {
     std::size_t keptEvents = 4096;
     std::size_t keptEventBytes = 64 * 1024 * 1024;
     std::size_t readerQueue = 1024;  // events behind a write that does not end; dropped beyond
+
+    std::chrono::milliseconds heldTime{10'000};     // a call that takes longer holds the driver thread
+    std::chrono::milliseconds endTime{5'000};       // for answers under way when the host ends
+    std::chrono::milliseconds libraryTime{10'000};  // for a library to be tried; left out beyond
 };
 
 }  // namespace driverhost

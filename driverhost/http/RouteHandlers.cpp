@@ -70,7 +70,7 @@ Driver* Routes::FindRunning(const std::string& nameOrId, const Reply& reply) {
 void Routes::RunCommand(const Request& request, const Path& path, const Reply& reply) {
     Driver* driver = FindRunning(path[1], reply);
     if (!driver) return;
-    Form form = ParseForm(request);
+    Form form = ParseForm(request, served_.limits.formFields);
     if (form.status != 0) return reply(ErrorResponse(form.status, form.fault));
     const auto message = dv::CmdMessage::Create(path[3]);
     for (auto& [name, value] : form.fields)
@@ -161,7 +161,7 @@ void Routes::DeliverSystemEvent(const Request& request, const Path& path, const 
         return reply(
             ErrorResponse(400, "the event class '" + path[1] + "' is not a number; expected one like 11"));
     }
-    Form form = ParseForm(request);
+    Form form = ParseForm(request, served_.limits.formFields);
     if (form.status != 0) return reply(ErrorResponse(form.status, form.fault));
     const std::string faults = served_.drivers.Deliver(MakeEvent(*eventClass, std::move(form.fields)));
     ReplyStored(faults.empty() ? EmptyResponse() : ErrorResponse(500, faults), reply);

@@ -30,6 +30,16 @@ TEST(FormData, FieldsKeepTheirOrderAndRepeats) {
     EXPECT_THAT(Parse("b=1&a=2&b=3").fields, ElementsAre(Pair("b", "1"), Pair("a", "2"), Pair("b", "3")));
 }
 
+TEST(FormData, TooManyFieldsAreRefused) {
+    Request request;
+    request.contentType = "application/x-www-form-urlencoded";
+    request.body = "a&b&&c&";
+    EXPECT_EQ(ParseForm(request, 3).fields.size(), 3U) << "what is empty is no field";
+    const Form refused = ParseForm(request, 2);
+    EXPECT_EQ(refused.status, 413U);
+    EXPECT_EQ(refused.fault, "the form has too many fields; at most 2 are taken");
+}
+
 TEST(FormData, EscapesAndPlusAreDecodedInNamesAndValues) {
     EXPECT_THAT(Parse("a%26b=K%C3%BCche+1%2B1%3D2&n=%0A").fields,
                 ElementsAre(Pair("a&b", "Küche 1+1=2"), Pair("n", "\n")));

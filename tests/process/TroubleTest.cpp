@@ -101,12 +101,14 @@ TEST_F(TroubleTest, ADamagedStateIsPutAsideAndTheOneBeforeItUsed) {
 }
 
 TEST_F(TroubleTest, AHeldThreadIsAnsweredForByTheWatchdog) {
-    Start();
-    std::thread held([this] { EXPECT_EQ(Command("lamp", "hold", "milliseconds=13000"), "<success/>"); });
-    host_->WaitForLog(" 3 host driver lamp has held the driver thread in hold for 10 s");
+    Start({"--held-time", "300"});
+    const std::string letGo = folder_.Path() + "/let-go";
+    std::thread held([&] { EXPECT_EQ(Command("lamp", "holdUntil", "path=" + letGo), "<success/>"); });
+    host_->WaitForLog(" 3 host driver lamp has held the driver thread in holdUntil for ");
     const HttpAnswer answer = Ask("GET", "/drivers");
     EXPECT_EQ(answer.status, 503);
-    EXPECT_THAT(answer.body, HasSubstr("driver lamp has held the driver thread in hold for 1"));
+    EXPECT_THAT(answer.body, HasSubstr("driver lamp has held the driver thread in holdUntil for "));
+    folder_.Write("let-go", "");
     held.join();
     EXPECT_EQ(Ask("GET", "/drivers").status, 200);
     EXPECT_EQ(Stop(), 0);

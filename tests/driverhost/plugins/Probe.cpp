@@ -5,6 +5,7 @@
 // when it ends), noState (GetPersistState gives null).
 #include <boost/bind/bind.hpp>
 #include <chrono>
+#include <filesystem>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -73,6 +74,7 @@ public:
         Bind("throwNumber", &Probe::ThrowNumber, "");
         Bind("breakState", &Probe::BreakState, "GetPersistState throws from now on");
         Bind("hold", &Probe::Hold, "holds the driver thread (milliseconds)");
+        Bind("holdUntil", &Probe::HoldUntil, "holds the driver thread until there is a file (path)");
         Bind("event", &Probe::Event, "sends notifications (text, times)");
         Bind("post", &Probe::Post, "posts from another thread (value)");
         Bind("postLate", &Probe::PostLate, "posts work that is not run before the driver ends");
@@ -128,6 +130,12 @@ private:
 
     Reply Hold(const ICmdMessage& message) {
         std::this_thread::sleep_for(std::chrono::milliseconds(message.GetInt("milliseconds")));
+        return DvXML::CreateXmlNode("success", "");
+    }
+
+    Reply HoldUntil(const ICmdMessage& message) {
+        while (!std::filesystem::exists(message.GetString("path")))
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
         return DvXML::CreateXmlNode("success", "");
     }
 
