@@ -13,9 +13,11 @@
 #include "driverhost/http/Trust.h"
 #include "driverhost/plugins/DriverTable.h"
 #include "driverhost/plugins/InterfaceTable.h"
+#include "driverhost/plugins/LibraryTrial.h"
 #include "driverhost/runtime/DriverThread.h"
 #include "driverhost/runtime/HostLog.h"
 #include "driverhost/runtime/Metrics.h"
+#include "driverhost/runtime/ProcessSetup.h"
 #include "driverhost/runtime/ServiceManager.h"
 #include "driverhost/runtime/SystemEvents.h"
 #include "driverhost/runtime/Watchdog.h"
@@ -33,6 +35,12 @@ namespace {
 std::uint64_t FirstEventId() {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
+}
+
+// The time of CLOCK_MONOTONIC, which sd_notify(3) asks for.
+std::string MonotonicMicroseconds() {
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    return std::to_string(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
 }
 
 // The watchdog's answer in the place of the driver thread.
@@ -56,7 +64,11 @@ public:
     Impl(const Options& givenOptions, const Home& home);
 
     void Serve();
+    void AwaitSignals();
+    void OnSignal(int number);
     void BeginEnd();
+    void ReadHomeAgain();
+    void Apply(const Home& home);
 
     const Options& options;
     const Limits& limits;
@@ -77,6 +89,7 @@ public:
     Routes routes;
     std::optional<Server> server;
     std::optional<Watchdog> watchdog;
+    bool ending = false;
 };
 
 HostProcess::Impl::Impl(const Options& givenOptions, const Home& home)
@@ -87,8 +100,14 @@ HostProcess::Impl::Impl(const Options& givenOptions, const Home& home)
       store(files, options.stateFolder, [this](StateStore::Work work) { thread.Post(std::move(work)); }),
       keeper(thread, store, metrics),
       events(FirstEventId(), limits, [this](std::function<void()> work) { thread.Post(std::move(work)); }),
-      services{thread,  systemEvents, interfaces,
-               metrics, keeper,       [this](const std::string& element) { events.Publish(element); }},
+      services{
+          thread,
+          systemEvents,
+          interfaces,
+          metrics,
+          keeper,
+          [this](const std::string& element) { events.Publish(element); },
+          [this](const std::vector<std::string>& paths) { return TryLibraries(paths, limits.libraryTime); }},
       drivers(home, services),
       trust(options.listen, options.token, MachineName()),
       routes({drivers, keeper, events, metrics, trust, limits, [this] {
@@ -102,7 +121,9 @@ HostProcess::Impl::Impl(const Options& givenOptions, const Home& home)
 HostProcess::HostProcess(const Options& options, const Home& home)
     : impl_(std::make_unique<Impl>(options, home)) {}
 
-HostProcess::~HostProcess() = default;
+HostProcess::~HostProcess() {
+    IgnoreEndSignals();
+}
 
 void HostProcess::LoadLibraries() {
     impl_->drivers.LoadLibraries();
@@ -120,12 +141,25 @@ void HostProcess::Listen() {
 
 // A signal that comes while drivers start ends the host in order, too: as soon as it serves.
 void HostProcess::StartDrivers() {
-    impl_->signals.add(SIGTERM);
-    impl_->signals.add(SIGINT);
-    impl_->signals.async_wait([this](const boost::system::error_code& error, int) {
-        if (!error) impl_->BeginEnd();
-    });
+    for (const int number : {SIGTERM, SIGINT, SIGHUP})
+        impl_->signals.add(number);
+    impl_->AwaitSignals();
     impl_->drivers.StartAll();
+}
+
+void HostProcess::Impl::AwaitSignals() {
+    signals.async_wait([this](const boost::system::error_code& error, int number) {
+        if (error) return;
+        OnSignal(number);
+        AwaitSignals();
+    });
+}
+
+// While the host ends, a signal changes nothing any more.
+void HostProcess::Impl::OnSignal(int number) {
+    if (ending) return;
+    if (number == SIGHUP) return ReadHomeAgain();
+    BeginEnd();
 }
 
 void HostProcess::Serve() {
@@ -140,11 +174,34 @@ void HostProcess::Impl::Serve() {
 }
 
 void HostProcess::Impl::BeginEnd() {
+    ending = true;
     HostLog::Write(dv::LOG_LEVEL_INFO, kHostName, "host ends");
     manager.Notify("STOPPING=1");
     watchdog->LetGoOfSocket();
     server->Stop([this] { thread.Stop(); });
     thread.After(limits.endTime, [this] { thread.Stop(); });
+}
+
+// Whatever is wrong with the file or what it asks for, the home goes on as it was.
+void HostProcess::Impl::ReadHomeAgain() {
+    manager.Notify("RELOADING=1\nMONOTONIC_USEC=" + MonotonicMicroseconds());
+    try {
+        Apply(ReadHomeFile(options.home, options.pluginFolder));
+    } catch (const std::exception& error) {
+        HostLog::Write(dv::LOG_LEVEL_ERROR, kHostName,
+                       std::string("the home file was read again and nothing changed: ") + error.what());
+    }
+    manager.Notify("READY=1");
+}
+
+// What is new is stored under the library that writes it, so the old one's last document goes first.
+void HostProcess::Impl::Apply(const Home& home) {
+    const std::string summary = drivers.Retire(home);
+    for (const DriverEntry& entry : home.drivers)
+        if (!drivers.Holds(entry.name)) store.AddDriver(entry.name, entry.library);
+    NetworkInterfaces::Override(home.address);
+    drivers.Adopt(home);
+    HostLog::Write(dv::LOG_LEVEL_INFO, kHostName, "the home file was read again: " + summary);
 }
 
 bool HostProcess::StopDrivers() {

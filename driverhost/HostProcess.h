@@ -26,7 +26,7 @@ public:
     void Listen();
     /// Drivers that do not start are logged.
     void StartDrivers();
-    /// Until SIGTERM or SIGINT.
+    /// Until SIGTERM or SIGINT. On SIGHUP the home file is read again.
     void Serve();
     /// Stores the states and ends the drivers. False when a state could not be stored.
     bool StopDrivers();

@@ -24,6 +24,8 @@ struct DriverEntry {
     std::string library;      // without folder and ending
     std::string libraryPath;  // where it lies
     std::string config;       // the element as XML text; "<config/>" when there is none
+
+    bool operator==(const DriverEntry&) const = default;
 };
 
 struct Home {

@@ -86,6 +86,7 @@ void Routes::ListDrivers(const Request&, const Path&, const Reply& reply) {
         element->NodeAddNamedValue("name", driver->Name());
         element->NodeAddNamedValue("library", driver->Entry().library);
         element->NodeAddNamedValue("status", driver->IsRunning() ? "running" : "failed");
+        if (!driver->IsRunning()) element->NodeAddNamedValue("failure", driver->Failure());
         list->NodeAddChild(element.get());
     }
     reply(XmlResponse(list->NodeToText()));
@@ -177,7 +178,14 @@ void Routes::FollowEvents(const Request& request, const Path&, const Reply& repl
 
 void Routes::TellHealth(const Request&, const Path&, const Reply& reply) {
     const std::string trouble = served_.keeper.Trouble();
-    reply(trouble.empty() ? XmlResponse("<health>ok</health>") : ErrorResponse(503, trouble));
+    if (!trouble.empty()) return reply(ErrorResponse(503, trouble));
+    const auto health = DvXML::CreateXmlNode("health", "ok");
+    for (const auto& driver : served_.drivers.All()) {
+        if (driver->IsRunning()) continue;
+        health->NodeAddNamedValue("warning",
+                                  "driver " + driver->Name() + " does not run: " + driver->Failure());
+    }
+    reply(XmlResponse(health->NodeToText()));
 }
 
 void Routes::TellMetrics(const Request&, const Path&, const Reply& reply) {

@@ -42,6 +42,7 @@ void Driver::LoadState() {
 }
 
 bool Driver::Start() {
+    if (!library_) return false;
     std::string fault = Create();
     if (fault.empty()) fault = Initialize();
     if (!fault.empty()) {

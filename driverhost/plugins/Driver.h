@@ -43,7 +43,8 @@ public:
     void LoadState();
 
     /// Creates the instance and initialises it with the loaded state. False, with everything
-    /// undone and the failure logged and kept, when the driver does not start.
+    /// undone and the failure logged and kept, when the driver does not start; also without a
+    /// library, whose failure is kept already.
     bool Start();
 
     /// OnDestroy, destruction, everything withdrawn. The state must have been stored before.

@@ -38,7 +38,7 @@ public:
 
     // Starting: the first two start nothing and undo what they did when they throw.
 
-    /// Throws PluginError.
+    /// A library that crashes or hangs leaves its drivers out, which is logged. Throws PluginError.
     void LoadLibraries();
     /// Throws FileError.
     void LoadStates();
@@ -48,6 +48,17 @@ public:
     /// Agents first, each state stored before its driver's OnDestroy; then the others, the last
     /// one started first. False when a state could not be stored.
     bool StopAll();
+
+    // A home file that was read again, in two steps. What stands in it as before is left alone.
+
+    /// Ends and takes away the drivers that are not in it any more, or changed; a line that tells what
+    /// becomes of which. Throws, and has ended nothing, when a library that is needed does not fit
+    /// or a state cannot be stored.
+    std::string Retire(const Home& home);
+    /// Loads and starts those that are new, in file order; what is changed is new here.
+    void Adopt(const Home& home);
+    /// True when there is a driver of that name.
+    bool Holds(std::string_view name) const;
 
     /// Null when there is none of that name or, failing that, id.
     Driver* Find(std::string_view nameOrId);
@@ -68,6 +79,13 @@ public:
 
 private:
     RestartResult StartAnew(Driver& driver);
+    RestartResult LoadAndStart(Driver& driver);
+    LibraryFaults TryLibraries(const std::vector<std::string>& paths) const;
+    std::string TryLibrary(const Driver& driver) const;
+    void CheckLibraries(const std::vector<DriverEntry>& entries) const;
+    void FlushAll(const std::vector<Driver*>& drivers);
+    void TakeAway(Driver& driver);
+    std::unique_ptr<Driver> TakeOut(std::string_view name);
     Driver* FindInstance(const void* instance);
     std::vector<Driver*> OrderOfEnding();
     bool StopStored(Driver& driver);
@@ -75,6 +93,7 @@ private:
 
     HostServices& services_;
     std::vector<std::unique_ptr<Driver>> drivers_;
+    std::vector<std::unique_ptr<Driver>> retired_;  // the state keeper's records know them for good
 };
 
 }  // namespace driverhost

@@ -4,6 +4,9 @@
 
 #include <functional>
 #include <string>
+#include <vector>
+
+#include "driverhost/plugins/LibraryTrial.h"
 
 namespace driverhost {
 
@@ -22,6 +25,8 @@ struct HostServices {
     StateKeeper& keeper;
     /// Takes one notification for user interfaces, as XML text. Calls nobody back.
     std::function<void(std::string element)> sendToUi;
+    /// Has libraries tried before they are loaded; when empty they are loaded untried.
+    std::function<LibraryFaults(const std::vector<std::string>& paths)> tryLibraries = {};
 };
 
 }  // namespace driverhost

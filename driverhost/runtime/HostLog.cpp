@@ -1,13 +1,18 @@
 #include "driverhost/runtime/HostLog.h"
 
+#include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <climits>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <mutex>
 
 #include "host/glue/Log.h"
 
@@ -29,15 +34,63 @@ std::string UtcTime(std::chrono::system_clock::time_point time) {
     return std::string(date.data()) + millis.data();
 }
 
-// One write a line, so that lines of several threads do not mix.
-void WriteLine(std::string_view line) {
-    while (!line.empty()) {
-        const ssize_t written = write(STDERR_FILENO, line.data(), line.size());
-        if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) return;  // standard error is gone: there is nowhere left to say so
-        line.remove_prefix(static_cast<std::size_t>(written));
+constexpr std::size_t kPieceBytes = PIPE_BUF;  // what a pipe that is writable takes at once
+constexpr int kPatience = 100;                 // in milliseconds, with a reader that stands still
+
+// Lines of several threads do not mix, and a reader of standard error that stands still holds
+// nobody: what it leaves no room for is lost, and counted.
+class Output {
+public:
+    void Write(std::string_view line) {
+        const std::lock_guard lock(mutex_);
+        if (lost_ > 0 && !TellLost()) {
+            ++lost_;
+        } else if (!Put(line)) {
+            lost_ = 1;
+        }
     }
-}
+
+    void WriteInNeed(std::string_view line) noexcept {
+        const std::lock_guard lock(mutex_);
+        static_cast<void>(Put(line));  // there is no memory to count it either
+    }
+
+private:
+    bool TellLost() {
+        const std::string line =
+            FormatLogLine(lineForm, std::chrono::system_clock::now(), dv::LOG_LEVEL_ERROR, kHostName,
+                          std::to_string(lost_) + " log lines were lost: nobody read standard error");
+        if (!Put((cut_ ? "\n" : "") + line + "\n")) return false;
+        lost_ = 0;
+        return true;
+    }
+
+    // False when there was no room for all of it.
+    bool Put(std::string_view text) noexcept {
+        while (!text.empty()) {
+            if (!HasRoom()) return false;
+            const ssize_t written = write(STDERR_FILENO, text.data(), std::min(text.size(), kPieceBytes));
+            if (written < 0 && errno == EINTR) continue;
+            if (written < 0 && errno == EAGAIN) return false;
+            if (written <= 0) return true;  // standard error is gone: there is nowhere left to say so
+            text.remove_prefix(static_cast<std::size_t>(written));
+            cut_ = !text.empty();
+        }
+        return true;
+    }
+
+    // Only the first line that finds no room waits for some.
+    bool HasRoom() const noexcept {
+        pollfd entry{STDERR_FILENO, POLLOUT, 0};
+        return poll(&entry, 1, lost_ > 0 ? 0 : kPatience) > 0;
+    }
+
+    std::mutex mutex_;
+    std::uint64_t lost_ = 0;
+    bool cut_ = false;  // the last line was not written to its end
+};
+
+Output output;
 
 }  // namespace
 
@@ -62,9 +115,9 @@ void HostLog::Start(unsigned int level, LogForm form) {
 void HostLog::Write(unsigned int level, std::string_view name, std::string_view text) noexcept {
     if (level > highestLevel) return;
     try {
-        WriteLine(FormatLogLine(lineForm, std::chrono::system_clock::now(), level, name, text) + "\n");
+        output.Write(FormatLogLine(lineForm, std::chrono::system_clock::now(), level, name, text) + "\n");
     } catch (const std::exception&) {
-        WriteLine("3 host a log line was lost: out of memory\n");
+        output.WriteInNeed("3 host a log line was lost: out of memory\n");
     }
 }
 

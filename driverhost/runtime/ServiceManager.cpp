@@ -1,6 +1,7 @@
 #include "driverhost/runtime/ServiceManager.h"
 
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -14,6 +15,8 @@
 
 namespace driverhost {
 namespace {
+
+constexpr timeval kPatience{1, 0};  // with a manager that does not read
 
 std::string FromEnvironment(const char* name) {
     const char* value = std::getenv(name);
@@ -38,6 +41,7 @@ void ServiceManager::Notify(std::string_view state) const {
     if (socketName_.front() == '@') address.sun_path[0] = '\0';  // a name outside the file system
     const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + socketName_.size());
     const FileDescriptor socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    setsockopt(socket.Get(), SOL_SOCKET, SO_SNDTIMEO, &kPatience, sizeof kPatience);
     const ssize_t sent = sendto(socket.Get(), state.data(), state.size(), MSG_NOSIGNAL,
                                 reinterpret_cast<const sockaddr*>(&address), length);
     if (sent < 0)

@@ -21,10 +21,6 @@ StateStore::~StateStore() {
     thread_.join();
 }
 
-void StateStore::AddDriver(const std::string& driver, const std::string& library) {
-    folders_.try_emplace(driver, files_, root_, driver, library);
-}
-
 template <class Job>
 auto StateStore::RunAndWait(Job job) {
     // Shared with the job, which still holds it when the result wakes the waiting thread.
@@ -32,6 +28,13 @@ auto StateStore::RunAndWait(Job job) {
     auto result = task->get_future();
     Enqueue([task] { (*task)(); });
     return result.get();
+}
+
+void StateStore::AddDriver(const std::string& driver, const std::string& library) {
+    RunAndWait([&] {
+        folders_.erase(driver);
+        folders_.try_emplace(driver, files_, root_, driver, library);
+    });
 }
 
 std::optional<std::string> StateStore::Load(const std::string& driver, StateFolder::Check check) {

@@ -35,7 +35,7 @@ public:
     /// Finishes what was begun; completions are posted still.
     ~StateStore();
 
-    /// Makes the driver known, with the library that its documents must come from.
+    /// Makes the driver known, with the library that its documents must come from from now on.
     void AddDriver(const std::string& driver, const std::string& library);
 
     /// The newest good document. Waits for it. Throws FileError.
@@ -57,7 +57,7 @@ private:
     FileSystem& files_;
     const std::string root_;
     const std::function<void(Work)> post_;
-    std::map<std::string, StateFolder> folders_;  // fixed before the first job; then [store thread]
+    std::map<std::string, StateFolder> folders_;  // [store thread]
 
     std::mutex mutex_;
     std::condition_variable wake_;

@@ -110,7 +110,8 @@ TEST_F(RoutesTest, DriversAreListedWithTheirStatus) {
     EXPECT_EQ(Ask("GET", "/drivers").body,
               "<drivers><driver><id>1</id><name>lamp</name><library>probe</library><status>running</status></"
               "driver>"
-              "<driver><id>2</id><name>a&lt;b</name><library>probe</library><status>failed</status></driver>"
+              "<driver><id>2</id><name>a&lt;b</name><library>probe</library><status>failed</status>"
+              "<failure>driver a&lt;b threw in Initialize: not today</failure></driver>"
               "</drivers>");
 }
 

@@ -1,6 +1,7 @@
 // A driver that does on command what drivers may do to a host, well and badly.
 //
-// config: fails (Initialize throws, or answers -7: "throw", "answer"), publishes (an interface id),
+// config: fails (Initialize throws, or answers -7; OnDestroy throws, or takes half a second: "throw",
+// "answer", "throwAtEnd", "slowAtEnd"), publishes (an interface id),
 // answers (an interface id that QueryInterface answers), heavy (keeps listeners and interfaces
 // when it ends), noState (GetPersistState gives null).
 #include <boost/bind/bind.hpp>
@@ -38,6 +39,7 @@ public:
     long Initialize(unsigned long id, DvXML::INode& config, DvXML::INode* savedState) override {
         DvBaseDriver::Initialize(id, config, savedState);
         const std::string_view fails = config.NodeGetNamedValue("fails");
+        atEnd_ = fails;
         published_ = config.NodeGetNamedValue("publishes");
         answered_ = config.NodeGetNamedValue("answers");
         keepsState_ = config.NodeGetNamedValue("noState").empty();
@@ -53,6 +55,8 @@ public:
         value_ = "never to be stored";
         DmInvalidateState();
         if (worker_.joinable()) worker_.join();
+        if (atEnd_ == "slowAtEnd") std::this_thread::sleep_for(std::chrono::milliseconds(500));
+        if (atEnd_ == "throwAtEnd") throw std::runtime_error("will not end");
     }
 
     Reply GetPersistState(unsigned long) override {
@@ -199,6 +203,7 @@ private:
     std::string heard_;
     std::string published_;
     std::string answered_;
+    std::string atEnd_;
     bool keepsState_ = true;
     bool stateThrows_ = false;
     std::thread worker_;

@@ -40,7 +40,7 @@ std::vector<std::string> ProcessFixture::Arguments(const std::vector<std::string
 std::unique_ptr<HostProgram> ProcessFixture::Launch(const std::vector<std::string>& arguments) {
     host_.reset();
     return std::make_unique<HostProgram>(arguments, environment_,
-                                         folder_.Path() + "/log" + std::to_string(++starts_));
+                                         folder_.Path() + "/log" + std::to_string(++starts_), shell_);
 }
 
 void ProcessFixture::Start(const std::vector<std::string>& more) {
@@ -50,6 +50,15 @@ void ProcessFixture::Start(const std::vector<std::string>& more) {
     }
     host_ = Launch(arguments);
     port_ = host_->WaitUntilServing();
+}
+
+void ProcessFixture::StartSilent(const std::vector<std::string>& more) {
+    std::vector<std::string> arguments = Arguments(more);
+    arguments.insert(arguments.end(), {"--listen", "127.0.0.1:0"});
+    host_ = Launch(arguments);
+    port_ = host_->WaitUntilListening();
+    while (AskOnce(port_, "GET", "/health").status != 200) {
+    }
 }
 
 int ProcessFixture::Run(const std::vector<std::string>& arguments) {

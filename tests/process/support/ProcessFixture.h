@@ -28,6 +28,8 @@ protected:
     std::vector<std::string> Arguments(const std::vector<std::string>& more = {}) const;
     /// Starts the host and waits until it serves.
     void Start(const std::vector<std::string>& more = {});
+    /// The same for a host whose standard error is not its log.
+    void StartSilent(const std::vector<std::string>& more = {});
     /// Starts it with these arguments and waits for its end.
     int Run(const std::vector<std::string>& arguments);
     /// No time for anything: SIGKILL.
@@ -50,6 +52,7 @@ protected:
     TemporaryFolder folder_;
     std::string plugins_;
     std::map<std::string, std::string> environment_;
+    std::string shell_;  // see HostProgram
     std::unique_ptr<HostProgram> host_;
     unsigned short port_ = 0;
 

@@ -1,0 +1,145 @@
+// Drivers that fail before, while and after they run: each is named, and the home goes on.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+
+#include "tests/process/support/ProcessFixture.h"
+
+namespace driverhost {
+namespace {
+
+using testing::HasSubstr;
+
+class LibraryTest : public ProcessFixture {
+protected:
+    LibraryTest() { plugins_ = TEST_PLUGINS; }
+
+    /// Starts a home of a lamp and of a driver "bad" of that library, which must not run.
+    void ExpectLeftOut(const std::string& library, const std::string& reason,
+                       const std::vector<std::string>& options = {}) {
+        WriteHome(Driver(1, "bad", library) + Driver(2, "lamp", "probe"));
+        Start(options);
+        EXPECT_THAT(Log(), HasSubstr(" 3 host driver bad (" + library + ") does not run: " + reason + "\n"));
+        EXPECT_THAT(Ask("GET", "/drivers").body, HasSubstr("<status>failed</status><failure>" + reason));
+        const HttpAnswer health = Ask("GET", "/health");
+        EXPECT_EQ(health.status, 200);
+        EXPECT_THAT(health.body, HasSubstr("<warning>driver bad does not run: " + reason + "</warning>"));
+        EXPECT_EQ(Ask("POST", "/drivers/bad/commands/x").status, 503);
+        EXPECT_EQ(Command("lamp", "count"), "<count>1</count>");
+        EXPECT_EQ(Stop(), 0);
+    }
+
+    /// Puts one of the test plug-ins in the place of the library "mine".
+    void PutLibrary(const std::string& plugin) {
+        const std::string path = plugins_ + "/mine.so";
+        std::filesystem::remove(path);
+        std::filesystem::copy_file(std::string(TEST_PLUGINS) + "/" + plugin + ".so", path);
+    }
+};
+
+TEST_F(LibraryTest, ThatCrashesWhileItIsLoadedIsLeftOut) {
+    const std::string crash = "its library ends the process that loads it: Segmentation fault";
+    ExpectLeftOut("crash_at_load", crash);
+    ExpectLeftOut("crash_in_entry", crash);
+    ExpectLeftOut("crash_at_unload", crash);
+}
+
+TEST_F(LibraryTest, ThatEndsTheProcessIsLeftOut) {
+    ExpectLeftOut("exit_at_load", "its library ends the process that loads it: exit status 0");
+}
+
+TEST_F(LibraryTest, ThatThrowsFromItsEntryIsLeftOut) {
+    ExpectLeftOut("throw_in_entry", "its library throws while it is loaded");
+}
+
+TEST_F(LibraryTest, ThatThrowsWhileItIsLoadedIsLeftOut) {
+    WriteHome(Driver(1, "bad", "throw_at_load") + Driver(2, "lamp", "probe"));
+    Start();
+    EXPECT_THAT(Log(), HasSubstr(" 3 host driver bad (throw_at_load) does not run: its library "));
+    EXPECT_EQ(Command("lamp", "count"), "<count>1</count>");
+}
+
+TEST_F(LibraryTest, ThatHangsWhileItIsLoadedIsLeftOutAfterItsTime) {
+    ExpectLeftOut("hang_at_load", "its library was not loaded within 1000 ms (--library-time)",
+                  {"--library-time", "1000"});
+}
+
+TEST_F(LibraryTest, IsTriedBeforeARestartToo) {
+    plugins_ = folder_.Path() + "/plugins";
+    std::filesystem::create_directory(plugins_);
+    PutLibrary("probe");
+    WriteHome(Driver(1, "lamp", "mine"));
+    Start();
+    Command("lamp", "setQuietly", "value=dim");
+    PutLibrary("crash_at_load");
+    const HttpAnswer refused = Ask("POST", "/drivers/lamp/restart");
+    EXPECT_EQ(refused.status, 500);
+    EXPECT_THAT(refused.body, HasSubstr("driver lamp goes on as before: its library ends the process"));
+    EXPECT_THAT(Command("lamp", "get"), HasSubstr("<value>dim</value>"));
+    PutLibrary("probe");
+    EXPECT_EQ(Ask("POST", "/drivers/lamp/restart").status, 204);
+    EXPECT_THAT(Command("lamp", "get"), HasSubstr("<value>dim</value>"));
+}
+
+TEST_F(LibraryTest, ThatWasLeftOutRunsOnceItIsMended) {
+    plugins_ = folder_.Path() + "/plugins";
+    std::filesystem::create_directory(plugins_);
+    PutLibrary("crash_at_load");
+    WriteHome(Driver(1, "lamp", "mine"));
+    Start();
+    const HttpAnswer refused = Ask("POST", "/drivers/lamp/restart");
+    EXPECT_EQ(refused.status, 500);
+    EXPECT_THAT(refused.body, HasSubstr("driver lamp does not run: its library ends the process"));
+    PutLibrary("probe");
+    EXPECT_EQ(Ask("POST", "/drivers/lamp/restart").status, 204);
+    EXPECT_EQ(Command("lamp", "count"), "<count>1</count>");
+    EXPECT_EQ(Ask("GET", "/health").body, "<health>ok</health>");
+}
+
+TEST_F(LibraryTest, ADriverThatThrowsAtItsEndKeepsNoOtherFromTheirs) {
+    WriteHome(Driver(1, "lamp", "probe", "<fails>throwAtEnd</fails>") + Driver(2, "shutter", "probe"));
+    Start();
+    Command("lamp", "setQuietly", "value=dim");
+    EXPECT_EQ(Ask("POST", "/drivers/lamp/restart").status, 204);
+    EXPECT_THAT(Command("lamp", "get"), HasSubstr("<value>dim</value>"));
+    Command("shutter", "setQuietly", "value=down");
+    EXPECT_EQ(Stop(), 0);
+    EXPECT_THAT(Log(), HasSubstr(" 3 lamp driver lamp threw in OnDestroy: will not end\n"));
+    EXPECT_THAT(ReadFile("state/shutter/0000000001.xml"), HasSubstr("<value>down</value>"));
+}
+
+TEST_F(LibraryTest, ADriverIsNamedWhereverItThrows) {
+    WriteHome(Driver(1, "factory", "factory_throws") + Driver(2, "start", "probe", "<fails>throw</fails>") +
+              Driver(3, "lamp", "probe"));
+    Start();
+    const std::string health = Ask("GET", "/health").body;
+    EXPECT_THAT(health,
+                HasSubstr("driver factory does not run: driver factory threw in its creation: no parts"));
+    EXPECT_THAT(health, HasSubstr("driver start does not run: driver start threw in Initialize: not today"));
+    EXPECT_THAT(Ask("POST", "/drivers/lamp/commands/throw").body, HasSubstr("driver lamp threw in throw"));
+    EXPECT_EQ(Command("lamp", "count"), "<count>1</count>");
+    EXPECT_EQ(Stop(), 0);
+}
+
+TEST_F(LibraryTest, OfTheAgentStartsItsCountersAnew) {
+    plugins_ = PLUGINS;
+    WriteHome(Driver(1, "agent", "intercom_agent") +
+              Driver(101, "door", "panel", "<key>door</key><name>Door</name>"));
+    Start();
+    const auto idOfUser = [this](const std::string& key) {
+        EXPECT_EQ(Command("agent", "addUser", "key=" + key), "<success/>");
+        const std::string user = Command("agent", "getUser", "key=" + key);
+        return user.substr(0, user.find("</id>"));
+    };
+    const std::string first = idOfUser("one");
+    EXPECT_NE(idOfUser("two"), first);
+    EXPECT_EQ(Ask("POST", "/drivers/door/restart").status, 204);
+    EXPECT_EQ(Ask("POST", "/drivers/agent/restart").status, 204);
+    EXPECT_EQ(idOfUser("three"), first) << "the library was unloaded";
+    EXPECT_THAT(Command("agent", "getDeviceList"), HasSubstr("<id>101</id>"));
+}
+
+}  // namespace
+}  // namespace driverhost
