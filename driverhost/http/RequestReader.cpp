@@ -3,6 +3,7 @@
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/string_body.hpp>
+#include <limits>
 #include <optional>
 #include <utility>
 
@@ -13,6 +14,7 @@ namespace beast = boost::beast;
 namespace http = boost::beast::http;
 
 constexpr std::size_t kReadBytes = 16 * 1024;
+constexpr unsigned int kFirstChunkedVersion = 11;  // HTTP/1.1
 
 std::string_view View(beast::string_view text) {
     return {text.data(), text.size()};
@@ -34,7 +36,7 @@ struct RequestReader::Parser {
         message.emplace();
         message->header_limit(static_cast<std::uint32_t>(headBytes));
         bodyBytes = largestBody;
-        message->body_limit(bodyBytes);
+        message->body_limit(std::numeric_limits<std::uint64_t>::max());  // whose it is tells the head
     }
 
     // True when a part was understood; else `error` is set, or more bytes are needed.
@@ -55,17 +57,24 @@ struct RequestReader::Parser {
 
     Progress FailByError() {
         if (IsOversizedHead(error)) return FailHead();
-        if (error == http::error::body_limit) {
-            return Fail(413,
-                        "the body is too large; at most " + std::to_string(bodyBytes) + " bytes are taken");
-        }
+        if (error == http::error::body_limit) return FailBody();
         return Fail(400, "malformed request: " + error.message());
+    }
+
+    Progress FailBody() {
+        return Fail(413, "the body is too large; at most " + std::to_string(bodyBytes) + " bytes are taken");
     }
 
     Progress FailHead() {
         return Fail(431, "the head is too large; at most " + std::to_string(headBytes) + " bytes are taken");
     }
 
+    bool IsTooLong() const {
+        const auto length = message->content_length();
+        return length && *length > bodyBytes;
+    }
+
+    std::string FramingFault() const;
     Progress AdvanceHead();
     Progress AdvanceBody();
     void FillRequest();
@@ -97,15 +106,31 @@ RequestReader::Progress RequestReader::Parser::AdvanceHead() {
         return understood + buffer.size() > headBytes ? FailHead() : Progress::NeedHead;
     }
     if (understood > headBytes) return FailHead();
-    if (message->get().count(http::field::transfer_encoding) > 0 && !message->chunked()) {
-        return Fail(400, "no transfer encoding but chunked is understood");
-    }
+    if (const std::string fault = FramingFault(); !fault.empty()) return Fail(400, fault);
+    message->body_limit(bodyBytes);
     headDone = true;
     FillRequest();
     return Progress::HeadDone;
 }
 
+// Where a request ends must not be a matter of opinion: what another server on the way may
+// understand otherwise would let a second request hide in the first one's body.
+std::string RequestReader::Parser::FramingFault() const {
+    const auto& head = message->get();
+    if (head.count(http::field::content_length) > 1 ||
+        head[http::field::content_length].find(',') != beast::string_view::npos) {
+        return "Content-Length stands there more than once; send it once";
+    }
+    const std::size_t encodings = head.count(http::field::transfer_encoding);
+    if (encodings == 0) return {};
+    if (encodings > 1 || !beast::iequals(head[http::field::transfer_encoding], "chunked")) {
+        return "no transfer encoding but chunked is understood";
+    }
+    return head.version() < kFirstChunkedVersion ? "HTTP/1.0 knows no transfer encoding" : std::string();
+}
+
 RequestReader::Progress RequestReader::Parser::AdvanceBody() {
+    if (IsTooLong()) return FailBody();
     while (!message->is_done()) {
         if (Put()) continue;
         if (error) return FailByError();
@@ -166,10 +191,8 @@ bool RequestReader::ExpectsContinue() const {
 bool RequestReader::LimitBody(std::size_t bytes) {
     parser_->bodyBytes = bytes;
     parser_->message->body_limit(bytes);
-    const auto length = parser_->message->content_length();
-    if (!length || *length <= bytes) return true;
-    parser_->error = http::error::body_limit;
-    parser_->FailByError();
+    if (!parser_->IsTooLong()) return true;
+    parser_->FailBody();
     return false;
 }
 

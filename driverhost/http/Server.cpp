@@ -1,6 +1,7 @@
 #include "driverhost/http/Server.h"
 
 #include <fcntl.h>
+#include <malloc.h>
 
 #include <boost/asio/ip/tcp.hpp>
 #include <optional>
@@ -19,7 +20,7 @@ namespace asio = boost::asio;
 using asio::ip::tcp;
 using ErrorCode = boost::system::error_code;
 
-constexpr std::chrono::milliseconds kAcceptPause{1000};  // when the process has no descriptor left
+constexpr std::chrono::milliseconds kAcceptPause{1000};  // when the system cannot give one more
 
 // Programs that drivers start must not inherit connections.
 void CloseOnExec(int socket) {
@@ -94,8 +95,8 @@ void Server::Impl::OnAccepted(const ErrorCode& error, tcp::socket socket) {
         Admit(std::move(socket));
         return Accept();
     }
-    if (error != asio::error::no_descriptors) return Accept();  // that one connection broke off
-    HostLog::Write(dv::LOG_LEVEL_ERROR, kHostName, "no file descriptor is left for a new connection");
+    if (error == asio::error::connection_aborted) return Accept();  // that one broke off
+    HostLog::Write(dv::LOG_LEVEL_ERROR, kHostName, "cannot accept connections: " + error.message());
     thread_.After(kAcceptPause, [this] {
         if (acceptor.is_open()) Accept();
     });
@@ -117,6 +118,8 @@ void Server::Impl::Tick() {
     const Clock::time_point now = Clock::now();
     for (const auto& session : std::vector(sessions.begin(), sessions.end()))
         session->Tick(now);
+    // What was built of it lies in the heap in many small pieces, which are free and stay.
+    if (std::exchange(context_->hadLargeRequest, false)) malloc_trim(0);
     thread_.After(limits_.tick, [this] { Tick(); });
 }
 

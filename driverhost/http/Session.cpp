@@ -15,6 +15,7 @@ namespace asio = boost::asio;
 using ErrorCode = boost::system::error_code;
 
 constexpr std::size_t kStreamBytes = 64 * 1024;  // of events in one write
+constexpr std::size_t kLargeBody = 64 * 1024;
 constexpr std::chrono::hours kNoLimit{24 * 365};
 constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
 
@@ -113,6 +114,7 @@ void Session::Continue() {
 }
 
 void Session::Answer() {
+    if (reader_.Get().body.size() > kLargeBody) context_.hadLargeRequest = true;
     Enter(Phase::Answering, kNoLimit);
     context_.routes.Answer(reader_.Get(), [self = shared_from_this()](Response response) {
         if (self->phase_ != Phase::Answering) return;

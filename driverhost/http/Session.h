@@ -25,6 +25,7 @@ struct SessionContext {
     Metrics& metrics;
     const Limits& limits;
     std::function<void(Session& session)> closed;  // told once
+    bool hadLargeRequest = false;                  // since somebody looked
 };
 
 /// All operations: [driver thread]

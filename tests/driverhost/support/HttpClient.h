@@ -24,6 +24,8 @@ public:
 
     /// What the other side does not take is left: what it said can be read still.
     void Send(std::string_view bytes);
+    /// Breaks the connection off.
+    void Reset() { connection_.Reset(); }
     HttpAnswer ReadAnswer();
     /// Everything up to and with `mark`.
     std::string ReadUntil(std::string_view mark);

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 
 namespace driverhost {
 
@@ -84,6 +85,21 @@ HttpAnswer ProcessFixture::Ask(const std::string& method, const std::string& tar
 std::string ProcessFixture::Command(const std::string& driver, const std::string& command,
                                     const std::string& form) const {
     return Ask("POST", "/drivers/" + driver + "/commands/" + command, form).body;
+}
+
+std::string ProcessFixture::AllPlugins() const {
+    const std::filesystem::path all = folder_.Path() + "/plugins";
+    std::filesystem::create_directory(all);
+    for (const char* folder : {PLUGINS, TEST_PLUGINS})
+        for (const auto& file : std::filesystem::directory_iterator(folder))
+            std::filesystem::create_symlink(file.path(), all / file.path().filename());
+    return all.string();
+}
+
+int ProcessFixture::Metric(const std::string& name) const {
+    const std::string text = Ask("GET", "/metrics").body;
+    const std::size_t found = text.find("\n" + name + " ");
+    return found == std::string::npos ? -1 : std::stoi(text.substr(found + name.size() + 2));
 }
 
 std::string ProcessFixture::Log() const {

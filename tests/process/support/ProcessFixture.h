@@ -43,6 +43,11 @@ protected:
     std::string Command(const std::string& driver, const std::string& command,
                         const std::string& form = "") const;
 
+    /// A folder with all plug-ins, those of the tests too.
+    std::string AllPlugins() const;
+    /// The value of a metric without labels.
+    int Metric(const std::string& name) const;
+
     std::string StateFolder() const { return folder_.Path() + "/state"; }
     std::string Log() const;
     /// What the system manager was asked so far, a line each.

@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -12,6 +13,7 @@
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
+#include <utility>
 
 namespace test {
 
@@ -83,10 +85,12 @@ Connection::Connection(int port) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_
         errno = why;
         Fail("connect to port " + std::to_string(port));
     }
+    const int yes = 1;  // what is sent in pieces arrives in pieces
+    ::setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
 }
 
 Connection::~Connection() {
-    ::close(socket_);
+    if (socket_ >= 0) ::close(socket_);
 }
 
 void Connection::Send(std::string_view bytes) {
@@ -95,6 +99,13 @@ void Connection::Send(std::string_view bytes) {
         if (sent < 0) Fail("send");
         bytes.remove_prefix(static_cast<std::size_t>(sent));
     }
+}
+
+void Connection::Reset() {
+    const linger atOnce{1, 0};
+    ::setsockopt(socket_, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+    ::close(std::exchange(socket_, -1));
+    ended_ = true;
 }
 
 std::string Connection::Receive(std::chrono::milliseconds most) {

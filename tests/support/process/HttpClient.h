@@ -42,6 +42,9 @@ public:
 
     void Send(std::string_view bytes);
 
+    /// Ends the connection at once, and the other side hears of it as an error.
+    void Reset();
+
     /// What comes next, at most for so long; empty when nothing came. Sets Ended at the end.
     std::string Receive(std::chrono::milliseconds most);
     bool Ended() const { return ended_; }
