@@ -1,8 +1,8 @@
 #include "driverhost/http/EventStream.h"
 
-#include <algorithm>
 #include <charconv>
 #include <utility>
+#include <vector>
 
 namespace driverhost {
 namespace {
@@ -39,9 +39,9 @@ void EventStream::WakeReaders() {
     if (readers_.empty() || std::exchange(waking_, true)) return;
     post_([this] {
         waking_ = false;
-        const std::vector<EventReader*> walked = readers_;
+        const std::vector<EventReader*> walked(readers_.begin(), readers_.end());
         for (EventReader* reader : walked)
-            if (std::find(readers_.begin(), readers_.end(), reader) != readers_.end()) reader->OnEvents();
+            if (readers_.contains(reader)) reader->OnEvents();
     });
 }
 

@@ -11,7 +11,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
+#include <unordered_set>
 
 #include "driverhost/http/Limits.h"
 #include "driverhost/http/Message.h"
@@ -50,8 +50,8 @@ public:
     std::uint64_t NextId() const { return nextId_; }
 
     /// The reader must be taken away before it goes.
-    void AddReader(EventReader& reader) { readers_.push_back(&reader); }
-    void RemoveReader(EventReader& reader) { std::erase(readers_, &reader); }
+    void AddReader(EventReader& reader) { readers_.insert(&reader); }
+    void RemoveReader(EventReader& reader) { readers_.erase(&reader); }
     std::size_t Readers() const { return readers_.size(); }
 
 private:
@@ -65,7 +65,7 @@ private:
     std::deque<std::string> kept_;  // ready to be sent, the newest last
     std::size_t keptBytes_ = 0;
     std::uint64_t nextId_;
-    std::vector<EventReader*> readers_;  // not owned
+    std::unordered_set<EventReader*> readers_;  // not owned
     bool waking_ = false;
 };
 
