@@ -29,6 +29,8 @@ constexpr char kHelpHead[] =
 constexpr char kHelpTail[] =
     "\nDefault state folder: $STATE_DIRECTORY, else $XDG_STATE_HOME/driverhost,\n"
     "else $HOME/.local/state/driverhost.\n"
+    "\nSignals: SIGTERM and SIGINT end the host in order, SIGHUP reads the home file\n"
+    "again.\n"
     "\nExit status:\n"
     "  0  ended in order, on SIGTERM or SIGINT\n"
     "  1  could not start (address in use, state folder unusable or in use by\n"

@@ -173,6 +173,34 @@ TEST_F(RequestReaderTest, AnotherTransferEncodingFails) {
     EXPECT_EQ(FailureOf("POST / HTTP/1.1\r\nTransfer-Encoding: gzip\r\n\r\n"), 400U);
 }
 
+TEST_F(RequestReaderTest, ALengthStandsOnce) {
+    EXPECT_EQ(FailureOf("POST / HTTP/1.1\r\nContent-Length: 1\r\nContent-Length: 1\r\n\r\nx"), 400U);
+    EXPECT_THAT(reader_.Failure().body, testing::HasSubstr("send it once"));
+}
+
+TEST_F(RequestReaderTest, ALengthThatIsAListFails) {
+    EXPECT_EQ(FailureOf("POST / HTTP/1.1\r\nContent-Length: 1, 1\r\n\r\nx"), 400U);
+}
+
+TEST_F(RequestReaderTest, ATransferEncodingStandsOnce) {
+    EXPECT_EQ(FailureOf("POST / HTTP/1.1\r\nTransfer-Encoding: identity\r\n"
+                        "Transfer-Encoding: chunked\r\n\r\n0\r\n\r\n"),
+              400U);
+}
+
+TEST_F(RequestReaderTest, ChunksAreNoMatterOfTheOldVersion) {
+    EXPECT_EQ(FailureOf("POST / HTTP/1.0\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n"), 400U);
+}
+
+TEST_F(RequestReaderTest, TheHeadOfABodyThatIsTooLongCanBeLookedAt) {
+    Give("POST /a HTTP/1.1\r\nHost: h\r\nContent-Length: 101\r\n\r\n");
+    EXPECT_EQ(reader_.Advance(), Progress::HeadDone);
+    EXPECT_EQ(reader_.Get().host, "h");
+    EXPECT_EQ(reader_.Advance(), Progress::Failed);
+    EXPECT_EQ(reader_.Failure().status, 413U);
+    EXPECT_THAT(reader_.Failure().body, testing::HasSubstr("at most 100 bytes"));
+}
+
 TEST_F(RequestReaderTest, AClientMayWaitForPermission) {
     Give("POST / HTTP/1.1\r\nExpect: 100-continue\r\nContent-Length: 3\r\n\r\n");
     EXPECT_EQ(reader_.Advance(), Progress::HeadDone);

@@ -31,8 +31,9 @@ constexpr int kSenders = 100;
 constexpr int kReaders = 1000;
 constexpr int kSenders = 200;
 #endif
-constexpr int kCommands = 4;  // of each sender
-constexpr int kEvents = kSenders * kCommands;
+constexpr int kCommands = 2;  // of each sender
+constexpr int kTimes = 2;     // that each command sends its event
+constexpr int kEvents = kSenders * kCommands * kTimes;
 
 /// One connection of the crowd; all are turned by one thread.
 class Client {
@@ -110,7 +111,8 @@ public:
 
 private:
     void SendNext() {
-        Send(RequestText("POST", "/drivers/lamp/commands/event", "times=1&text=" + std::string(300, 'x')));
+        Send(RequestText("POST", "/drivers/lamp/commands/event",
+                         "times=" + std::to_string(kTimes) + "&text=" + std::string(300, 'x')));
     }
 
     void OnReceived(std::string& text) override {
