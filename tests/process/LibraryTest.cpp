@@ -110,6 +110,20 @@ TEST_F(LibraryTest, ADriverThatThrowsAtItsEndKeepsNoOtherFromTheirs) {
     EXPECT_THAT(ReadFile("state/shutter/0000000001.xml"), HasSubstr("<value>down</value>"));
 }
 
+TEST_F(LibraryTest, ADriverThatHangsInItsStartIsNamedToWhoeverAsks) {
+    const std::string go = folder_.Path() + "/go";
+    WriteHome(Driver(1, "bad", "probe", "<waitsFor>" + go + "</waitsFor>") + Driver(2, "lamp", "probe"));
+    StartListening({"--held-time", "200"});
+    host_->WaitForLog(" 3 host driver bad has held the driver thread in Initialize for ");
+    const HttpAnswer answer = Ask("GET", "/drivers");
+    EXPECT_EQ(answer.status, 503);
+    EXPECT_THAT(answer.body, HasSubstr("driver bad has held the driver thread in Initialize for "));
+    folder_.Write("go", "");
+    host_->WaitUntilServing();
+    EXPECT_EQ(Command("lamp", "count"), "<count>1</count>");
+    EXPECT_EQ(Stop(), 0);
+}
+
 TEST_F(LibraryTest, ADriverIsNamedWhereverItThrows) {
     WriteHome(Driver(1, "factory", "factory_throws") + Driver(2, "start", "probe", "<fails>throw</fails>") +
               Driver(3, "lamp", "probe"));

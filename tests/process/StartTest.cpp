@@ -42,6 +42,8 @@ TEST_F(StartTest, WrongOptionsEndWithTwo) {
     EXPECT_THAT(LineOf(2, Arguments({"--colour", "red"})), HasSubstr("--colour"));
     EXPECT_THAT(LineOf(2, Arguments({"--listen", "8350"})), HasSubstr("expected ADDRESS:PORT"));
     EXPECT_THAT(LineOf(2, Arguments({"--log-level", "loud"})), HasSubstr("expected a number"));
+    EXPECT_THAT(LineOf(2, Arguments({"--head-time", "10s"})),
+                HasSubstr("--head-time 10s: expected a whole number of MS from 1 to 86400000"));
 }
 
 TEST_F(StartTest, AFaultyHomeFileEndsWithTwoAndItsPlace) {

@@ -1,8 +1,8 @@
 // A driver that does on command what drivers may do to a host, well and badly.
 //
 // config: fails (Initialize throws, or answers -7; OnDestroy throws, or takes half a second: "throw",
-// "answer", "throwAtEnd", "slowAtEnd"), publishes (an interface id),
-// answers (an interface id that QueryInterface answers), heavy (keeps listeners and interfaces
+// "answer", "throwAtEnd", "slowAtEnd"), waitsFor (Initialize waits until there is that file), publishes (an
+// interface id), answers (an interface id that QueryInterface answers), heavy (keeps listeners and interfaces
 // when it ends), noState (GetPersistState gives null).
 #include <boost/bind/bind.hpp>
 #include <chrono>
@@ -46,6 +46,7 @@ public:
         if (!published_.empty()) GetInstanceManager().InstanceRegisterInterface(published_, this);
         RegisterListener(*this, kClass, 0);
         if (savedState) value_ = savedState->NodeGetNamedValue("value");
+        WaitForFile(std::string(config.NodeGetNamedValue("waitsFor")));
         if (fails == "throw") throw std::runtime_error("not today");
         return fails == "answer" ? -7 : 0;
     }
@@ -137,9 +138,13 @@ private:
         return DvXML::CreateXmlNode("success", "");
     }
 
-    Reply HoldUntil(const ICmdMessage& message) {
-        while (!std::filesystem::exists(message.GetString("path")))
+    static void WaitForFile(const std::string& path) {
+        while (!path.empty() && !std::filesystem::exists(path))
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+
+    Reply HoldUntil(const ICmdMessage& message) {
+        WaitForFile(message.GetString("path"));
         return DvXML::CreateXmlNode("success", "");
     }
 

@@ -53,11 +53,15 @@ void ProcessFixture::Start(const std::vector<std::string>& more) {
     port_ = host_->WaitUntilServing();
 }
 
-void ProcessFixture::StartSilent(const std::vector<std::string>& more) {
+void ProcessFixture::StartListening(const std::vector<std::string>& more) {
     std::vector<std::string> arguments = Arguments(more);
     arguments.insert(arguments.end(), {"--listen", "127.0.0.1:0"});
     host_ = Launch(arguments);
     port_ = host_->WaitUntilListening();
+}
+
+void ProcessFixture::StartSilent(const std::vector<std::string>& more) {
+    StartListening(more);
     while (AskOnce(port_, "GET", "/health").status != 200) {
     }
 }

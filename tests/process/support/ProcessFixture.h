@@ -28,7 +28,9 @@ protected:
     std::vector<std::string> Arguments(const std::vector<std::string>& more = {}) const;
     /// Starts the host and waits until it serves.
     void Start(const std::vector<std::string>& more = {});
-    /// The same for a host whose standard error is not its log.
+    /// Starts the host and waits until it listens, which is before it serves.
+    void StartListening(const std::vector<std::string>& more = {});
+    /// Starts a host whose standard error is not its log, and waits until it serves.
     void StartSilent(const std::vector<std::string>& more = {});
     /// Starts it with these arguments and waits for its end.
     int Run(const std::vector<std::string>& arguments);
