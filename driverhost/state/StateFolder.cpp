@@ -84,18 +84,24 @@ StateFolder::StateFolder(FileSystem& files, std::string root, std::string driver
       library_(std::move(library)),
       folder_(root_ + "/" + driver_) {}
 
-std::optional<std::string> StateFolder::Load(const Check& check) {
+LoadedState StateFolder::Load(const Check& check) {
     Scan();
-    const bool hadSome = !generations_.empty();
+    LoadedState loaded;
     while (!generations_.empty()) {
-        if (auto document = TryGeneration(generations_.back(), check)) return document;
+        OpenedDocument opened = ReadGeneration(generations_.back());
+        if (opened.fault.empty()) opened.fault = check(opened.document);
+        if (opened.fault.empty()) {
+            loaded.document = std::move(opened.document);
+            return loaded;
+        }
+        loaded.warnings.push_back(PutAside(generations_.back(), opened.fault));
         generations_.pop_back();
     }
-    if (hadSome) {
-        HostLog::Write(dv::LOG_LEVEL_ERROR, driver_,
-                       "no stored document in " + folder_ + " is good: the driver starts as new");
+    if (!loaded.warnings.empty()) {
+        loaded.warnings.push_back(
+            Warn("no stored document in " + folder_ + " is good: the driver starts as new"));
     }
-    return std::nullopt;
+    return loaded;
 }
 
 void StateFolder::Store(std::string_view document) {
@@ -112,15 +118,20 @@ void StateFolder::Store(std::string_view document) {
 
 void StateFolder::WriteTemporary(std::string_view document) {
     try {
-        files_.WriteSynced(PathOf(kTemporaryName), SealDocument(document, library_));
+        const auto file = files_.Create(PathOf(kTemporaryName));
+        file->Write(SealDocument(document, library_));
+        file->Sync();
     } catch (const FileError&) {
         RemoveQuietly(kTemporaryName);  // a full disk needs the room
         throw;
     }
 }
 
+// A name that was not put on disk before an earlier process ended may be seen here and be gone
+// after a power cut; so whatever is seen is put on disk first.
 void StateFolder::Scan() {
     CreateFolder();
+    files_.SyncFolder(folder_);
     generations_.clear();
     for (const std::string& name : files_.List(folder_)) {
         const std::uint64_t number = NumberOf(name);
@@ -131,29 +142,26 @@ void StateFolder::Scan() {
     scanned_ = true;
 }
 
-std::optional<std::string> StateFolder::TryGeneration(std::uint64_t number, const Check& check) {
-    OpenedDocument opened = ReadGeneration(number);
-    if (opened.fault.empty()) opened.fault = check(opened.document);
-    if (opened.fault.empty()) return std::move(opened.document);
-    PutAside(number, opened.fault);
-    return std::nullopt;
-}
-
-// A file on a bad sector is damaged as much as one with wrong bytes.
+// A file on a bad sector is damaged as much as one with wrong bytes. One that cannot be read for
+// another reason may be the newest good document, and is not passed over.
 OpenedDocument StateFolder::ReadGeneration(std::uint64_t number) {
     try {
         return OpenDocument(files_.Read(PathOf(GenerationName(number))), library_);
-    } catch (const FileError& error) {
+    } catch (const FileDamaged& error) {
         return {{}, error.what()};
     }
 }
 
-void StateFolder::PutAside(std::uint64_t number, const std::string& fault) {
+std::string StateFolder::PutAside(std::uint64_t number, const std::string& fault) {
     const std::string path = PathOf(GenerationName(number));
     const std::string aside = path + std::string(kDamagedEnding);
     files_.Rename(path, aside);
-    HostLog::Write(dv::LOG_LEVEL_ERROR, driver_,
-                   "the stored document " + path + " is damaged (" + fault + "): renamed to " + aside);
+    return Warn("the stored document " + path + " is damaged (" + fault + "): renamed to " + aside);
+}
+
+std::string StateFolder::Warn(const std::string& warning) const {
+    HostLog::Write(dv::LOG_LEVEL_ERROR, driver_, warning);
+    return warning;
 }
 
 // Its name must be on disk before a document in it can be.

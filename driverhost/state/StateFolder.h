@@ -33,6 +33,12 @@ struct OpenedDocument {
 };
 OpenedDocument OpenDocument(std::string_view file, std::string_view library);
 
+/// What a driver starts with.
+struct LoadedState {
+    std::optional<std::string> document;  // the newest good one, or none
+    std::vector<std::string> warnings;    // of each that was not good, for the operator
+};
+
 /// All operations: [store thread]
 class StateFolder {
 public:
@@ -41,9 +47,9 @@ public:
 
     StateFolder(FileSystem& files, std::string root, std::string driver, std::string library);
 
-    /// The newest good document, or none. Damaged ones are renamed to "….damaged" and named in the
+    /// The newest good document. Damaged ones before it are renamed to "….damaged" and named in the
     /// log. Throws FileError when the folder cannot be read: then nothing is known.
-    std::optional<std::string> Load(const Check& check);
+    LoadedState Load(const Check& check);
 
     /// A new generation; on disk on return. Throws FileError: the earlier generation is still the
     /// newest then, or the new one is.
@@ -51,9 +57,9 @@ public:
 
 private:
     void Scan();
-    std::optional<std::string> TryGeneration(std::uint64_t number, const Check& check);
     OpenedDocument ReadGeneration(std::uint64_t number);
-    void PutAside(std::uint64_t number, const std::string& fault);
+    std::string PutAside(std::uint64_t number, const std::string& fault);
+    std::string Warn(const std::string& warning) const;
     void CreateFolder();
     void WriteTemporary(std::string_view document);
     void RemoveQuietly(const std::string& name);

@@ -1,6 +1,7 @@
 #include "driverhost/state/StateKeeper.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "driverhost/runtime/HostLog.h"
@@ -32,7 +33,9 @@ StateKeeper::Key StateKeeper::Add(StateSource& source) {
 
 std::optional<std::string> StateKeeper::Load(Key key, StateFolder::Check check) {
     Record& record = records_.at(key);
-    record.stored = store_.Load(record.source->Name(), std::move(check));
+    LoadedState loaded = store_.Load(record.source->Name(), std::move(check));
+    std::move(loaded.warnings.begin(), loaded.warnings.end(), std::back_inserter(record.warnings));
+    record.stored = std::move(loaded.document);
     return record.stored;
 }
 

@@ -97,6 +97,7 @@ private:
         std::uint64_t storedWrite = 0;
         std::uint64_t lastWrite = 0;
         std::string trouble;
+        std::vector<std::string> warnings;
         std::chrono::milliseconds retryDelay;
     };
 

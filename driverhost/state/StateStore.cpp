@@ -34,7 +34,7 @@ auto StateStore::RunAndWait(Job job) {
     return result.get();
 }
 
-std::optional<std::string> StateStore::Load(const std::string& driver, StateFolder::Check check) {
+LoadedState StateStore::Load(const std::string& driver, StateFolder::Check check) {
     return RunAndWait([this, &driver, &check] { return folders_.at(driver).Load(check); });
 }
 

@@ -38,8 +38,8 @@ public:
     /// Makes the driver known, with the library that its documents must come from.
     void AddDriver(const std::string& driver, const std::string& library);
 
-    /// The newest good document. Waits for it. Throws FileError.
-    std::optional<std::string> Load(const std::string& driver, StateFolder::Check check);
+    /// See StateFolder::Load. Waits for it. Throws FileError.
+    LoadedState Load(const std::string& driver, StateFolder::Check check);
 
     /// Stores a document and posts what became of it.
     void Write(const std::string& driver, std::string document, Completion done);
