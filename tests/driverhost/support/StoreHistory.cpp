@@ -43,7 +43,6 @@ std::string StoreHistory::Change(model::Dice& dice) {
 
 void StoreHistory::Answered(int change) {
     possible_.erase(possible_.begin(), possible_.lower_bound(change));
-    ++answers_;
 }
 
 std::string StoreHistory::Loaded(const std::optional<std::string>& document, const MemoryFileSystem& disk) {
@@ -60,21 +59,22 @@ std::string StoreHistory::Loaded(const std::optional<std::string>& document, con
 }
 
 std::string StoreHistory::Look(const MemoryFileSystem& disk) {
-    std::size_t generations = 0;
-    for (const auto& [name, content] : disk.FilesOf(folder_)) {
+    const auto files = disk.FilesOf(folder_);
+    for (const auto& [name, content] : files) {
         if (name.ends_with(".damaged")) return "a power cut or an error has left a damaged " + name;
         if (!name.ends_with(".xml")) continue;
-        ++generations;
         const auto& before = numbers_.try_emplace(name, content).first->second;
         if (before != content) return "the number of " + name + " was used twice";
     }
-    return CheckKept(generations);
+    return CheckKept(files);
 }
 
-std::string StoreHistory::CheckKept(std::size_t generations) const {
-    if (generations >= std::min(answers_, kGenerations)) return {};
-    return std::to_string(answers_) + " documents were stored, and " + std::to_string(generations) +
-           " are kept";
+// The newest of those that were seen are there still.
+std::string StoreHistory::CheckKept(const std::map<std::string, std::string>& files) const {
+    std::size_t looked = 0;
+    for (auto seen = numbers_.rbegin(); seen != numbers_.rend() && looked < kGenerations; ++seen, ++looked)
+        if (!files.contains(seen->first)) return seen->first + " was dropped too early";
+    return {};
 }
 
 }  // namespace driverhost

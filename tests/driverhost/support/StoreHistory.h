@@ -34,7 +34,7 @@ public:
     std::string Look(const MemoryFileSystem& disk);
 
 private:
-    std::string CheckKept(std::size_t generations) const;
+    std::string CheckKept(const std::map<std::string, std::string>& files) const;
 
     const std::string folder_;
     int latest_ = 0;
