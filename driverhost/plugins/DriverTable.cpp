@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "driverhost/runtime/HostLog.h"
+#include "driverhost/state/FileSystem.h"
 #include "host/glue/Log.h"
 #include "host/interfaces/InterfaceIds.h"
 
@@ -96,31 +97,86 @@ const Driver* DriverTable::FindRunning(const std::string& libraryPath) const {
     return found == drivers_.end() ? nullptr : found->get();
 }
 
-// A file that cannot be a plug-in of this host leaves the running driver alone.
-RestartResult DriverTable::Restart(Driver& driver, const std::optional<std::string>& document) {
+RestartResult DriverTable::Restart(Driver& driver) {
+    RestartResult result = Prepare(driver);
+    if (result.outcome == Restarted::Done) result = Reload(driver);
+    if (result.outcome != Restarted::Done) return result;
+    try {
+        driver.LoadState();
+    } catch (const FileError& error) {
+        driver.SetFailure(error.what());
+        return {Restarted::Failed, error.what()};
+    }
+    return StartAgain(driver);
+}
+
+RestartResult DriverTable::RestartWith(Driver& driver, const std::string& document) {
+    RestartResult result = Prepare(driver);
+    if (result.outcome != Restarted::Done) return result;
+    const std::optional<std::string> former = services_.keeper.Stored(driver.StateKey());
+    result = TryState(driver, document);
+    if (result.outcome == Restarted::Done) {
+        services_.keeper.Forgive(driver.StateKey());
+    } else {
+        GoBack(driver, former, result);
+    }
+    return result;
+}
+
+// A file that cannot be a plug-in of this host leaves the running driver alone, as does a disk that
+// does not take its state.
+RestartResult DriverTable::Prepare(Driver& driver) {
     try {
         PluginLibrary::CheckFile(driver.Entry().libraryPath);
     } catch (const PluginError& error) {
         return {Restarted::Failed, error.what()};
     }
-    std::string error = services_.keeper.Flush(driver.StateKey());
-    if (error.empty() && document) error = services_.keeper.Replace(driver.StateKey(), *document);
+    const std::string error = services_.keeper.Flush(driver.StateKey());
     if (!error.empty()) return {Restarted::NotStored, error};
-    return StartAnew(driver);
+    return {Restarted::Done, {}};
 }
 
-RestartResult DriverTable::StartAnew(Driver& driver) {
+RestartResult DriverTable::Reload(Driver& driver) {
     driver.Stop();
     driver.UnloadLibrary();
     try {
         driver.LoadLibrary();
-        driver.LoadState();
-    } catch (const std::exception& error) {
+    } catch (const PluginError& error) {
         driver.SetFailure(error.what());
         return {Restarted::Failed, error.what()};
     }
+    return {Restarted::Done, {}};
+}
+
+RestartResult DriverTable::StartAgain(Driver& driver) {
     if (!driver.Start()) return {Restarted::Failed, driver.Failure()};
     return {Restarted::Done, {}};
+}
+
+RestartResult DriverTable::TryState(Driver& driver, const std::string& document) {
+    RestartResult result = Reload(driver);
+    if (result.outcome != Restarted::Done) return result;
+    driver.UseState(document);
+    result = StartAgain(driver);
+    if (result.outcome != Restarted::Done) return result;
+    const std::string error = services_.keeper.Replace(driver.StateKey(), document);
+    if (!error.empty()) return {Restarted::NotStored, error};
+    return result;
+}
+
+// After a failure to store, the disk may hold the document that was not taken; so the former one is
+// marked and stored anew.
+void DriverTable::GoBack(Driver& driver, const std::optional<std::string>& former, RestartResult& result) {
+    RestartResult back = Reload(driver);
+    if (back.outcome == Restarted::Done) {
+        driver.UseState(former);
+        back = StartAgain(driver);
+    }
+    result.reason += back.outcome == Restarted::Done
+                         ? "; it runs again with its former state"
+                         : "; with its former state it does not start either: " + back.reason;
+    if (result.outcome == Restarted::NotStored) services_.keeper.Mark(driver.StateKey());
+    services_.keeper.Settle();
 }
 
 std::string DriverTable::Deliver(const SystemEvent& event) {

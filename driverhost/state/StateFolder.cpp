@@ -5,6 +5,7 @@
 #include <boost/crc.hpp>
 #include <charconv>
 #include <cstdio>
+#include <set>
 #include <utility>
 
 #include "driverhost/runtime/HostLog.h"
@@ -88,7 +89,8 @@ LoadedState StateFolder::Load(const Check& check) {
     Scan();
     LoadedState loaded;
     while (!generations_.empty()) {
-        OpenedDocument opened = ReadGeneration(generations_.back());
+        std::size_t bytes = 0;
+        OpenedDocument opened = ReadFile(GenerationName(generations_.back()), bytes);
         if (opened.fault.empty()) opened.fault = check(opened.document);
         if (opened.fault.empty()) {
             loaded.document = std::move(opened.document);
@@ -129,24 +131,62 @@ void StateFolder::WriteTemporary(std::string_view document) {
 
 // A name that was not put on disk before an earlier process ended may be seen here and be gone
 // after a power cut; so whatever is seen is put on disk first.
-void StateFolder::Scan() {
+std::vector<std::string> StateFolder::Scan() {
     CreateFolder();
     files_.SyncFolder(folder_);
     generations_.clear();
-    for (const std::string& name : files_.List(folder_)) {
+    std::vector<std::string> names = files_.List(folder_);
+    for (const std::string& name : names) {
         const std::uint64_t number = NumberOf(name);
         highest_ = std::max(highest_, number);
         if (number != 0 && name == GenerationName(number)) generations_.push_back(number);
     }
     std::sort(generations_.begin(), generations_.end());
     scanned_ = true;
+    return names;
+}
+
+std::vector<std::uint64_t> StateFolder::Numbers() {
+    std::set<std::uint64_t> numbers;
+    for (const std::string& name : Scan())
+        if (const std::uint64_t number = NumberOf(name); number != 0) numbers.insert(number);
+    return {numbers.begin(), numbers.end()};
+}
+
+// The file of that number; one that was put aside only when there is no other.
+std::string StateFolder::NameOf(std::uint64_t number) {
+    std::string found;
+    for (const std::string& name : files_.List(folder_)) {
+        if (name == GenerationName(number)) return name;
+        if (number != 0 && NumberOf(name) == number) found = name;
+    }
+    return found;
+}
+
+std::optional<Generation> StateFolder::Examine(std::uint64_t number) {
+    const std::string name = NameOf(number);
+    if (name.empty()) return std::nullopt;
+    Generation generation;
+    generation.number = number;
+    generation.written = files_.WrittenAt(PathOf(name));
+    OpenedDocument opened = ReadFile(name, generation.bytes);
+    const bool isAside = name != GenerationName(number);
+    if (isAside && opened.fault.empty()) opened.fault = "its document cannot be read";
+    generation.fault = opened.fault;
+    if (isAside) generation.fault += "; it was put aside as " + PathOf(name);
+    if (!generation.fault.empty()) return generation;
+    generation.bytes = opened.document.size();
+    generation.document = std::move(opened.document);
+    return generation;
 }
 
 // A file on a bad sector is damaged as much as one with wrong bytes. One that cannot be read for
 // another reason may be the newest good document, and is not passed over.
-OpenedDocument StateFolder::ReadGeneration(std::uint64_t number) {
+OpenedDocument StateFolder::ReadFile(const std::string& name, std::size_t& bytes) {
     try {
-        return OpenDocument(files_.Read(PathOf(GenerationName(number))), library_);
+        const std::string file = files_.Read(PathOf(name));
+        bytes = file.size();
+        return OpenDocument(file, library_);
     } catch (const FileDamaged& error) {
         return {{}, error.what()};
     }

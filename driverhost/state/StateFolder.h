@@ -10,6 +10,7 @@
 #ifndef DRIVERHOST_STATE_STATEFOLDER_H
 #define DRIVERHOST_STATE_STATEFOLDER_H
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -39,6 +40,15 @@ struct LoadedState {
     std::vector<std::string> warnings;    // of each that was not good, for the operator
 };
 
+/// A stored document as it is found, good or not.
+struct Generation {
+    std::uint64_t number = 0;
+    std::chrono::system_clock::time_point written;
+    std::size_t bytes = 0;  // of the document; of the whole file when it is not good
+    std::string document;   // empty when it is not good
+    std::string fault;      // why it is not good; else empty
+};
+
 /// All operations: [store thread]
 class StateFolder {
 public:
@@ -55,9 +65,16 @@ public:
     /// newest then, or the new one is.
     void Store(std::string_view document);
 
+    /// The numbers of what is kept, ascending, those put aside as damaged included. Throws FileError.
+    std::vector<std::uint64_t> Numbers();
+
+    /// None when there is none of that number. Throws FileError.
+    std::optional<Generation> Examine(std::uint64_t number);
+
 private:
-    void Scan();
-    OpenedDocument ReadGeneration(std::uint64_t number);
+    std::vector<std::string> Scan();
+    std::string NameOf(std::uint64_t number);
+    OpenedDocument ReadFile(const std::string& name, std::size_t& bytes);
     std::string PutAside(std::uint64_t number, const std::string& fault);
     std::string Warn(const std::string& warning) const;
     void CreateFolder();

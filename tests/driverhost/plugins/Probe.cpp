@@ -2,7 +2,7 @@
 //
 // config: fails (Initialize throws, or answers -7: "throw", "answer"), publishes (an interface id),
 // answers (an interface id that QueryInterface answers), heavy (keeps listeners and interfaces
-// when it ends), noState (GetPersistState gives null).
+// when it ends), noState (GetPersistState gives null). A saved value "poison" makes Initialize throw.
 #include <boost/bind/bind.hpp>
 #include <chrono>
 #include <memory>
@@ -43,6 +43,7 @@ public:
         if (!published_.empty()) GetInstanceManager().InstanceRegisterInterface(published_, this);
         RegisterListener(*this, kClass, 0);
         if (savedState) value_ = savedState->NodeGetNamedValue("value");
+        if (value_ == "poison") throw std::runtime_error("a bad value");
         if (fails == "throw") throw std::runtime_error("not today");
         return fails == "answer" ? -7 : 0;
     }
