@@ -3,44 +3,99 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <filesystem>
 #include <system_error>
 
+#include "driverhost/runtime/HostLog.h"
 #include "driverhost/state/PosixFileSystem.h"
+#include "driverhost/state/StateRights.h"
+#include "host/glue/Log.h"
 
 namespace driverhost {
 namespace {
 
 constexpr char kLockName[] = "/.lock";
 constexpr mode_t kOwnerFile = 0600;
+constexpr std::size_t kMostHolder = 4096;
 
 std::string Reason() {
     return std::generic_category().message(errno);
 }
 
-// The folders above get the usual rights, the state folder itself is for its owner only.
+// A folder that was made is there after a power cut when its name is on disk in the one around it.
+void SyncFolderAround(const std::filesystem::path& path) {
+    const std::filesystem::path around = path.parent_path();
+    PosixFileSystem().SyncFolder(around.empty() ? "." : around.string());
+}
+
+// With the usual rights, as mkdir -p does it.
+void CreateFoldersAbove(const std::filesystem::path& path) {
+    const std::filesystem::path above = path.parent_path();
+    std::error_code error;
+    if (above.empty() || std::filesystem::exists(above, error)) return;
+    CreateFoldersAbove(above);
+    std::filesystem::create_directory(above, error);
+    if (error) throw FileError("cannot make the folder above " + path.string() + ": " + error.message());
+    SyncFolderAround(above);
+}
+
+// The state folder itself is for its owner only.
 void CreateFolder(const std::string& folder) {
     std::filesystem::path path = std::filesystem::path(folder).lexically_normal();
     if (!path.has_filename()) path = path.parent_path();  // a slash at the end
+    CreateFoldersAbove(path);
     std::error_code error;
-    if (path.has_parent_path()) std::filesystem::create_directories(path.parent_path(), error);
-    if (error) throw FileError("cannot make the folder above " + folder + ": " + error.message());
-    PosixFileSystem().CreateFolder(folder);
+    if (std::filesystem::exists(path, error)) return;
+    PosixFileSystem().CreateFolder(path.string());
+    SyncFolderAround(path);
+}
+
+// Who signed the lock file; a lock that was taken a moment ago may not be signed yet.
+std::string ReadHolder(const FileDescriptor& file) {
+    std::array<char, kMostHolder> text;
+    const ssize_t length = pread(file.Get(), text.data(), text.size(), 0);
+    std::string holder(text.data(), length > 0 ? static_cast<std::size_t>(length) : 0);
+    return holder.substr(0, holder.find('\n'));
 }
 
 }  // namespace
 
-StateLock::StateLock(const std::string& folder) {
+StateLock::StateLock(const std::string& folder, const std::string& holder) {
     CreateFolder(folder);
+    SecureFolder(folder);
+    Take(folder);
+    Sign(folder, holder);
+    SecureContents(folder);
+}
+
+void StateLock::Take(const std::string& folder) {
     const std::string path = folder + kLockName;
     file_ = FileDescriptor(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kOwnerFile));
     if (!file_) throw FileError("cannot use the state folder " + folder + ": " + Reason());
     if (flock(file_.Get(), LOCK_EX | LOCK_NB) == 0) return;
     if (errno != EWOULDBLOCK) throw FileError("cannot lock the state folder " + folder + ": " + Reason());
-    throw FileError("the state folder " + folder +
-                    " is in use by another driverhost; stop that one or give another --state-dir");
+    const std::string holder = ReadHolder(file_);
+    throw FileError("the state folder " + folder + " is in use by another driverhost" +
+                    (holder.empty() ? "" : ", " + holder) + "; stop that one or give another --state-dir");
+}
+
+void StateLock::Sign(const std::string& folder, const std::string& holder) {
+    const std::string line = holder.substr(0, kMostHolder - 1) + "\n";
+    const auto length = static_cast<ssize_t>(line.size());
+    if (ftruncate(file_.Get(), 0) == 0 && pwrite(file_.Get(), line.data(), line.size(), 0) == length) return;
+    HostLog::Write(dv::LOG_LEVEL_ERROR, kHostName,
+                   "cannot write who uses the state folder " + folder + ": " + Reason());
+}
+
+std::string DescribeHolder(const std::string& homeFile) {
+    std::error_code error;
+    const std::filesystem::path path = std::filesystem::absolute(homeFile, error);
+    return "process " + std::to_string(getpid()) + " with the home file " +
+           (error ? homeFile : path.string());
 }
 
 }  // namespace driverhost

@@ -25,6 +25,7 @@ public:
     /// Waits for a text in the log; throws with the log when it does not come.
     void WaitForLog(const std::string& text);
 
+    pid_t Id() const { return process_.Id(); }
     void Signal(int number) { process_.Signal(number); }
     /// The exit status; throws with the log when it does not end.
     int WaitForEnd();
