@@ -1,13 +1,14 @@
 #include "driverhost/state/StateLock.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <filesystem>
+#include <optional>
 #include <system_error>
 
 #include "driverhost/runtime/HostLog.h"
@@ -54,12 +55,30 @@ void CreateFolder(const std::string& folder) {
     SyncFolderAround(path);
 }
 
-// Who signed the lock file; a lock that was taken a moment ago may not be signed yet.
-std::string ReadHolder(const FileDescriptor& file) {
+// What was signed may be from an earlier process when the lock was taken a moment ago.
+std::string DescribeOther(const FileDescriptor& file, pid_t process) {
     std::array<char, kMostHolder> text;
     const ssize_t length = pread(file.Get(), text.data(), text.size(), 0);
     std::string holder(text.data(), length > 0 ? static_cast<std::size_t>(length) : 0);
-    return holder.substr(0, holder.find('\n'));
+    holder.erase(std::min(holder.find('\n'), holder.size()));
+    const std::string bare = "process " + std::to_string(process);
+    return process == 0 || holder.starts_with(bare + " ") ? holder : bare;
+}
+
+// None when the lock is taken, else who has it; 0 is a process that is not seen from here. A lock of the
+// process, not of the open file: programs that drivers start have it neither before nor after they run, so it
+// ends when the host does.
+std::optional<pid_t> TryLock(const FileDescriptor& file) {
+    for (;;) {
+        struct flock lock {};
+        lock.l_type = F_WRLCK;
+        lock.l_whence = SEEK_SET;
+        if (fcntl(file.Get(), F_SETLK, &lock) == 0) return std::nullopt;
+        if (errno != EAGAIN && errno != EACCES) throw FileError("cannot lock the state folder: " + Reason());
+        if (fcntl(file.Get(), F_GETLK, &lock) != 0)
+            throw FileError("cannot lock the state folder: " + Reason());
+        if (lock.l_type != F_UNLCK) return lock.l_pid;
+    }
 }
 
 }  // namespace
@@ -76,11 +95,10 @@ void StateLock::Take(const std::string& folder) {
     const std::string path = folder + kLockName;
     file_ = FileDescriptor(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kOwnerFile));
     if (!file_) throw FileError("cannot use the state folder " + folder + ": " + Reason());
-    if (flock(file_.Get(), LOCK_EX | LOCK_NB) == 0) return;
-    if (errno != EWOULDBLOCK) throw FileError("cannot lock the state folder " + folder + ": " + Reason());
-    const std::string holder = ReadHolder(file_);
-    throw FileError("the state folder " + folder + " is in use by another driverhost" +
-                    (holder.empty() ? "" : ", " + holder) + "; stop that one or give another --state-dir");
+    const std::optional<pid_t> other = TryLock(file_);
+    if (!other) return;
+    throw FileError("the state folder " + folder + " is in use by another driverhost, " +
+                    DescribeOther(file_, *other) + "; stop that one or give another --state-dir");
 }
 
 void StateLock::Sign(const std::string& folder, const std::string& holder) {

@@ -2,9 +2,11 @@
 //
 // config: fails (Initialize throws, or answers -7: "throw", "answer"), publishes (an interface id),
 // answers (an interface id that QueryInterface answers), heavy (keeps listeners and interfaces
-// when it ends), noState (GetPersistState gives null). A saved value "poison" makes Initialize throw.
+// when it ends), noState (GetPersistState gives null). A saved value "poison" makes Initialize
+// throw, "fatal" end the process.
 #include <boost/bind/bind.hpp>
 #include <chrono>
+#include <cstdlib>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -43,6 +45,7 @@ public:
         if (!published_.empty()) GetInstanceManager().InstanceRegisterInterface(published_, this);
         RegisterListener(*this, kClass, 0);
         if (savedState) value_ = savedState->NodeGetNamedValue("value");
+        if (value_ == "fatal") std::_Exit(kFatal);
         if (value_ == "poison") throw std::runtime_error("a bad value");
         if (fails == "throw") throw std::runtime_error("not today");
         return fails == "answer" ? -7 : 0;
@@ -91,6 +94,7 @@ public:
 
 private:
     static constexpr unsigned int kClass = 11;
+    static constexpr int kFatal = 99;
 
     void Bind(const char* name, Reply (Probe::*handler)(const ICmdMessage&), const char* help) {
         GetUICmdDispatcher().RegisterUICmd(name, boost::bind(handler, this, boost::placeholders::_1), help);
