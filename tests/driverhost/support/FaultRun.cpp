@@ -53,6 +53,7 @@ FaultRuns PlayAll(unsigned int seeds, const std::function<RunResult(const FaultP
     for (unsigned int seed = first; seed < first + count; ++seed) {
         unsigned int variant = 0;
         for (const Kind& kind : kKinds) {
+            ++all.series;
             PlaySteps({seed, variant++, 0, kind.fault, kind.left}, kind.name, all, play);
             if (!all.wrong.empty()) return all;
         }

@@ -28,6 +28,7 @@ struct RunResult {
 
 struct FaultRuns {
     int runs = 0;
+    int series = 0;     // of one kind of fault and one seed, a run for each step
     std::string wrong;  // with the plan; of the first run that went wrong
 };
 
