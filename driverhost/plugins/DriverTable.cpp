@@ -99,15 +99,31 @@ const Driver* DriverTable::FindRunning(const std::string& libraryPath) const {
 
 RestartResult DriverTable::Restart(Driver& driver) {
     RestartResult result = Prepare(driver);
-    if (result.outcome == Restarted::Done) result = Reload(driver);
     if (result.outcome != Restarted::Done) return result;
+    const bool isKnown = driver.IsRunning();
+    const std::optional<std::string> flushed = services_.keeper.Stored(driver.StateKey());
+    result = Reload(driver);
+    if (result.outcome == Restarted::Done) result = TakeState(driver, isKnown ? flushed : std::nullopt);
+    return result.outcome == Restarted::Done ? StartAgain(driver) : result;
+}
+
+// The state of a driver that ran is known: a disk that does not give it back takes nothing from it.
+RestartResult DriverTable::TakeState(Driver& driver, const std::optional<std::string>& known) {
     try {
         driver.LoadState();
     } catch (const FileError& error) {
-        driver.SetFailure(error.what());
-        return {Restarted::Failed, error.what()};
+        if (!known) {
+            driver.SetFailure(error.what());
+            return {Restarted::Failed, error.what()};
+        }
+        HostLog::Write(dv::LOG_LEVEL_ERROR, driver.Name(), error.what());
+        driver.UseState(known);
+        return {Restarted::Done, {}};
     }
-    return StartAgain(driver);
+    if (!known || services_.keeper.Stored(driver.StateKey()) == known) return {Restarted::Done, {}};
+    driver.UseState(known);
+    services_.keeper.Replace(driver.StateKey(), *known);  // when it fails, the keeper tries again
+    return {Restarted::Done, {}};
 }
 
 RestartResult DriverTable::RestartWith(Driver& driver, const std::string& document) {

@@ -74,6 +74,7 @@ public:
 private:
     RestartResult Prepare(Driver& driver);
     RestartResult Reload(Driver& driver);
+    RestartResult TakeState(Driver& driver, const std::optional<std::string>& known);
     RestartResult TryState(Driver& driver, const std::string& document);
     RestartResult StartAgain(Driver& driver);
     void GoBack(Driver& driver, const std::optional<std::string>& former, RestartResult& result);

@@ -61,6 +61,15 @@ void Secure(const std::string& path, const struct stat& status) {
     Tighten(path, status, S_ISDIR(status.st_mode) ? kOwnerFolder : kOwnerFile);
 }
 
+// True when it is a folder. A link that leads nowhere holds nothing.
+bool SecureEntry(const std::string& path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0 && errno == ENOENT) return false;
+    status = Look(path);
+    Secure(path, status);
+    return S_ISDIR(status.st_mode);
+}
+
 }  // namespace
 
 void SecureFolder(const std::string& path) {
@@ -74,11 +83,9 @@ void SecureContents(const std::string& path) {
     PosixFileSystem files;
     for (const std::string& name : files.List(path)) {
         const std::string inner = path + "/" + name;
-        const struct stat status = Look(inner);
-        Secure(inner, status);
-        if (!S_ISDIR(status.st_mode)) continue;
+        if (!SecureEntry(inner)) continue;
         for (const std::string& file : files.List(inner))
-            Secure(inner + "/" + file, Look(inner + "/" + file));
+            SecureEntry(inner + "/" + file);
     }
 }
 

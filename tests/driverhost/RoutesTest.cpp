@@ -271,6 +271,15 @@ TEST_F(RoutesTest, TheStateSurvivesAPutThatCannotBeStored) {
     EXPECT_EQ(StoredState("lamp"), "<ProbeState><value>old</value></ProbeState>");
 }
 
+TEST_F(RoutesTest, APutStateToADriverThatCannotTellItsOwnIsRefusedWithTheReason) {
+    StartLamp();
+    Command("lamp", "breakState");
+    const Response refused = Put("/drivers/lamp/state", "<ProbeState/>");
+    EXPECT_EQ(refused.status, 503U);
+    EXPECT_THAT(refused.body, HasSubstr("driver lamp threw in GetPersistState: no state today"));
+    EXPECT_EQ(Command("lamp", "count"), "<count>1</count>");
+}
+
 TEST_F(RoutesTest, APutStateWhoseStoringFailsLateIsTakenBackOnDisk) {
     StartLamp();
     Command("lamp", "set", "value=old");

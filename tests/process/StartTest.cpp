@@ -101,6 +101,7 @@ TEST_F(StartTest, AStateThatOthersCouldReadIsMadeTheOwnersAndSaid) {
     mkdir(left.c_str(), 0755);
     chmod(left.c_str(), 0755);
     chmod(folder_.Write("state/gone/0000000001.xml", "secret").c_str(), 0664);
+    ASSERT_EQ(symlink("/nowhere", (StateFolder() + "/lamp/.#note").c_str()), 0);
     chmod(StateFolder().c_str(), 0755);
     chmod((StateFolder() + "/lamp").c_str(), 0770);
     chmod(file.c_str(), 0644);
