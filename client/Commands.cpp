@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <iostream>
+#include <sstream>
 
 #include "client/Events.h"
+#include "client/StateCommands.h"
 #include "client/Xml.h"
 
 namespace {
@@ -18,14 +20,6 @@ std::string DriverPath(const Options& options, const std::string& rest) {
 void WantNoArguments(const Options& options) {
     if (!options.arguments.empty())
         throw WrongUse(options.command + " takes no arguments, not \"" + options.arguments.front() + "\"");
-}
-
-ExitStatus Print(const Answer& answer, bool raw) {
-    CheckStatus(answer);
-    const std::optional<Xml::Element> element = Xml::Parse(answer.body);
-    std::cout << (element && !raw ? Xml::Indented(*element) : answer.body);
-    const bool failed = element && (element->name == "fail" || element->name == "failed");
-    return failed ? EXIT_ANSWER_FAIL : EXIT_DONE;
 }
 
 void PrintCommand(const Xml::Element& command, std::size_t width) {
@@ -44,10 +38,26 @@ void PrintCommands(const std::vector<Xml::Element>& commands) {
         PrintCommand(command, width);
 }
 
+// The lines of a command that is the client's own; false when it is not.
+bool PrintOwnCommand(const std::string& command) {
+    std::istringstream lines(Options::OwnCommands());
+    bool found = false;
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream words(line);
+        std::string program;
+        std::string name;
+        words >> program >> name;
+        if (name != command) continue;
+        std::cout << line << "\n";
+        found = true;
+    }
+    return found;
+}
+
 ExitStatus Help(const Options& options, const Connection& connection) {
     if (options.arguments.size() > 1) throw WrongUse("help takes one command at most");
     const Answer answer = connection.Get(DriverPath(options, "/commands"));
-    if (options.raw) return Print(answer, true);
+    if (options.raw) return PrintAnswer(answer, true);
     CheckStatus(answer);
     std::optional<Xml::Element> list = Xml::Parse(answer.body);
     if (!list) throw Failure(EXIT_NO_ANSWER, "the host's list of commands is not XML");
@@ -55,6 +65,7 @@ ExitStatus Help(const Options& options, const Connection& connection) {
         std::cout << "Commands of " << options.driver << ":\n";
     } else {
         const std::string& wanted = options.arguments.front();
+        if (PrintOwnCommand(wanted)) return EXIT_DONE;
         std::erase_if(list->children,
                       [&](const Xml::Element& command) { return command.Value("name") != wanted; });
         if (list->children.empty())
@@ -62,6 +73,7 @@ ExitStatus Help(const Options& options, const Connection& connection) {
                            "\"; intercomctl help lists them");
     }
     PrintCommands(list->children);
+    if (options.arguments.empty()) std::cout << "Besides them:\n" << Options::OwnCommands();
     return EXIT_DONE;
 }
 
@@ -70,20 +82,15 @@ ExitStatus Events(const Options& options, const Connection& connection) {
     FollowEvents(connection, options);
 }
 
-ExitStatus State(const Options& options, const Connection& connection) {
-    WantNoArguments(options);
-    return Print(connection.Get(DriverPath(options, "/state")), options.raw);
-}
-
 ExitStatus Drivers(const Options& options, const Connection& connection) {
     WantNoArguments(options);
-    return Print(connection.Get("/drivers"), options.raw);
+    return PrintAnswer(connection.Get("/drivers"), options.raw);
 }
 
 ExitStatus Send(const Options& options, const Connection& connection) {
     const Parameters parameters = ReadParameters(options.arguments);
     const std::string path = DriverPath(options, "/commands/" + PercentEncode(options.command));
-    return Print(connection.PostForm(path, parameters), options.raw);
+    return PrintAnswer(connection.PostForm(path, parameters), options.raw);
 }
 
 struct Row {
@@ -93,7 +100,7 @@ struct Row {
 constexpr Row kOwnCommands[] = {
     {"help", &Help},
     {"events", &Events},
-    {"state", &State},
+    {"state", &RunState},
     {"drivers", &Drivers},
 };
 
@@ -110,9 +117,20 @@ void CheckStatus(const Answer& answer) {
     throw Failure(EXIT_NO_ANSWER, words + " (HTTP " + std::to_string(answer.status) + ")");
 }
 
+ExitStatus PrintAnswer(const Answer& answer, bool raw) {
+    CheckStatus(answer);
+    const std::optional<Xml::Element> element = Xml::Parse(answer.body);
+    std::cout << (element && !raw ? Xml::Indented(*element) : answer.body);
+    const bool failed = element && (element->name == "fail" || element->name == "failed");
+    return failed ? EXIT_ANSWER_FAIL : EXIT_DONE;
+}
+
 ExitStatus RunCommand(const Options& options) {
     if (options.command.empty()) throw WrongUse("a command is missing");
     if (options.since && options.command != "events") throw WrongUse("--since goes with events only");
+    const bool saves =
+        options.command == "state" && !options.arguments.empty() && options.arguments[0] == "save";
+    if (options.overwrite && !saves) throw WrongUse("--overwrite goes with state save only");
     const Connection connection(options.url, options.token);
     for (const Row& row : kOwnCommands) {
         if (options.command == row.command) return row.run(options, connection);

@@ -15,4 +15,8 @@ void FlushOutput();
 /// Throws Failure with the host's words unless the answer is one of success.
 void CheckStatus(const Answer& answer);
 
+/// Prints the answer, indented or as it came; the status tells an answer of "fail". Throws Failure like
+/// CheckStatus.
+ExitStatus PrintAnswer(const Answer& answer, bool raw);
+
 #endif

@@ -18,9 +18,10 @@ public:
     /// An empty token is not sent.
     Connection(Url url, std::string token);
 
-    /// Both throw Unreachable when there is no connection, or it breaks, or nothing comes in time.
+    /// All throw Unreachable when there is no connection, or it breaks, or nothing comes in time.
     Answer Get(const std::string& path) const;
     Answer PostForm(const std::string& path, const Parameters& parameters) const;
+    Answer Put(const std::string& path, const std::string& document) const;
 
     /// Reads a stream that has no end and hands over the bytes as they come, first of all none to
     /// tell that the stream is open; returns when the host closes it. An answer other than 200 is returned

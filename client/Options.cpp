@@ -16,16 +16,6 @@ namespace {
 
 constexpr char kDefaultUrl[] = "http://127.0.0.1:8350";
 
-std::string ReadFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream content;
-    // A folder opens like a file, and reading it fails.
-    if (!file || (file.peek() != std::ifstream::traits_type::eof() && !(content << file.rdbuf())) ||
-        file.bad())
-        throw WrongUse("cannot read " + path + ": " + std::generic_category().message(errno));
-    return content.str();
-}
-
 std::string ReadToken(const std::string& path) {
     std::string token = ReadFile(path);
     token.erase(token.find_last_not_of(" \t\r\n") + 1);
@@ -49,6 +39,7 @@ po::options_description Visible() {
         ("token-file", po::value<std::string>()->value_name("FILE"), "file that holds its token")  //
         ("driver", po::value<std::string>()->value_name("NAME"), "whom to ask (default: agent)")   //
         ("raw", "print the bytes as they came")                                                    //
+        ("overwrite", "with state save: replace a file that is there")                             //
         ("since", po::value<std::string>()->value_name("ID"),                                      //
          "with events: begin behind the event of that id; 0: with all that the host has kept")     //
         ("help,h", "print this page");
@@ -77,6 +68,7 @@ Options Options::Read(int argc, const char* const* argv) {
     const po::variables_map given = ParseWords(argc, argv);
     Options options;
     options.help = given.count("help") != 0;
+    options.overwrite = given.count("overwrite") != 0;
     options.raw = given.count("raw") != 0;
     options.url = Url::Parse(ChooseUrl(given));
     if (given.count("token-file") != 0) options.token = ReadToken(given["token-file"].as<std::string>());
@@ -89,19 +81,38 @@ Options Options::Read(int argc, const char* const* argv) {
     return options;
 }
 
+std::string Options::OwnCommands() {
+    return "  intercomctl help [COMMAND]    the commands that the agent knows, or one of them\n"
+           "  intercomctl events            follow what happens\n"
+           "  intercomctl state             the agent's whole state\n"
+           "  intercomctl state list        the generations of it that the host has kept\n"
+           "  intercomctl state show N      one of them\n"
+           "  intercomctl state restore N   takes later changes back: starts the agent with it\n"
+           "  intercomctl state save FILE   writes the state into a file, as a backup\n"
+           "  intercomctl state load FILE   starts the agent with that backup\n"
+           "  intercomctl drivers           the drivers of the host\n";
+}
+
 std::string Options::Usage() {
     std::ostringstream page;
     page << "usage: intercomctl [OPTION ...] COMMAND [NAME=VALUE ...]\n\n"
             "Sends one command to the intercom agent of a driver host and prints the reply.\n"
             "The value of NAME=@FILE is the file's content; NAME=@@TEXT stands for the value @TEXT.\n\n"
-            "  intercomctl help [COMMAND]    the commands that the agent knows, or one of them\n"
-            "  intercomctl events            follow what happens\n"
-            "  intercomctl state             the agent's whole state, for a backup\n"
-            "  intercomctl drivers           the drivers of the host\n\n"
+         << OwnCommands() << "\n"
          << Visible()
          << "\nExit status: 0 done, 1 the answer was fail or failed, 2 wrong use, 3 the host could not be\n"
             "reached or refused.\n";
     return page.str();
+}
+
+std::string ReadFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream content;
+    // A folder opens like a file, and reading it fails.
+    if (!file || (file.peek() != std::ifstream::traits_type::eof() && !(content << file.rdbuf())) ||
+        file.bad())
+        throw WrongUse("cannot read " + path + ": " + std::generic_category().message(errno));
+    return content.str();
 }
 
 Parameters ReadParameters(const std::vector<std::string>& words) {

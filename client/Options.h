@@ -15,15 +15,22 @@ struct Options {
     /// The page that --help prints.
     static std::string Usage();
 
+    /// A line for each command that is the client's own.
+    static std::string OwnCommands();
+
     Url url;
     std::string token;  // empty when none is needed
     std::string driver = "agent";
     bool raw = false;
+    bool overwrite = false;            // a file that is there may be replaced
     bool help = false;                 // --help was given
     std::optional<std::string> since;  // id of an event
     std::string command;               // the first word; empty when there is none
     std::vector<std::string> arguments;
 };
+
+/// The content of a file. Throws WrongUse.
+std::string ReadFile(const std::string& path);
 
 /// The name=value words as parameters; the value of name=@file is the file's content, that of
 /// name=@@text is "@text". Throws WrongUse.

@@ -95,7 +95,7 @@ public:
 HostProcess::Impl::Impl(const Options& givenOptions, const Home& home)
     : options(givenOptions),
       limits(options.limits),
-      lock(options.stateFolder),
+      lock(options.stateFolder, DescribeHolder(options.home)),
       signals(thread.Loop()),
       store(files, options.stateFolder, [this](StateStore::Work work) { thread.Post(std::move(work)); }),
       keeper(thread, store, metrics),

@@ -50,6 +50,7 @@ int main(int argc, char** argv) {
     if (argc == 3 && argv[1] == std::string(kTrialOption)) _exit(RunLibraryTrial(argv[2]));
     KeepStandardStreams();
     SurviveWriteSignals();
+    HearOfChildren();
     HostLog::Start(dv::LOG_LEVEL_INFO, DetectLogForm());
     try {
         return Run(argc, argv);

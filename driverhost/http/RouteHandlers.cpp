@@ -101,59 +101,10 @@ void Routes::ListCommands(const Request&, const Path& path, const Reply& reply) 
     reply(XmlResponse(list->NodeToText()));
 }
 
-void Routes::GetState(const Request&, const Path& path, const Reply& reply) {
-    Driver* driver = FindRunning(path[1], reply);
-    if (!driver) return;
-    PulledState pulled = driver->PullState();
-    if (!pulled.error.empty()) return reply(ErrorResponse(500, pulled.error + "; its log tells more"));
-    reply(pulled.document ? XmlResponse(std::move(*pulled.document)) : EmptyResponse());
-}
-
-void Routes::PutState(const Request& request, const Path& path, const Reply& reply) {
-    Driver* driver = FindDriver(path[1], reply);
-    if (!driver) return;
-    const auto document = DvXML::CreateXmlDocument("");
-    if (document->DocumentParse(request.body) != 0) {
-        return reply(ErrorResponse(400, "the document is not XML: " + document->DocumentGetError()));
-    }
-    const DvXML::INode& root = *document->DocumentGetRoot();
-    if (const std::string fault = StateFault(*driver, root); !fault.empty()) {
-        return reply(ErrorResponse(400, fault));
-    }
-    ReplyRestarted(*driver, served_.drivers.Restart(*driver, root.NodeToText()), reply);
-}
-
-// A driver that does not run cannot be asked; what it stored earlier tells instead.
-std::string Routes::StateFault(Driver& driver, const DvXML::INode& root) {
-    const auto document =
-        driver.IsRunning() ? driver.PullState().document : served_.keeper.Stored(driver.StateKey());
-    if (!document) {
-        return driver.IsRunning() ? "driver " + driver.Name() + " keeps no state" : std::string();
-    }
-    const auto own = DvXML::ParseRoot(*document);
-    if (!own || own->NodeGetName() == root.NodeGetName()) return {};
-    return "the root element is '" + std::string(root.NodeGetName()) + "'; driver " + driver.Name() +
-           " writes '" + std::string(own->NodeGetName()) + "'";
-}
-
 void Routes::Restart(const Request&, const Path& path, const Reply& reply) {
     Driver* driver = FindDriver(path[1], reply);
     if (!driver) return;
     ReplyRestarted(*driver, served_.drivers.Restart(*driver), reply);
-}
-
-void Routes::ReplyRestarted(const Driver& driver, const RestartResult& result, const Reply& reply) {
-    switch (result.outcome) {
-        case Restarted::Done:
-            return ReplyStored(EmptyResponse(), reply);
-        case Restarted::NotStored:
-            return reply(ErrorResponse(503, "the state could not be stored, so driver " + driver.Name() +
-                                                " was left alone: " + result.reason));
-        case Restarted::Failed:
-            break;
-    }
-    const std::string now = driver.IsRunning() ? " goes on as before: " : " does not run: ";
-    ReplyStored(ErrorResponse(500, "driver " + driver.Name() + now + result.reason), reply);
 }
 
 void Routes::DeliverSystemEvent(const Request& request, const Path& path, const Reply& reply) {
@@ -177,14 +128,19 @@ void Routes::FollowEvents(const Request& request, const Path&, const Reply& repl
 }
 
 void Routes::TellHealth(const Request&, const Path&, const Reply& reply) {
-    const std::string trouble = served_.keeper.Trouble();
-    if (!trouble.empty()) return reply(ErrorResponse(503, trouble));
-    const auto health = DvXML::CreateXmlNode("health", "ok");
+    std::vector<std::string> warnings = served_.keeper.Warnings();
     for (const auto& driver : served_.drivers.All()) {
-        if (driver->IsRunning()) continue;
-        health->NodeAddNamedValue("warning",
-                                  "driver " + driver->Name() + " does not run: " + driver->Failure());
+        if (!driver->IsRunning())
+            warnings.push_back("driver " + driver->Name() + " does not run: " + driver->Failure());
     }
+    if (std::string trouble = served_.keeper.Trouble(); !trouble.empty()) {
+        for (const std::string& warning : warnings)
+            trouble.append("; ").append(warning);
+        return reply(ErrorResponse(503, trouble));
+    }
+    const auto health = DvXML::CreateXmlNode("health", "ok");
+    for (const std::string& warning : warnings)
+        health->NodeAddNamedValue("warning", warning);
     reply(XmlResponse(health->NodeToText()));
 }
 

@@ -42,6 +42,8 @@ const std::vector<Routes::Route>& Routes::Table() {
         {"GET", {"drivers", "*", "commands"}, &Routes::ListCommands},
         {"GET", {"drivers", "*", "state"}, &Routes::GetState},
         {"PUT", {"drivers", "*", "state"}, &Routes::PutState},
+        {"GET", {"drivers", "*", "state", "generations"}, &Routes::ListGenerations},
+        {"GET", {"drivers", "*", "state", "generations", "*"}, &Routes::GetGeneration},
         {"POST", {"drivers", "*", "restart"}, &Routes::Restart},
         {"POST", {"system-events", "*"}, &Routes::DeliverSystemEvent},
         {"GET", {"events"}, &Routes::FollowEvents},

@@ -58,6 +58,8 @@ private:
     void ListCommands(const Request& request, const Path& path, const Reply& reply);
     void GetState(const Request& request, const Path& path, const Reply& reply);
     void PutState(const Request& request, const Path& path, const Reply& reply);
+    void ListGenerations(const Request& request, const Path& path, const Reply& reply);
+    void GetGeneration(const Request& request, const Path& path, const Reply& reply);
     void Restart(const Request& request, const Path& path, const Reply& reply);
     void DeliverSystemEvent(const Request& request, const Path& path, const Reply& reply);
     void FollowEvents(const Request& request, const Path& path, const Reply& reply);

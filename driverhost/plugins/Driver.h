@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "driverhost/home/HomeFile.h"
 #include "driverhost/plugins/InstanceManager.h"
@@ -41,6 +42,8 @@ public:
     void LoadLibrary();
     /// Takes what is stored for the next Start. Throws FileError.
     void LoadState();
+    /// Takes a document for the next Start instead; none: the driver starts as new.
+    void UseState(std::optional<std::string> document) { state_ = std::move(document); }
 
     /// Creates the instance and initialises it with the loaded state. False, with everything
     /// undone and the failure logged and kept, when the driver does not start; also without a

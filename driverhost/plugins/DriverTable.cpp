@@ -2,13 +2,9 @@
 
 #include <algorithm>
 #include <chrono>
-#include <map>
-#include <set>
 #include <thread>
 
-#include "driverhost/runtime/DriverThread.h"
 #include "driverhost/runtime/HostLog.h"
-#include "driverhost/state/FileSystem.h"
 #include "host/glue/Log.h"
 #include "host/interfaces/InterfaceIds.h"
 
@@ -18,37 +14,6 @@ namespace {
 constexpr long kNotUnderstood = -1;
 constexpr int kLastTries = 3;  // to store a state before its driver ends
 constexpr std::chrono::milliseconds kBetweenTries{500};
-
-struct HomeChanges {
-    std::vector<DriverEntry> incoming;  // new or changed
-    std::set<std::string> outgoing;     // gone or changed
-    std::string summary;
-};
-
-void Tell(std::string& summary, const std::string& name, const char* what) {
-    summary.append(summary.empty() ? "" : ", ").append("driver ").append(name).append(what);
-}
-
-// A driver is known by its name, under which its state is stored.
-HomeChanges CompareHomes(const std::vector<std::unique_ptr<Driver>>& drivers, const Home& home) {
-    HomeChanges changes;
-    std::map<std::string, DriverEntry> earlier;
-    for (const auto& driver : drivers)
-        earlier.emplace(driver->Name(), driver->Entry());
-    for (const DriverEntry& entry : home.drivers) {
-        const auto node = earlier.extract(entry.name);
-        if (!node.empty() && node.mapped() == entry) continue;
-        changes.incoming.push_back(entry);
-        if (!node.empty()) changes.outgoing.insert(entry.name);
-        Tell(changes.summary, entry.name, node.empty() ? " is new" : " is changed and starts anew");
-    }
-    for (const auto& [name, entry] : earlier) {
-        changes.outgoing.insert(name);
-        Tell(changes.summary, name, " is gone");
-    }
-    if (changes.summary.empty()) changes.summary = "no driver changed";
-    return changes;
-}
 
 }  // namespace
 
@@ -77,13 +42,6 @@ void DriverTable::LoadLibraries() {
 
 LibraryFaults DriverTable::TryLibraries(const std::vector<std::string>& paths) const {
     return services_.tryLibraries ? services_.tryLibraries(paths) : LibraryFaults();
-}
-
-std::string DriverTable::TryLibrary(const Driver& driver) const {
-    const CallScope scope(services_.thread, driver.Name(), "the trial of its library");
-    const std::string& path = driver.Entry().libraryPath;
-    const LibraryFaults faults = TryLibraries({path});
-    return faults.empty() ? std::string() : faults.at(path);
 }
 
 void DriverTable::LoadStates() {
@@ -153,110 +111,6 @@ const Driver* DriverTable::FindRunning(const std::string& libraryPath) const {
         return driver->IsRunning() && driver->Entry().libraryPath == libraryPath;
     });
     return found == drivers_.end() ? nullptr : found->get();
-}
-
-// A file that cannot be a plug-in of this host leaves the running driver alone.
-RestartResult DriverTable::Restart(Driver& driver, const std::optional<std::string>& document) {
-    try {
-        PluginLibrary::CheckFile(driver.Entry().libraryPath);
-    } catch (const PluginError& error) {
-        return {Restarted::Failed, error.what()};
-    }
-    if (const std::string fault = TryLibrary(driver); !fault.empty()) return {Restarted::Failed, fault};
-    std::string error = services_.keeper.Flush(driver.StateKey());
-    if (error.empty() && document) error = services_.keeper.Replace(driver.StateKey(), *document);
-    if (!error.empty()) return {Restarted::NotStored, error};
-    return StartAnew(driver);
-}
-
-RestartResult DriverTable::StartAnew(Driver& driver) {
-    driver.Stop();
-    driver.UnloadLibrary();
-    return LoadAndStart(driver);
-}
-
-RestartResult DriverTable::LoadAndStart(Driver& driver) {
-    try {
-        driver.LoadLibrary();
-        driver.LoadState();
-    } catch (const std::exception& error) {
-        driver.SetFailure(error.what());
-        return {Restarted::Failed, error.what()};
-    }
-    if (!driver.Start()) return {Restarted::Failed, driver.Failure()};
-    return {Restarted::Done, {}};
-}
-
-std::string DriverTable::Retire(const Home& home) {
-    const HomeChanges changes = CompareHomes(drivers_, home);
-    CheckLibraries(changes.incoming);
-    std::vector<Driver*> outgoing;
-    for (const auto& driver : drivers_)
-        if (changes.outgoing.contains(driver->Name())) outgoing.push_back(driver.get());
-    FlushAll(outgoing);
-    for (Driver* driver : OrderOfEnding())
-        if (changes.outgoing.contains(driver->Name())) StopStored(*driver);
-    for (Driver* driver : outgoing)
-        TakeAway(*driver);
-    return changes.summary;
-}
-
-void DriverTable::CheckLibraries(const std::vector<DriverEntry>& entries) const {
-    std::vector<std::string> paths;
-    for (const DriverEntry& entry : entries) {
-        PluginLibrary::CheckFile(entry.libraryPath);
-        paths.push_back(entry.libraryPath);
-    }
-    const CallScope scope(services_.thread, kHostName, "the trial of libraries");
-    const LibraryFaults faults = TryLibraries(paths);
-    for (const DriverEntry& entry : entries) {
-        const auto fault = faults.find(entry.libraryPath);
-        if (fault != faults.end()) throw PluginError("driver " + entry.name + ": " + fault->second);
-    }
-}
-
-void DriverTable::FlushAll(const std::vector<Driver*>& drivers) {
-    for (const Driver* driver : drivers) {
-        const std::string error = services_.keeper.Flush(driver->StateKey());
-        if (error.empty()) continue;
-        throw FileError("the state of driver " + driver->Name() + " could not be stored: " + error);
-    }
-}
-
-void DriverTable::TakeAway(Driver& driver) {
-    driver.UnloadLibrary();  // of one that did not run
-    retired_.push_back(TakeOut(driver.Name()));
-    std::erase(drivers_, nullptr);
-    services_.keeper.Settle();
-}
-
-std::unique_ptr<Driver> DriverTable::TakeOut(std::string_view name) {
-    const auto found = std::find_if(drivers_.begin(), drivers_.end(),
-                                    [&](const auto& driver) { return driver && driver->Name() == name; });
-    return found == drivers_.end() ? nullptr : std::move(*found);
-}
-
-bool DriverTable::Holds(std::string_view name) const {
-    return std::any_of(drivers_.begin(), drivers_.end(),
-                       [&](const auto& driver) { return driver->Name() == name; });
-}
-
-void DriverTable::Adopt(const Home& home) {
-    std::vector<std::unique_ptr<Driver>> inFileOrder;
-    std::vector<Driver*> incoming;
-    for (const DriverEntry& entry : home.drivers) {
-        auto driver = TakeOut(entry.name);
-        if (!driver) {
-            driver = std::make_unique<Driver>(entry, services_, *this);
-            incoming.push_back(driver.get());
-        }
-        inFileOrder.push_back(std::move(driver));
-    }
-    drivers_ = std::move(inFileOrder);
-    for (Driver* driver : incoming) {
-        LoadAndStart(*driver);
-        services_.keeper.Settle();
-    }
 }
 
 std::string DriverTable::Deliver(const SystemEvent& event) {

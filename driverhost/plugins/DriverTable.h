@@ -19,7 +19,7 @@ namespace driverhost {
 /// What became of a restart or of a new state.
 enum class Restarted {
     Done,
-    NotStored,  // the state could not be stored, so the driver was left alone
+    NotStored,  // the state could not be stored, so the driver was left with what it had
     Failed      // the driver does not run now, or could not be replaced
 };
 
@@ -66,9 +66,14 @@ public:
     const Driver* FindRunning(const std::string& libraryPath) const;
     const std::vector<std::unique_ptr<Driver>>& All() const { return drivers_; }
 
-    /// Stores the state, ends the driver, loads its library anew and starts it with that state, or
-    /// with `document` in its place; the state is kept as an earlier generation then.
-    RestartResult Restart(Driver& driver, const std::optional<std::string>& document = std::nullopt);
+    /// Stores the state, ends the driver, loads its library anew and starts it with that state.
+    RestartResult Restart(Driver& driver);
+
+    /// The same with `document` in the place of the state, which stays as an earlier generation. The
+    /// document is stored when the driver has started with it: one that ends the process, or that
+    /// the driver refuses, is never what the next start begins with. When it is not taken or
+    /// cannot be stored the driver is started with its former state again.
+    RestartResult RestartWith(Driver& driver, const std::string& document);
 
     /// Delivers to every listener; what those said that threw, one sentence a driver.
     std::string Deliver(const SystemEvent& event);
@@ -78,14 +83,20 @@ public:
                                       std::vector<ISupportIntercom*>& found) override;
 
 private:
-    RestartResult StartAnew(Driver& driver);
-    RestartResult LoadAndStart(Driver& driver);
     LibraryFaults TryLibraries(const std::vector<std::string>& paths) const;
     std::string TryLibrary(const Driver& driver) const;
     void CheckLibraries(const std::vector<DriverEntry>& entries) const;
     void FlushAll(const std::vector<Driver*>& drivers);
     void TakeAway(Driver& driver);
     std::unique_ptr<Driver> TakeOut(std::string_view name);
+    RestartResult Prepare(Driver& driver);
+    RestartResult Reload(Driver& driver);
+    RestartResult Load(Driver& driver);
+    void StartNew(Driver& driver);
+    RestartResult TakeState(Driver& driver, const std::optional<std::string>& known);
+    RestartResult TryState(Driver& driver, const std::string& document);
+    RestartResult StartAgain(Driver& driver);
+    void GoBack(Driver& driver, const std::optional<std::string>& former, RestartResult& result);
     Driver* FindInstance(const void* instance);
     std::vector<Driver*> OrderOfEnding();
     bool StopStored(Driver& driver);

@@ -41,6 +41,10 @@ void SurviveWriteSignals() {
         std::signal(number, [](int) {});
 }
 
+void HearOfChildren() {
+    std::signal(SIGCHLD, SIG_DFL);
+}
+
 std::string FitToDescriptors(Limits& limits) {
     const rlim_t allowed = RaisedLimit();
     const std::size_t others = kOtherDescriptors + limits.refusals;

@@ -15,6 +15,10 @@ void KeepStandardStreams();
 /// Makes a closed standard error and a file too large errors of that write, not the end.
 void SurviveWriteSignals();
 
+/// Some starters leave the end of child processes ignored, which is inherited: nobody would learn then how
+/// a program ended that was started here.
+void HearOfChildren();
+
 /// Raises the limit of open files as far as it goes, and lowers the bound of connections to what it
 /// allows. What to tell about that; empty when all of them fit.
 std::string FitToDescriptors(Limits& limits);

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <memory>
 #include <system_error>
+#include <utility>
 
 #include "driverhost/runtime/FileDescriptor.h"
 
@@ -19,9 +20,19 @@ constexpr mode_t kOwnerFolder = 0700;
 constexpr mode_t kOwnerFile = 0600;
 constexpr std::size_t kReadBytes = 64 * 1024;
 
+std::string Words(const char* operation, const std::string& path, int error) {
+    return std::string("cannot ") + operation + " " + path + ": " + std::generic_category().message(error);
+}
+
 [[noreturn]] void Throw(const char* operation, const std::string& path) {
-    const std::string reason = std::generic_category().message(errno);
-    throw FileError(std::string("cannot ") + operation + " " + path + ": " + reason);
+    throw FileError(Words(operation, path, errno));
+}
+
+[[noreturn]] void ThrowRead(const std::string& path) {
+    const int error = errno;
+    if (error == EIO || error == EBADMSG || error == EUCLEAN || error == EISDIR)
+        throw FileDamaged(Words("read", path, error));
+    throw FileError(Words("read", path, error));
 }
 
 FileDescriptor Open(const char* operation, const std::string& path, int flags) {
@@ -30,14 +41,28 @@ FileDescriptor Open(const char* operation, const std::string& path, int flags) {
     return file;
 }
 
-void WriteAll(const FileDescriptor& file, const std::string& path, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t written = write(file.Get(), text.data(), text.size());
-        if (written < 0 && errno == EINTR) continue;
-        if (written < 0) Throw("write", path);
-        text.remove_prefix(static_cast<std::size_t>(written));
+class PosixNewFile final : public NewFile {
+public:
+    explicit PosixNewFile(std::string path)
+        : path_(std::move(path)), file_(Open("write", path_, O_WRONLY | O_CREAT | O_TRUNC)) {}
+
+    void Write(std::string_view text) override {
+        while (!text.empty()) {
+            const ssize_t written = write(file_.Get(), text.data(), text.size());
+            if (written < 0 && errno == EINTR) continue;
+            if (written < 0) Throw("write", path_);
+            text.remove_prefix(static_cast<std::size_t>(written));
+        }
     }
-}
+
+    void Sync() override {
+        if (fsync(file_.Get()) != 0) Throw("sync", path_);
+    }
+
+private:
+    const std::string path_;
+    const FileDescriptor file_;
+};
 
 }  // namespace
 
@@ -69,16 +94,23 @@ std::string PosixFileSystem::Read(const std::string& path) {
     for (;;) {
         const ssize_t got = read(file.Get(), part.data(), part.size());
         if (got < 0 && errno == EINTR) continue;
-        if (got < 0) Throw("read", path);
+        if (got < 0) ThrowRead(path);
         if (got == 0) return text;
         text.append(part.data(), static_cast<std::size_t>(got));
     }
 }
 
-void PosixFileSystem::WriteSynced(const std::string& path, std::string_view text) {
-    const FileDescriptor file = Open("write", path, O_WRONLY | O_CREAT | O_TRUNC);
-    WriteAll(file, path, text);
-    if (fsync(file.Get()) != 0) Throw("sync", path);
+std::chrono::system_clock::time_point PosixFileSystem::WrittenAt(const std::string& path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) Throw("look at", path);
+    const auto time =
+        std::chrono::seconds(status.st_mtim.tv_sec) + std::chrono::nanoseconds(status.st_mtim.tv_nsec);
+    return std::chrono::system_clock::time_point(
+        std::chrono::duration_cast<std::chrono::system_clock::duration>(time));
+}
+
+std::unique_ptr<NewFile> PosixFileSystem::Create(const std::string& path) {
+    return std::make_unique<PosixNewFile>(path);
 }
 
 void PosixFileSystem::Rename(const std::string& from, const std::string& to) {

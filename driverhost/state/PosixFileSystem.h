@@ -12,7 +12,8 @@ public:
     void CreateFolder(const std::string& path) override;
     std::vector<std::string> List(const std::string& folder) override;
     std::string Read(const std::string& path) override;
-    void WriteSynced(const std::string& path, std::string_view text) override;
+    std::chrono::system_clock::time_point WrittenAt(const std::string& path) override;
+    std::unique_ptr<NewFile> Create(const std::string& path) override;
     void Rename(const std::string& from, const std::string& to) override;
     void Remove(const std::string& path) override;
     void SyncFolder(const std::string& path) override;

@@ -5,6 +5,7 @@
 #include <boost/crc.hpp>
 #include <charconv>
 #include <cstdio>
+#include <set>
 #include <utility>
 
 #include "driverhost/runtime/HostLog.h"
@@ -84,18 +85,25 @@ StateFolder::StateFolder(FileSystem& files, std::string root, std::string driver
       library_(std::move(library)),
       folder_(root_ + "/" + driver_) {}
 
-std::optional<std::string> StateFolder::Load(const Check& check) {
+LoadedState StateFolder::Load(const Check& check) {
     Scan();
-    const bool hadSome = !generations_.empty();
+    LoadedState loaded;
     while (!generations_.empty()) {
-        if (auto document = TryGeneration(generations_.back(), check)) return document;
+        std::size_t bytes = 0;
+        OpenedDocument opened = ReadFile(GenerationName(generations_.back()), bytes);
+        if (opened.fault.empty()) opened.fault = check(opened.document);
+        if (opened.fault.empty()) {
+            loaded.document = std::move(opened.document);
+            return loaded;
+        }
+        loaded.warnings.push_back(PutAside(generations_.back(), opened.fault));
         generations_.pop_back();
     }
-    if (hadSome) {
-        HostLog::Write(dv::LOG_LEVEL_ERROR, driver_,
-                       "no stored document in " + folder_ + " is good: the driver starts as new");
+    if (!loaded.warnings.empty()) {
+        loaded.warnings.push_back(
+            Warn("no stored document in " + folder_ + " is good: the driver starts as new"));
     }
-    return std::nullopt;
+    return loaded;
 }
 
 void StateFolder::Store(std::string_view document) {
@@ -112,48 +120,88 @@ void StateFolder::Store(std::string_view document) {
 
 void StateFolder::WriteTemporary(std::string_view document) {
     try {
-        files_.WriteSynced(PathOf(kTemporaryName), SealDocument(document, library_));
+        const auto file = files_.Create(PathOf(kTemporaryName));
+        file->Write(SealDocument(document, library_));
+        file->Sync();
     } catch (const FileError&) {
         RemoveQuietly(kTemporaryName);  // a full disk needs the room
         throw;
     }
 }
 
-void StateFolder::Scan() {
+// A name that was not put on disk before an earlier process ended may be seen here and be gone
+// after a power cut; so whatever is seen is put on disk first.
+std::vector<std::string> StateFolder::Scan() {
     CreateFolder();
+    files_.SyncFolder(folder_);
     generations_.clear();
-    for (const std::string& name : files_.List(folder_)) {
+    std::vector<std::string> names = files_.List(folder_);
+    for (const std::string& name : names) {
         const std::uint64_t number = NumberOf(name);
         highest_ = std::max(highest_, number);
         if (number != 0 && name == GenerationName(number)) generations_.push_back(number);
     }
     std::sort(generations_.begin(), generations_.end());
     scanned_ = true;
+    return names;
 }
 
-std::optional<std::string> StateFolder::TryGeneration(std::uint64_t number, const Check& check) {
-    OpenedDocument opened = ReadGeneration(number);
-    if (opened.fault.empty()) opened.fault = check(opened.document);
-    if (opened.fault.empty()) return std::move(opened.document);
-    PutAside(number, opened.fault);
-    return std::nullopt;
+std::vector<std::uint64_t> StateFolder::Numbers() {
+    std::set<std::uint64_t> numbers;
+    for (const std::string& name : Scan())
+        if (const std::uint64_t number = NumberOf(name); number != 0) numbers.insert(number);
+    return {numbers.begin(), numbers.end()};
 }
 
-// A file on a bad sector is damaged as much as one with wrong bytes.
-OpenedDocument StateFolder::ReadGeneration(std::uint64_t number) {
+// The file of that number; one that was put aside only when there is no other.
+std::string StateFolder::NameOf(std::uint64_t number) {
+    std::string found;
+    for (const std::string& name : files_.List(folder_)) {
+        if (name == GenerationName(number)) return name;
+        if (number != 0 && NumberOf(name) == number) found = name;
+    }
+    return found;
+}
+
+std::optional<Generation> StateFolder::Examine(std::uint64_t number) {
+    const std::string name = NameOf(number);
+    if (name.empty()) return std::nullopt;
+    Generation generation;
+    generation.number = number;
+    generation.written = files_.WrittenAt(PathOf(name));
+    OpenedDocument opened = ReadFile(name, generation.bytes);
+    const bool isAside = name != GenerationName(number);
+    if (isAside && opened.fault.empty()) opened.fault = "its document cannot be read";
+    generation.fault = opened.fault;
+    if (isAside) generation.fault += "; it was put aside as " + PathOf(name);
+    if (!generation.fault.empty()) return generation;
+    generation.bytes = opened.document.size();
+    generation.document = std::move(opened.document);
+    return generation;
+}
+
+// A file on a bad sector is damaged as much as one with wrong bytes. One that cannot be read for
+// another reason may be the newest good document, and is not passed over.
+OpenedDocument StateFolder::ReadFile(const std::string& name, std::size_t& bytes) {
     try {
-        return OpenDocument(files_.Read(PathOf(GenerationName(number))), library_);
-    } catch (const FileError& error) {
+        const std::string file = files_.Read(PathOf(name));
+        bytes = file.size();
+        return OpenDocument(file, library_);
+    } catch (const FileDamaged& error) {
         return {{}, error.what()};
     }
 }
 
-void StateFolder::PutAside(std::uint64_t number, const std::string& fault) {
+std::string StateFolder::PutAside(std::uint64_t number, const std::string& fault) {
     const std::string path = PathOf(GenerationName(number));
     const std::string aside = path + std::string(kDamagedEnding);
     files_.Rename(path, aside);
-    HostLog::Write(dv::LOG_LEVEL_ERROR, driver_,
-                   "the stored document " + path + " is damaged (" + fault + "): renamed to " + aside);
+    return Warn("the stored document " + path + " is damaged (" + fault + "): renamed to " + aside);
+}
+
+std::string StateFolder::Warn(const std::string& warning) const {
+    HostLog::Write(dv::LOG_LEVEL_ERROR, driver_, warning);
+    return warning;
 }
 
 // Its name must be on disk before a document in it can be.

@@ -10,6 +10,7 @@
 #ifndef DRIVERHOST_STATE_STATEFOLDER_H
 #define DRIVERHOST_STATE_STATEFOLDER_H
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -33,6 +34,21 @@ struct OpenedDocument {
 };
 OpenedDocument OpenDocument(std::string_view file, std::string_view library);
 
+/// What a driver starts with.
+struct LoadedState {
+    std::optional<std::string> document;  // the newest good one, or none
+    std::vector<std::string> warnings;    // of each that was not good, for the operator
+};
+
+/// A stored document as it is found, good or not.
+struct Generation {
+    std::uint64_t number = 0;
+    std::chrono::system_clock::time_point written;
+    std::size_t bytes = 0;  // of the document; of the whole file when it is not good
+    std::string document;   // empty when it is not good
+    std::string fault;      // why it is not good; else empty
+};
+
 /// All operations: [store thread]
 class StateFolder {
 public:
@@ -41,19 +57,26 @@ public:
 
     StateFolder(FileSystem& files, std::string root, std::string driver, std::string library);
 
-    /// The newest good document, or none. Damaged ones are renamed to "….damaged" and named in the
+    /// The newest good document. Damaged ones before it are renamed to "….damaged" and named in the
     /// log. Throws FileError when the folder cannot be read: then nothing is known.
-    std::optional<std::string> Load(const Check& check);
+    LoadedState Load(const Check& check);
 
     /// A new generation; on disk on return. Throws FileError: the earlier generation is still the
     /// newest then, or the new one is.
     void Store(std::string_view document);
 
+    /// The numbers of what is kept, ascending, those put aside as damaged included. Throws FileError.
+    std::vector<std::uint64_t> Numbers();
+
+    /// None when there is none of that number. Throws FileError.
+    std::optional<Generation> Examine(std::uint64_t number);
+
 private:
-    void Scan();
-    std::optional<std::string> TryGeneration(std::uint64_t number, const Check& check);
-    OpenedDocument ReadGeneration(std::uint64_t number);
-    void PutAside(std::uint64_t number, const std::string& fault);
+    std::vector<std::string> Scan();
+    std::string NameOf(std::uint64_t number);
+    OpenedDocument ReadFile(const std::string& name, std::size_t& bytes);
+    std::string PutAside(std::uint64_t number, const std::string& fault);
+    std::string Warn(const std::string& warning) const;
     void CreateFolder();
     void WriteTemporary(std::string_view document);
     void RemoveQuietly(const std::string& name);

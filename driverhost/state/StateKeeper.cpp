@@ -1,6 +1,7 @@
 #include "driverhost/state/StateKeeper.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "driverhost/runtime/HostLog.h"
@@ -32,7 +33,9 @@ StateKeeper::Key StateKeeper::Add(StateSource& source) {
 
 std::optional<std::string> StateKeeper::Load(Key key, StateFolder::Check check) {
     Record& record = records_.at(key);
-    record.stored = store_.Load(record.source->Name(), std::move(check));
+    LoadedState loaded = store_.Load(record.source->Name(), std::move(check));
+    std::move(loaded.warnings.begin(), loaded.warnings.end(), std::back_inserter(record.warnings));
+    record.stored = std::move(loaded.document);
     return record.stored;
 }
 
@@ -76,7 +79,6 @@ void StateKeeper::Begin(Record& record) {
                  });
 }
 
-// After a failure nobody knows what is on disk.
 bool StateKeeper::IsStored(const Record& record, const std::string& document) const {
     return record.trouble.empty() && !record.writing && record.stored == document;
 }
@@ -89,7 +91,7 @@ void StateKeeper::OnWritten(Record& record, std::uint64_t write, const std::stri
     const bool overtaken = write < record.storedWrite;
     const std::string error = overtaken ? std::string() : result.error;
     if (!error.empty()) {
-        Fail(record, error);
+        FailWrite(record, error);
     } else if (!overtaken) {
         Succeed(record, write, document);
     }
@@ -103,14 +105,20 @@ void StateKeeper::Count(Record& record, const StoreResult& result) {
 }
 
 void StateKeeper::Succeed(Record& record, std::uint64_t write, const std::string& document) {
-    record.stored = document;
     record.storedWrite = write;
     if (write < record.lastWrite) return;  // a later one has failed meanwhile, and that is the trouble
+    record.stored = document;
     if (!record.trouble.empty()) {
         HostLog::Write(dv::LOG_LEVEL_INFO, record.source->Name(), "the state is stored again");
     }
     record.trouble.clear();
     record.retryDelay = firstRetry_;
+}
+
+// Nobody knows what is on disk now: the old document or the one that could not be stored.
+void StateKeeper::FailWrite(Record& record, const std::string& error) {
+    record.stored.reset();
+    Fail(record, error);
 }
 
 void StateKeeper::Fail(Record& record, const std::string& error) {
@@ -145,7 +153,7 @@ std::string StateKeeper::WriteNow(Record& record, const std::string& document) {
     const StoreResult result = store_.WriteNow(record.source->Name(), document);
     Count(record, result);
     if (!result.error.empty()) {
-        Fail(record, result.error);
+        FailWrite(record, result.error);
         return result.error;
     }
     Succeed(record, write, document);
@@ -166,6 +174,22 @@ std::string StateKeeper::Trouble() const {
         return "the state of driver " + record.source->Name() + " is not stored: " + record.trouble;
     }
     return {};
+}
+
+std::vector<std::string> StateKeeper::Warnings() const {
+    std::vector<std::string> warnings;
+    for (const Record& record : records_)
+        for (const std::string& warning : record.warnings)
+            warnings.push_back("driver " + record.source->Name() + ": " + warning);
+    return warnings;
+}
+
+void StateKeeper::ListGenerations(Key key, StateStore::Listed listed) {
+    store_.List(records_.at(key).source->Name(), std::move(listed));
+}
+
+void StateKeeper::ExamineGeneration(Key key, std::uint64_t number, StateStore::Examined examined) {
+    store_.Examine(records_.at(key).source->Name(), number, std::move(examined));
 }
 
 void StateKeeper::Unmark(Record& record) {

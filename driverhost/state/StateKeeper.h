@@ -75,11 +75,20 @@ public:
     /// Puts a document in the place of the stored one; why not, or empty.
     std::string Replace(Key key, const std::string& document);
 
+    /// The generations that are kept, and one of them; see StateStore.
+    void ListGenerations(Key key, StateStore::Listed listed);
+    void ExamineGeneration(Key key, std::uint64_t number, StateStore::Examined examined);
+
     /// The driver is gone: what it marked since the last Flush does not count.
     void Forget(Key key);
 
     /// Which driver's state is not on disk, and why; empty when all is.
     std::string Trouble() const;
+
+    /// What Load found damaged, each with its driver, until it is forgiven.
+    std::vector<std::string> Warnings() const;
+    /// The driver's state is as its user wants it.
+    void Forgive(Key key) { records_.at(key).warnings.clear(); }
 
 private:
     struct Waiter;
@@ -97,6 +106,7 @@ private:
         std::uint64_t storedWrite = 0;
         std::uint64_t lastWrite = 0;
         std::string trouble;
+        std::vector<std::string> warnings;
         std::chrono::milliseconds retryDelay;
     };
 
@@ -107,6 +117,7 @@ private:
                    const StoreResult& result);
     void Count(Record& record, const StoreResult& result);
     void Succeed(Record& record, std::uint64_t write, const std::string& document);
+    void FailWrite(Record& record, const std::string& error);
     void Fail(Record& record, const std::string& error);
     void Unmark(Record& record);
     static void Tell(std::vector<WaiterPtr> waiters, const std::string& error);

@@ -9,6 +9,16 @@
 
 namespace driverhost {
 
+// Each generation is a job of its own, so that what is to be written waits for one of them at most.
+struct StateStore::Listing {
+    StateFolder& folder;
+    Listed listed;
+    std::vector<std::uint64_t> numbers;
+    std::size_t next = 0;
+    std::vector<Generation> found;
+    std::string error;
+};
+
 StateStore::StateStore(FileSystem& files, std::string root, std::function<void(Work)> post)
     : files_(files), root_(std::move(root)), post_(std::move(post)), thread_([this] { Run(); }) {}
 
@@ -37,7 +47,7 @@ void StateStore::AddDriver(const std::string& driver, const std::string& library
     });
 }
 
-std::optional<std::string> StateStore::Load(const std::string& driver, StateFolder::Check check) {
+LoadedState StateStore::Load(const std::string& driver, StateFolder::Check check) {
     return RunAndWait([this, &driver, &check] { return folders_.at(driver).Load(check); });
 }
 
@@ -53,6 +63,56 @@ StoreResult StateStore::WriteNow(const std::string& driver, const std::string& d
     return RunAndWait([this, &driver, &document] { return Store(driver, document); });
 }
 
+void StateStore::Examine(const std::string& driver, std::uint64_t number, Examined examined) {
+    EnqueueLook([this, &folder = folders_.at(driver), number, examined = std::move(examined)]() mutable {
+        std::optional<Generation> found;
+        std::string fault;
+        try {
+            found = folder.Examine(number);
+        } catch (const std::exception& error) {
+            fault = error.what();
+        }
+        post_([examined = std::move(examined), found = std::move(found), fault = std::move(fault)] {
+            examined(found, fault);
+        });
+    });
+}
+
+void StateStore::List(const std::string& driver, Listed listed) {
+    const auto listing =
+        std::make_shared<Listing>(Listing{folders_.at(driver), std::move(listed), {}, 0, {}, {}});
+    EnqueueLook([this, listing] { BeginListing(listing); });
+}
+
+void StateStore::BeginListing(const std::shared_ptr<Listing>& listing) {
+    try {
+        listing->numbers = listing->folder.Numbers();
+    } catch (const std::exception& error) {
+        listing->error = error.what();
+    }
+    GoOnListing(listing);
+}
+
+// What was dropped meanwhile is left out.
+void StateStore::GoOnListing(const std::shared_ptr<Listing>& listing) {
+    if (listing->next == listing->numbers.size()) return PostListed(listing);
+    try {
+        if (auto generation = listing->folder.Examine(listing->numbers[listing->next++])) {
+            generation->document.clear();
+            listing->found.push_back(std::move(*generation));
+        }
+    } catch (const std::exception& error) {
+        listing->error = error.what();
+        return PostListed(listing);
+    }
+    EnqueueLook([this, listing] { GoOnListing(listing); });
+}
+
+void StateStore::PostListed(const std::shared_ptr<Listing>& listing) {
+    post_([listed = std::move(listing->listed), found = std::move(listing->found),
+           error = std::move(listing->error)] { listed(found, error); });
+}
+
 void StateStore::Enqueue(Work job) {
     {
         const std::lock_guard lock(mutex_);
@@ -61,19 +121,29 @@ void StateStore::Enqueue(Work job) {
     wake_.notify_one();
 }
 
+void StateStore::EnqueueLook(Work job) {
+    {
+        const std::lock_guard lock(mutex_);
+        looks_.push_back(std::move(job));
+    }
+    wake_.notify_one();
+}
+
+// None at the end.
+std::optional<StateStore::Work> StateStore::NextJob() {
+    std::unique_lock lock(mutex_);
+    wake_.wait(lock, [this] { return ending_ || !jobs_.empty() || !looks_.empty(); });
+    std::deque<Work>& queue = jobs_.empty() ? looks_ : jobs_;
+    if (queue.empty()) return std::nullopt;
+    Work job = std::move(queue.front());
+    queue.pop_front();
+    return job;
+}
+
 void StateStore::Run() {
     pthread_setname_np(pthread_self(), "state store");
-    std::unique_lock lock(mutex_);
-    for (;;) {
-        wake_.wait(lock, [this] { return ending_ || !jobs_.empty(); });
-        if (jobs_.empty()) return;
-        Work job = std::move(jobs_.front());
-        jobs_.pop_front();
-        lock.unlock();
-        job();
-        job = nullptr;
-        lock.lock();
-    }
+    while (auto job = NextJob())
+        (*job)();
 }
 
 StoreResult StateStore::Store(const std::string& driver, const std::string& document) {

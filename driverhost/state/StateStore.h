@@ -6,10 +6,12 @@
 #include <deque>
 #include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "driverhost/state/FileSystem.h"
 #include "driverhost/state/StateFolder.h"
@@ -22,11 +24,16 @@ struct StoreResult {
     double seconds = 0;
 };
 
-/// All operations: [driver thread]. They are carried out in the order in which they were called.
+/// All operations: [driver thread]. They are carried out in the order in which they were called,
+/// List and Examine when nothing else is to do.
 class StateStore {
 public:
     using Work = std::function<void()>;
     using Completion = std::function<void(const StoreResult&)>;
+    /// Told what was found, or why nothing could be.
+    using Listed = std::function<void(const std::vector<Generation>& generations, const std::string& error)>;
+    using Examined =
+        std::function<void(const std::optional<Generation>& generation, const std::string& error)>;
 
     /// Documents live in root/DRIVER. `post` brings completions to the driver thread.
     StateStore(FileSystem& files, std::string root, std::function<void(Work)> post);
@@ -38,8 +45,8 @@ public:
     /// Makes the driver known, with the library that its documents must come from from now on.
     void AddDriver(const std::string& driver, const std::string& library);
 
-    /// The newest good document. Waits for it. Throws FileError.
-    std::optional<std::string> Load(const std::string& driver, StateFolder::Check check);
+    /// See StateFolder::Load. Waits for it. Throws FileError.
+    LoadedState Load(const std::string& driver, StateFolder::Check check);
 
     /// Stores a document and posts what became of it.
     void Write(const std::string& driver, std::string document, Completion done);
@@ -47,11 +54,24 @@ public:
     /// Stores a document and waits for it.
     StoreResult WriteNow(const std::string& driver, const std::string& document);
 
+    /// Posts every generation that is kept, without its document.
+    void List(const std::string& driver, Listed listed);
+
+    /// Posts one generation; none when there is none of that number.
+    void Examine(const std::string& driver, std::uint64_t number, Examined examined);
+
 private:
+    struct Listing;
+
     template <class Job>
     auto RunAndWait(Job job);
     void Enqueue(Work job);
+    void EnqueueLook(Work job);
+    std::optional<Work> NextJob();
     void Run();
+    void BeginListing(const std::shared_ptr<Listing>& listing);
+    void GoOnListing(const std::shared_ptr<Listing>& listing);
+    void PostListed(const std::shared_ptr<Listing>& listing);
     StoreResult Store(const std::string& driver, const std::string& document);
 
     FileSystem& files_;
@@ -61,9 +81,10 @@ private:
 
     std::mutex mutex_;
     std::condition_variable wake_;
-    std::deque<Work> jobs_;  // under mutex_
-    bool ending_ = false;    // under mutex_
-    std::thread thread_;     // last: it uses what stands above
+    std::deque<Work> jobs_;   // under mutex_
+    std::deque<Work> looks_;  // under mutex_; they wait for all jobs
+    bool ending_ = false;     // under mutex_
+    std::thread thread_;      // last: it uses what stands above
 };
 
 }  // namespace driverhost

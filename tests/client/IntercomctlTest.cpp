@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "tests/client/TinyServer.h"
 #include "tests/support/process/RunProgram.h"
 #include "tests/support/process/TempFolder.h"
@@ -9,6 +11,7 @@
 using test::TinyServer;
 using testing::AllOf;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
@@ -125,6 +128,14 @@ TEST(Intercomctl, WrongUseIsStatus2AndAsksNobody) {
                                                          {"--since", "0", "getX"},
                                                          {"events", "all"},
                                                          {"state", "all"},
+                                                         {"state", "list", "3"},
+                                                         {"state", "show"},
+                                                         {"state", "show", "x"},
+                                                         {"state", "restore", ""},
+                                                         {"state", "restore", "1", "2"},
+                                                         {"state", "save"},
+                                                         {"state", "load", "/no/such/file"},
+                                                         {"--overwrite", "state", "list"},
                                                          {"drivers", "all"},
                                                          {"help", "a", "b"}};
     for (const auto& words : wrong) {
@@ -164,6 +175,122 @@ TEST(Intercomctl, StatePrintsTheDriversDocument) {
                                                StartsWith("GET /drivers/kitchen/state HTTP/1.1")));
 }
 
+TEST(Intercomctl, StateListShowsNumberTimeSizeAndChecksum) {
+    const std::string list =
+        "<generations><generation><number>3</number><time>2026-11-21T02:33:04Z</time><bytes>1234</bytes>"
+        "<checksum>good</checksum></generation><generation><number>4</number>"
+        "<time>2026-11-21T02:33:05Z</time><bytes>7</bytes><checksum>damaged</checksum>"
+        "<fault>its checksum does not match</fault></generation></generations>";
+    const TinyServer server({TinyServer::Xml(200, list), TinyServer::Xml(200, list),
+                             TinyServer::Xml(200, "<generations/>"),
+                             TinyServer::Xml(404, "<error>no driver 'x'</error>")});
+    EXPECT_EQ(
+        "    number  time                      bytes  checksum\n"
+        "         3  2026-11-21T02:33:04Z       1234  good\n"
+        "         4  2026-11-21T02:33:05Z          7  damaged: its checksum does not match\n",
+        Ctl(server, {"state", "list"}).output);
+    EXPECT_EQ(list, Ctl(server, {"--raw", "state", "list"}).output);
+    EXPECT_EQ("Nothing is stored of kitchen yet.\n",
+              Ctl(server, {"--driver", "kitchen", "state", "list"}).output);
+    const test::ProgramResult none = Ctl(server, {"--driver", "x", "state", "list"});
+    EXPECT_EQ(3, none.status);
+    EXPECT_EQ("intercomctl: no driver 'x' (HTTP 404)\n", none.errors);
+    EXPECT_THAT(server.Requests()[2], StartsWith("GET /drivers/kitchen/state/generations HTTP/1.1"));
+}
+
+TEST(Intercomctl, StateShowPrintsOneGeneration) {
+    const TinyServer server({TinyServer::Xml(200, "<S><a>1</a></S>"), TinyServer::Xml(200, "<S><a>1</a></S>"),
+                             TinyServer::Xml(500, "<error>generation 4 is damaged</error>")});
+    EXPECT_EQ("<S>\n  <a>1</a>\n</S>\n", Ctl(server, {"state", "show", "3"}).output);
+    EXPECT_EQ("<S><a>1</a></S>", Ctl(server, {"--raw", "state", "show", "3"}).output);
+    const test::ProgramResult damaged = Ctl(server, {"state", "show", "4"});
+    EXPECT_EQ(3, damaged.status);
+    EXPECT_EQ("", damaged.output);
+    EXPECT_EQ("intercomctl: generation 4 is damaged (HTTP 500)\n", damaged.errors);
+    EXPECT_THAT(server.Requests()[0], StartsWith("GET /drivers/agent/state/generations/3 HTTP/1.1"));
+}
+
+TEST(Intercomctl, StateRestorePutsAGenerationBackAsItIs) {
+    const TinyServer server({TinyServer::Xml(200, "<S><a> 1</a></S>"), kNoContent});
+    const test::ProgramResult result = Ctl(server, {"state", "restore", "3"});
+    EXPECT_EQ(0, result.status) << result.errors;
+    EXPECT_EQ("agent runs with generation 3 again; what it had before is kept as a generation.\n",
+              result.output);
+    EXPECT_THAT(server.Requests(), ElementsAre(StartsWith("GET /drivers/agent/state/generations/3 HTTP/1.1"),
+                                               AllOf(StartsWith("PUT /drivers/agent/state HTTP/1.1"),
+                                                     EndsWith("\r\n\r\n<S><a> 1</a></S>"))));
+}
+
+TEST(Intercomctl, StateRestoreOfNothingPutsNothing) {
+    const TinyServer server({TinyServer::Xml(404, "<error>no generation 9</error>"),
+                             TinyServer::Xml(200, "<S/>"), TinyServer::Xml(500, "<error>not today</error>")});
+    EXPECT_EQ("intercomctl: no generation 9 (HTTP 404)\n", Ctl(server, {"state", "restore", "9"}).errors);
+    const test::ProgramResult refused = Ctl(server, {"state", "restore", "3"});
+    EXPECT_EQ(3, refused.status);
+    EXPECT_EQ("", refused.output);
+    EXPECT_EQ("intercomctl: not today (HTTP 500)\n", refused.errors);
+    EXPECT_THAT(server.Requests(), SizeIs(3));
+}
+
+TEST(Intercomctl, StateSaveWritesABackupForItsOwnerOnly) {
+    const test::TempFolder folder;
+    const TinyServer server({TinyServer::Xml(200, "<S><a> 1</a></S>")});
+    const std::string file = folder / "backup.xml";
+    const test::ProgramResult result = Ctl(server, {"state", "save", file});
+    EXPECT_EQ(0, result.status) << result.errors;
+    EXPECT_EQ("The state of agent is saved in " + file + " (16 bytes).\n", result.output);
+    EXPECT_EQ("<S><a> 1</a></S>", test::ReadFile(file));
+    EXPECT_EQ(std::filesystem::perms(0600), std::filesystem::status(file).permissions());
+}
+
+TEST(Intercomctl, StateSaveReplacesAFileOnlyWhenToldTo) {
+    const test::TempFolder folder;
+    test::WriteFile(folder / "backup.xml", "precious");
+    const TinyServer server({TinyServer::Xml(200, "<S/>")});
+    const std::string file = folder / "backup.xml";
+    const test::ProgramResult refused = Ctl(server, {"state", "save", file});
+    EXPECT_EQ(2, refused.status);
+    EXPECT_THAT(refused.errors, HasSubstr(file + " exists already and is left as it is"));
+    EXPECT_EQ("precious", test::ReadFile(file));
+    EXPECT_THAT(server.Requests(), IsEmpty());
+    EXPECT_EQ(0, Ctl(server, {"state", "save", file, "--overwrite"}).status);
+    EXPECT_EQ("<S/>", test::ReadFile(file));
+    EXPECT_EQ(std::filesystem::perms(0600), std::filesystem::status(file).permissions());
+}
+
+TEST(Intercomctl, AStateThatCannotBeSavedLeavesNothing) {
+    const test::TempFolder folder;
+    const std::string file = folder / "backup.xml";
+    const TinyServer server({TinyServer::Xml(503, "<error>busy</error>"), kNoContent,
+                             "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n<S>"});
+    EXPECT_EQ("intercomctl: busy (HTTP 503)\n", Ctl(server, {"state", "save", file}).errors);
+    const test::ProgramResult none = Ctl(server, {"state", "save", file});
+    EXPECT_EQ(3, none.status);
+    EXPECT_EQ("intercomctl: agent keeps no state; nothing was saved\n", none.errors);
+    EXPECT_EQ(3, Ctl(server, {"state", "save", file}).status);
+    const test::ProgramResult nowhere = Ctl(server, {"state", "save", "/no/such/folder/backup.xml"});
+    EXPECT_EQ(2, nowhere.status);
+    EXPECT_THAT(nowhere.errors, HasSubstr("cannot write /no/such/folder/backup.xml: No such file"));
+    EXPECT_TRUE(std::filesystem::is_empty(folder.Path()));
+    EXPECT_THAT(server.Requests(), SizeIs(3));
+}
+
+TEST(Intercomctl, StateLoadSendsTheFile) {
+    const test::TempFolder folder;
+    test::WriteFile(folder / "backup.xml", "<S><a> 1</a></S>\n");
+    const TinyServer server({kNoContent, TinyServer::Xml(400, "<error>not XML</error>")});
+    const std::string file = folder / "backup.xml";
+    const test::ProgramResult result = Ctl(server, {"--driver", "kitchen", "state", "load", file});
+    EXPECT_EQ(0, result.status) << result.errors;
+    EXPECT_EQ("kitchen runs with the state from " + file + "; what it had before is kept as a generation.\n",
+              result.output);
+    EXPECT_THAT(server.Requests(), ElementsAre(AllOf(StartsWith("PUT /drivers/kitchen/state HTTP/1.1"),
+                                                     EndsWith("\r\n\r\n<S><a> 1</a></S>\n"))));
+    const test::ProgramResult refused = Ctl(server, {"state", "load", file});
+    EXPECT_EQ(3, refused.status);
+    EXPECT_EQ("intercomctl: not XML (HTTP 400)\n", refused.errors);
+}
+
 TEST(Intercomctl, DriversPrintsTheHostsDrivers) {
     const TinyServer server({TinyServer::Xml(200, "<drivers/>")});
     EXPECT_EQ("<drivers/>\n", Ctl(server, {"drivers"}).output);
@@ -180,17 +307,23 @@ constexpr char kCommands[] =
 
 TEST(Intercomctl, HelpListsTheDriversCommands) {
     const TinyServer server({TinyServer::Xml(200, kCommands), TinyServer::Xml(200, kCommands)});
-    EXPECT_EQ("Commands of agent:\n  addGroup  new group\n  SIP_CALL  call one; no reply\n",
-              Ctl(server, {"help"}).output);
-    EXPECT_EQ("Commands of kitchen:\n  addGroup  new group\n  SIP_CALL  call one; no reply\n",
-              Ctl(server, {"--driver", "kitchen", "help"}).output);
+    const std::string help = Ctl(server, {"help"}).output;
+    EXPECT_THAT(help, StartsWith("Commands of agent:\n  addGroup  new group\n  SIP_CALL  call one; no reply\n"
+                                 "Besides them:\n  intercomctl help"));
+    EXPECT_THAT(help, HasSubstr("\n  intercomctl state restore N "));
+    EXPECT_THAT(Ctl(server, {"--driver", "kitchen", "help"}).output,
+                StartsWith("Commands of kitchen:\n  addGroup  new group\n  SIP_CALL  call one; no reply\n"));
     EXPECT_THAT(server.Requests(), ElementsAre(StartsWith("GET /drivers/agent/commands HTTP/1.1"),
                                                StartsWith("GET /drivers/kitchen/commands HTTP/1.1")));
 }
 
 TEST(Intercomctl, HelpOfOneCommandShowsThatOne) {
-    const TinyServer server({TinyServer::Xml(200, kCommands), TinyServer::Xml(200, kCommands)});
+    const TinyServer server(
+        {TinyServer::Xml(200, kCommands), TinyServer::Xml(200, kCommands), TinyServer::Xml(200, kCommands)});
     EXPECT_EQ("  SIP_CALL  call one; no reply\n", Ctl(server, {"help", "SIP_CALL"}).output);
+    EXPECT_THAT(Ctl(server, {"help", "state"}).output,
+                AllOf(StartsWith("  intercomctl state "), HasSubstr("\n  intercomctl state load FILE "),
+                      Not(HasSubstr("events"))));
     const test::ProgramResult unknown = Ctl(server, {"help", "sip_call"});
     EXPECT_EQ(2, unknown.status);
     EXPECT_THAT(unknown.errors, HasSubstr("agent has no command \"sip_call\""));

@@ -4,6 +4,7 @@
 
 #include "tests/support/process/DriverHost.h"
 #include "tests/support/process/RunProgram.h"
+#include "tests/support/process/TempFolder.h"
 
 using testing::HasSubstr;
 
@@ -58,6 +59,42 @@ TEST_F(IntercomctlAndHost, AnUnknownCommandIsRefusedAndHelpKnowsTheRest) {
     EXPECT_THAT(Ctl({"help"}).output, HasSubstr("\n  addGroup "));
     EXPECT_THAT(Ctl({"--driver", "kitchen", "help"}).output, HasSubstr("\n  getOperations "));
     EXPECT_THAT(Ctl({"drivers"}).output, HasSubstr("<library>panel</library>"));
+}
+
+TEST_F(IntercomctlAndHost, AChangeIsTakenBackWithAnEarlierGeneration) {
+    Ctl({"addGroup", "name=First"});
+    const std::string list = Ctl({"state", "list"}).output;
+    const std::string newest = std::to_string(std::stoi(list.substr(list.rfind('\n', list.size() - 2))));
+    Ctl({"addGroup", "name=Second"});
+    EXPECT_THAT(Ctl({"state", "show", newest}).output,
+                testing::AllOf(HasSubstr("<name>First</name>"), testing::Not(HasSubstr("Second"))));
+    const test::ProgramResult restored = Ctl({"state", "restore", newest});
+    EXPECT_EQ(0, restored.status) << restored.errors;
+    EXPECT_THAT(Ctl({"getGroupList"}).output,
+                testing::AllOf(HasSubstr("<name>First</name>"), testing::Not(HasSubstr("Second"))));
+    EXPECT_THAT(Ctl({"getDeviceList"}).output, HasSubstr("<name>Kitchen</name>"));
+    const test::ProgramResult none = Ctl({"state", "restore", "4711"});
+    EXPECT_EQ(3, none.status);
+    EXPECT_THAT(none.errors, HasSubstr("driver agent has no generation 4711"));
+}
+
+TEST_F(IntercomctlAndHost, ABackupIsSavedAndLoaded) {
+    const test::TempFolder folder;
+    const std::string file = folder / "backup.xml";
+    Ctl({"addGroup", "name=Kept"});
+    EXPECT_EQ(0, Ctl({"state", "save", file}).status);
+    Ctl({"deleteGroup", "groupId=1"});
+    EXPECT_EQ(0, Ctl({"state", "load", file}).status);
+    EXPECT_THAT(Ctl({"getGroupList"}).output, HasSubstr("<name>Kept</name>"));
+    test::WriteFile(folder / "other.xml", "<Other/>");
+    const test::ProgramResult other = Ctl({"state", "load", folder / "other.xml"});
+    EXPECT_EQ(3, other.status);
+    EXPECT_THAT(other.errors, HasSubstr("the root element is 'Other'; driver agent writes 'IntercomState'"));
+    test::WriteFile(folder / "huge.xml", std::string(17UL * 1024 * 1024, ' '));
+    const test::ProgramResult huge = Ctl({"state", "load", folder / "huge.xml"});
+    EXPECT_EQ(3, huge.status);
+    EXPECT_THAT(huge.errors, HasSubstr("(HTTP 413)"));
+    EXPECT_THAT(Ctl({"getGroupList"}).output, HasSubstr("<name>Kept</name>"));
 }
 
 TEST_F(IntercomctlAndHost, EventsOfThePastAreToldFromTheirId) {

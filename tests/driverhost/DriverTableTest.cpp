@@ -114,6 +114,27 @@ TEST_F(DriverTableTest, ARestartKeepsTheStateMarkedOrNot) {
     EXPECT_EQ(Command("lamp", "get"), "<probe><value>dim</value><heard/></probe>");
 }
 
+TEST_F(DriverTableTest, ARestartKeepsAStateThatTheDiskHasDamaged) {
+    Add("lamp", "probe");
+    Start();
+    Command("lamp", "set", "value=dim");
+    disk_.Plant("/state/lamp/0000000001.xml", "rubbish");
+    EXPECT_EQ(table_->Restart(Get("lamp")).outcome, Restarted::Done);
+    EXPECT_EQ(Command("lamp", "get"), "<probe><value>dim</value><heard/></probe>");
+    EXPECT_TRUE(disk_.Has("/state/lamp/0000000001.xml.damaged"));
+    EXPECT_EQ(StoredState("lamp"), "<ProbeState><value>dim</value></ProbeState>");
+}
+
+TEST_F(DriverTableTest, ARestartKeepsAStateThatTheDiskDoesNotGiveBack) {
+    Add("lamp", "probe");
+    Start();
+    Command("lamp", "set", "value=dim");
+    disk_.FailAtStep(3);  // make, sync the folders, then list
+    EXPECT_THAT(LogOf([this] { EXPECT_EQ(table_->Restart(Get("lamp")).outcome, Restarted::Done); }),
+                HasSubstr(" 3 lamp cannot list /state/lamp: "));
+    EXPECT_EQ(Command("lamp", "get"), "<probe><value>dim</value><heard/></probe>");
+}
+
 TEST_F(DriverTableTest, WhatOnDestroyMarksIsNeverStored) {
     Add("lamp", "probe");
     Start();

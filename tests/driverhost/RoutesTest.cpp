@@ -17,6 +17,17 @@ protected:
         Start();
     }
 
+    /// Begins a request; the reply comes while the loop turns.
+    void Begin(const std::string& method, const std::string& target, const std::string& form,
+               const Reply& reply) {
+        Request request;
+        request.method = method;
+        request.target = target;
+        if (!form.empty()) request.contentType = "application/x-www-form-urlencoded";
+        request.body = form;
+        routes_->Answer(request, reply);
+    }
+
     Response Put(const std::string& target, const std::string& document) {
         Request request;
         request.method = "PUT";
@@ -214,7 +225,208 @@ TEST_F(RoutesTest, ADriverThatDoesNotRunTakesOnlyItsKindOfState) {
     Start();
     EXPECT_EQ(Put("/drivers/lamp/state", "<Other/>").status, 400U);
     EXPECT_EQ(Put("/drivers/lamp/state", "<ProbeState><value>new</value></ProbeState>").status, 500U);
-    EXPECT_EQ(StoredState("lamp"), "<ProbeState><value>new</value></ProbeState>");
+    EXPECT_EQ(StoredState("lamp"), "<ProbeState/>");
+}
+
+TEST_F(RoutesTest, APutStateThatTheDriverDoesNotStartWithGivesTheFormerOneBack) {
+    StartLamp();
+    Command("lamp", "set", "value=old");
+    const Response refused = Put("/drivers/lamp/state", "<ProbeState><value>poison</value></ProbeState>");
+    EXPECT_EQ(refused.status, 500U);
+    EXPECT_EQ(refused.body,
+              "<error>driver lamp goes on as before: driver lamp threw in Initialize: a bad value; it runs "
+              "again with its former state</error>");
+    EXPECT_EQ(Command("lamp", "get"), "<probe><value>old</value><heard/></probe>");
+    EXPECT_EQ(StoredState("lamp"), "<ProbeState><value>old</value></ProbeState>");
+    EXPECT_FALSE(disk_.Has("/state/lamp/0000000002.xml")) << "the next process must not begin with it";
+    EXPECT_EQ(Ask("GET", "/health").status, 200U);
+}
+
+TEST_F(RoutesTest, ARefusedPutStateStopsNothing) {
+    StartLamp();
+    Command("lamp", "count");
+    std::string deep = "<ProbeState>";
+    for (int depth = 0; depth < 200; ++depth)
+        deep += "<a>";
+    for (int depth = 0; depth < 200; ++depth)
+        deep += "</a>";
+    EXPECT_THAT(Put("/drivers/lamp/state", deep + "</ProbeState>").body,
+                HasSubstr("<error>the document is not XML: "));
+    EXPECT_EQ(Put("/drivers/lamp/state", "<ProbeState><value>x</ProbeState>").status, 400U);
+    EXPECT_EQ(Put("/drivers/lamp/state", "<probestate/>").status, 400U);
+    EXPECT_EQ(Command("lamp", "count"), "<count>2</count>") << "the library was loaded anew";
+}
+
+TEST_F(RoutesTest, TheStateSurvivesAPutThatCannotBeStored) {
+    StartLamp();
+    Command("lamp", "set", "value=old");
+    disk_.FailAll(true);
+    const Response refused = Put("/drivers/lamp/state", "<ProbeState><value>new</value></ProbeState>");
+    EXPECT_EQ(refused.status, 503U);
+    EXPECT_THAT(refused.body, HasSubstr("the state could not be stored, so driver lamp was left with what it "
+                                        "had: cannot "));
+    TurnUntil([this] { return Ask("GET", "/health").status == 503; });
+    disk_.FailAll(false);
+    TurnUntil([this] { return Ask("GET", "/health").status == 200; });
+    EXPECT_EQ(Command("lamp", "get"), "<probe><value>old</value><heard/></probe>");
+    EXPECT_EQ(StoredState("lamp"), "<ProbeState><value>old</value></ProbeState>");
+}
+
+TEST_F(RoutesTest, APutStateToADriverThatCannotTellItsOwnIsRefusedWithTheReason) {
+    StartLamp();
+    Command("lamp", "breakState");
+    const Response refused = Put("/drivers/lamp/state", "<ProbeState/>");
+    EXPECT_EQ(refused.status, 503U);
+    EXPECT_THAT(refused.body, HasSubstr("driver lamp threw in GetPersistState: no state today"));
+    EXPECT_EQ(Command("lamp", "count"), "<count>1</count>");
+}
+
+TEST_F(RoutesTest, APutStateWhoseStoringFailsLateIsTakenBackOnDisk) {
+    StartLamp();
+    Command("lamp", "set", "value=old");
+    disk_.FailAtStep(4);  // create, write, sync, rename, then the folder is synced
+    EXPECT_EQ(Put("/drivers/lamp/state", "<ProbeState><value>new</value></ProbeState>").status, 503U);
+    TurnUntil([this] { return StoredState("lamp") == "<ProbeState><value>old</value></ProbeState>"; });
+    EXPECT_THAT(disk_.ContentOf("/state/lamp/0000000002.xml"), HasSubstr("<value>new</value>"));
+    EXPECT_EQ(Command("lamp", "get"), "<probe><value>old</value><heard/></probe>");
+}
+
+TEST_F(RoutesTest, GenerationsAreListedOldestFirst) {
+    StartLamp();
+    Command("lamp", "set", "value=1");
+    Command("lamp", "set", "value=2");
+    EXPECT_EQ(Ask("GET", "/drivers/lamp/state/generations").body,
+              "<generations>"
+              "<generation><number>1</number><time>2026-01-01T00:00:00Z</time><bytes>41</bytes>"
+              "<checksum>good</checksum></generation>"
+              "<generation><number>2</number><time>2026-01-01T00:00:01Z</time><bytes>41</bytes>"
+              "<checksum>good</checksum></generation></generations>");
+    EXPECT_EQ(Ask("GET", "/drivers/none/state/generations").status, 404U);
+}
+
+TEST_F(RoutesTest, ADriverThatStoredNothingHasNoGenerations) {
+    StartLamp();
+    EXPECT_EQ(Ask("GET", "/drivers/lamp/state/generations").body, "<generations/>");
+}
+
+TEST_F(RoutesTest, AGenerationIsGivenAsItWasStored) {
+    StartLamp();
+    Command("lamp", "set", "value=1");
+    Command("lamp", "set", "value=2");
+    const Response first = Ask("GET", "/drivers/lamp/state/generations/1");
+    EXPECT_EQ(first.status, 200U);
+    EXPECT_EQ(first.body, "<ProbeState><value>1</value></ProbeState>");
+    EXPECT_EQ(Ask("GET", "/drivers/lamp/state/generations/0000000002").body,
+              "<ProbeState><value>2</value></ProbeState>");
+    const Response none = Ask("GET", "/drivers/lamp/state/generations/3");
+    EXPECT_EQ(none.status, 404U);
+    EXPECT_EQ(none.body,
+              "<error>driver lamp has no generation 3; GET /drivers/lamp/state/generations lists what is "
+              "kept</error>");
+    EXPECT_EQ(Ask("GET", "/drivers/lamp/state/generations/0").status, 404U);
+    for (const char* number : {"x", "-1", "1x", "18446744073709551616"})
+        EXPECT_EQ(Ask("GET", std::string("/drivers/lamp/state/generations/") + number).status, 400U)
+            << number;
+}
+
+TEST_F(RoutesTest, ADamagedGenerationIsListedAndItsDocumentRefused) {
+    StartLamp();
+    Command("lamp", "set", "value=1");
+    Command("lamp", "set", "value=2");
+    disk_.Plant("/state/lamp/0000000001.xml", "rubbish");
+    disk_.Plant("/state/lamp/0000000007.xml.damaged", "worse");
+    const std::string list = Ask("GET", "/drivers/lamp/state/generations").body;
+    EXPECT_THAT(list, HasSubstr("<number>1</number>"));
+    EXPECT_THAT(list, HasSubstr("<bytes>7</bytes><checksum>damaged</checksum>"
+                                "<fault>its checksum line is missing</fault></generation>"));
+    EXPECT_THAT(list, HasSubstr("<fault>its checksum line is missing; it was put aside as "
+                                "/state/lamp/0000000007.xml.damaged</fault>"));
+    const Response damaged = Ask("GET", "/drivers/lamp/state/generations/1");
+    EXPECT_EQ(damaged.status, 500U);
+    EXPECT_THAT(damaged.body, HasSubstr("<error>generation 1 of driver lamp is damaged: its checksum line is "
+                                        "missing; GET "));
+}
+
+TEST_F(RoutesTest, GenerationsThatCannotBeLookedAtAnswer503) {
+    StartLamp();
+    Command("lamp", "set", "value=1");
+    disk_.FailAll(true);
+    EXPECT_EQ(Ask("GET", "/drivers/lamp/state/generations").status, 503U);
+    EXPECT_EQ(Ask("GET", "/drivers/lamp/state/generations/1").status, 503U);
+    disk_.FailAll(false);
+    EXPECT_EQ(Ask("GET", "/health").status, 200U);
+}
+
+TEST_F(RoutesTest, LookingAtGenerationsWaitsForTheDiskAndNobodyForIt) {
+    StartLamp();
+    Command("lamp", "set", "value=1");
+    disk_.Hold(true);
+    bool listed = false;
+    bool stored = false;
+    Begin("POST", "/drivers/lamp/commands/set", "value=2", [&](const Response&) { stored = true; });
+    Begin("GET", "/drivers/lamp/state/generations", "", [&](const Response& response) {
+        EXPECT_TRUE(stored);
+        EXPECT_THAT(response.body, HasSubstr("<number>2</number>"));
+        listed = true;
+    });
+    EXPECT_THAT(Command("lamp", "get"), HasSubstr("<value>2</value>"));
+    EXPECT_FALSE(listed);
+    disk_.Hold(false);
+    TurnUntil([&] { return listed; });
+}
+
+TEST_F(RoutesTest, CommandsDuringAWriteShareTheNextOneAndAreAnsweredBehindIt) {
+    StartLamp();
+    disk_.Hold(true);
+    int answered = 0;
+    for (int value = 1; value <= 10; ++value) {
+        Begin("POST", "/drivers/lamp/commands/set", "value=" + std::to_string(value),
+              [&, value](const Response& response) {
+                  EXPECT_EQ(response.status, 200U);
+                  EXPECT_EQ(disk_.Has("/state/lamp/0000000002.xml"), value > 1) << value;
+                  ++answered;
+              });
+    }
+    Turn();
+    EXPECT_EQ(answered, 0);
+    disk_.Hold(false);
+    TurnUntil([&] { return answered == 10; });
+    EXPECT_EQ(metrics_.OfDriver("lamp").stateWrites, 2U);
+    EXPECT_EQ(StoredState("lamp"), "<ProbeState><value>10</value></ProbeState>");
+}
+
+TEST_F(RoutesTest, ADamagedStateIsAWarningOfHealthUntilABackupIsPutBack) {
+    disk_.Plant("/state/lamp/0000000001.xml",
+                SealDocument("<ProbeState><value>1</value></ProbeState>", "probe"));
+    disk_.Plant("/state/lamp/0000000002.xml", "rubbish");
+    StartLamp();
+    const std::string warned =
+        "<health>ok<warning>driver lamp: the stored document /state/lamp/0000000002.xml is damaged (its "
+        "checksum line is missing): renamed to /state/lamp/0000000002.xml.damaged</warning></health>";
+    EXPECT_EQ(Ask("GET", "/health").status, 200U);
+    EXPECT_EQ(Ask("GET", "/health").body, warned);
+    Command("lamp", "set", "value=2");
+    EXPECT_EQ(Ask("POST", "/drivers/lamp/restart").status, 204U);
+    EXPECT_EQ(Put("/drivers/lamp/state", "<Other/>").status, 400U);
+    EXPECT_EQ(Ask("GET", "/health").body, warned);
+    disk_.FailAll(true);
+    EXPECT_EQ(Ask("POST", "/drivers/lamp/commands/set", "value=3").status, 503U);
+    const Response red = Ask("GET", "/health");
+    EXPECT_EQ(red.status, 503U);
+    EXPECT_THAT(red.body, HasSubstr("is not stored: cannot "));
+    EXPECT_THAT(red.body, HasSubstr("; driver lamp: the stored document /state/lamp/0000000002.xml"));
+    disk_.FailAll(false);
+    TurnUntil([&] { return Ask("GET", "/health").body == warned; });
+    EXPECT_EQ(Put("/drivers/lamp/state", "<ProbeState><value>4</value></ProbeState>").status, 204U);
+    EXPECT_EQ(Ask("GET", "/health").body, "<health>ok</health>");
+}
+
+TEST_F(RoutesTest, AStateLostAltogetherIsAWarningToo) {
+    disk_.Plant("/state/lamp/0000000001.xml", "rubbish");
+    StartLamp();
+    EXPECT_THAT(Ask("GET", "/health").body,
+                HasSubstr("<warning>driver lamp: no stored document in /state/lamp is good: the driver "
+                          "starts as new</warning>"));
 }
 
 TEST_F(RoutesTest, ARestartAnswers204) {

@@ -18,7 +18,9 @@ protected:
         return StateFolder(disk, "/state", "kitchen", library);
     }
 
-    std::optional<std::string> LoadFrom(MemoryFileSystem& disk) { return Open(disk).Load(&AnyDocument); }
+    std::optional<std::string> LoadFrom(MemoryFileSystem& disk) {
+        return Open(disk).Load(&AnyDocument).document;
+    }
 
     static std::string Generation(int number) {
         const std::string digits = std::to_string(number);
@@ -100,14 +102,14 @@ TEST_F(StateFolderTest, ADocumentThatTheCheckRefusesIsDamaged) {
     const auto refuseSecond = [](std::string_view text) {
         return text == "<s>2</s>" ? std::string("not XML") : std::string();
     };
-    EXPECT_EQ(Open(disk_).Load(refuseSecond), "<s>1</s>");
+    EXPECT_EQ(Open(disk_).Load(refuseSecond).document, "<s>1</s>");
     EXPECT_TRUE(disk_.Has(Generation(2) + ".damaged"));
 }
 
 TEST_F(StateFolderTest, ADocumentOfAnotherLibraryIsNotTaken) {
     StoreAll(1);
     testing::internal::CaptureStderr();
-    EXPECT_EQ(Open(disk_, "shutter").Load(&AnyDocument), std::nullopt);
+    EXPECT_EQ(Open(disk_, "shutter").Load(&AnyDocument).document, std::nullopt);
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
                 testing::HasSubstr("it was stored by the library lamp, not by shutter"));
 }
@@ -131,14 +133,31 @@ TEST_F(StateFolderTest, TheNumberOfADamagedDocumentIsNotUsedAgain) {
 
 TEST_F(StateFolderTest, AnUnreadableFileCountsAsDamaged) {
     StoreAll(2);
-    disk_.FailAtStep(3);  // make, sync, list, then the newest is read
+    disk_.Spoil(Generation(2));
     EXPECT_EQ(LoadFrom(disk_), "<s>1</s>");
 }
 
 TEST_F(StateFolderTest, AFolderThatCannotBeListedIsAFailureNotAFirstStart) {
     StoreAll(1);
-    disk_.FailAtStep(2);
+    disk_.FailAtStep(3);  // make, sync the folders, then list
     EXPECT_THROW(LoadFrom(disk_), FileError);
+}
+
+TEST_F(StateFolderTest, ADocumentThatCannotBeReadNowIsNotPassedOver) {
+    StoreAll(2);
+    disk_.FailAtStep(4);  // the newest is read
+    EXPECT_THROW(LoadFrom(disk_), FileError);
+    EXPECT_TRUE(disk_.Has(Generation(2)));
+    EXPECT_EQ(LoadFrom(disk_), "<s>2</s>");
+}
+
+TEST_F(StateFolderTest, WhatWasLoadedIsThereAfterAPowerCut) {
+    StoreAll(1);
+    disk_.FailAtStep(8);  // behind the rename, the folder is synced
+    StateFolder folder = Open(disk_);
+    EXPECT_THROW(folder.Store("<s>2</s>"), FileError);
+    EXPECT_EQ(LoadFrom(disk_), "<s>2</s>");
+    EXPECT_EQ(LoadFrom(*disk_.AfterPowerCut(MemoryFileSystem::LosingAll())), "<s>2</s>");
 }
 
 TEST_F(StateFolderTest, OtherFilesAreLeftAlone) {
@@ -149,63 +168,14 @@ TEST_F(StateFolderTest, OtherFilesAreLeftAlone) {
     EXPECT_EQ(disk_.ContentOf("/state/kitchen/5.xml"), "mine");
 }
 
-// The heart of it: whatever step fails or is the last before a power cut, the disk holds the old
-// document or the new one, and the new one when Store returned.
-class PowerCut : public StateFolderTest, public testing::WithParamInterface<MemoryFileSystem::UnsyncedNames> {
-protected:
-    std::optional<std::string> LoadAfterCut() { return LoadFrom(*disk_.AfterPowerCut(GetParam())); }
-};
-
-TEST_P(PowerCut, AtAnyStepOfStoringLeavesTheOldOrTheNewDocument) {
-    constexpr int kFirstStore = 20;  // so that an old one is dropped as well
-    for (int step = 0;; ++step) {
-        disk_.FailAtStep(std::nullopt);
-        StoreAll(kFirstStore);
-        StateFolder folder = Open(disk_);
-        disk_.FailAtStep(step);
-        bool stored = true;
-        try {
-            folder.Store("<s>new</s>");
-        } catch (const FileError&) {
-            stored = false;
-        }
-        const bool wasReached = disk_.StepsDone() > step;
-        disk_.FailAtStep(std::nullopt);
-        const auto found = LoadAfterCut();
-        ASSERT_TRUE(found == "<s>new</s>" || (!stored && found == "<s>20</s>")) << "step " << step;
-        if (!wasReached) break;
-    }
-}
-
-TEST_P(PowerCut, AfterARetryLeavesTheNewDocument) {
-    StoreAll(1);
-    for (int step = 0; step < 8; ++step) {
-        StateFolder folder = Open(disk_);
-        const std::string document = "<s>retry " + std::to_string(step) + "</s>";
-        disk_.FailAtStep(step);
-        try {
-            folder.Store(document);
-        } catch (const FileError&) {
-            disk_.FailAtStep(std::nullopt);
-            folder.Store(document);
-        }
-        disk_.FailAtStep(std::nullopt);
-        EXPECT_EQ(LoadAfterCut(), document) << "step " << step;
-    }
-}
-
-TEST_P(PowerCut, AfterAFullDiskLeavesNoHalfFileInTheWay) {
+TEST_F(StateFolderTest, AFullDiskLeavesNoHalfFileInTheWay) {
     StoreAll(1);
     StateFolder folder = Open(disk_);
-    disk_.FailAtStep(4);  // make, sync, list, open, then write
+    disk_.FailAtStep(5);  // make, sync the folders, list, create, then write
     EXPECT_THROW(folder.Store("<s>new</s>"), FileError);
     EXPECT_FALSE(disk_.Has("/state/kitchen/next.tmp"));
-    EXPECT_EQ(LoadAfterCut(), "<s>1</s>");
+    EXPECT_EQ(LoadFrom(disk_), "<s>1</s>");
 }
-
-INSTANTIATE_TEST_SUITE_P(Names, PowerCut,
-                         testing::Values(MemoryFileSystem::UnsyncedNames::Lost,
-                                         MemoryFileSystem::UnsyncedNames::Kept));
 
 }  // namespace
 }  // namespace driverhost

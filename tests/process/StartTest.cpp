@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -27,6 +28,12 @@ protected:
         EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 1) << log;
         EXPECT_THAT(log, HasSubstr("Z 3 host "));
         return log;
+    }
+
+    static mode_t ModeOf(const std::string& path) {
+        struct stat status {};
+        EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
+        return status.st_mode & 0777;
     }
 
     std::string LineOfHome(const std::string& drivers) {
@@ -82,8 +89,54 @@ TEST_F(StartTest, AStateFolderInUseEndsWithOne) {
     Start();
     const auto first = std::move(host_);
     EXPECT_THAT(LineOf(1, Arguments({"--listen", "127.0.0.1:0"})),
-                HasSubstr("is in use by another driverhost"));
+                HasSubstr("is in use by another driverhost, process " + std::to_string(first->Id()) +
+                          " with the home file " + folder_.Path() + "/home.xml; stop that one"));
     EXPECT_EQ(Ask("GET", "/health").status, 200);
+}
+
+TEST_F(StartTest, AStateThatOthersCouldReadIsMadeTheOwnersAndSaid) {
+    Start();
+    Command("lamp", "set", "value=x");
+    Stop();
+    const std::string file = StateFolder() + "/lamp/0000000001.xml";
+    const std::string left = folder_.Path() + "/state/gone";
+    mkdir(left.c_str(), 0755);
+    chmod(left.c_str(), 0755);
+    chmod(folder_.Write("state/gone/0000000001.xml", "secret").c_str(), 0664);
+    ASSERT_EQ(symlink("/nowhere", (StateFolder() + "/lamp/.#note").c_str()), 0);
+    chmod(StateFolder().c_str(), 0755);
+    chmod((StateFolder() + "/lamp").c_str(), 0770);
+    chmod(file.c_str(), 0644);
+    Start();
+    EXPECT_EQ(ModeOf(StateFolder()), 0700U);
+    EXPECT_EQ(ModeOf(StateFolder() + "/lamp"), 0700U);
+    EXPECT_EQ(ModeOf(file), 0600U);
+    EXPECT_EQ(ModeOf(left), 0700U);
+    EXPECT_EQ(ModeOf(left + "/0000000001.xml"), 0600U);
+    EXPECT_THAT(Log(), HasSubstr(" 3 host others could use " + file +
+                                 " (mode 0644), where passwords may stand; it is 0600 now\n"));
+    EXPECT_THAT(Log(), HasSubstr("others could use " + StateFolder() + " (mode 0755)"));
+    EXPECT_THAT(Command("lamp", "get"), HasSubstr("<value>x</value>"));
+    Stop();
+    Start();
+    EXPECT_THAT(Log(), testing::Not(HasSubstr("others could use")));
+}
+
+TEST_F(StartTest, AStateThatBelongsToSomebodyElseEndsWithOne) {
+    if (geteuid() != 0) GTEST_SKIP() << "only root can give files away";
+    constexpr uid_t kNobody = 65534;
+    Start();
+    Command("lamp", "set", "value=x");
+    Stop();
+    const std::string file = StateFolder() + "/lamp/0000000001.xml";
+    for (const std::string& path : {file, StateFolder()}) {
+        ASSERT_EQ(chown(path.c_str(), kNobody, 0), 0);
+        EXPECT_THAT(LineOf(1, Arguments()), HasSubstr(path + " belongs to user 65534, and driverhost runs as "
+                                                             "user 0; run it as that user, or"));
+        ASSERT_EQ(chown(path.c_str(), 0, 0), 0);
+    }
+    Start();
+    EXPECT_THAT(Command("lamp", "get"), HasSubstr("<value>x</value>"));
 }
 
 TEST_F(StartTest, AStateFolderThatIsAFileEndsWithOne) {
@@ -130,14 +183,9 @@ TEST_F(StartTest, UnderTheServiceManagerLinesHaveItsPrefix) {
 TEST_F(StartTest, TheStateIsForItsOwnerOnly) {
     Start();
     Command("lamp", "set", "value=x");
-    const auto modeOf = [](const std::string& path) {
-        struct stat status {};
-        EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
-        return status.st_mode & 0777;
-    };
-    EXPECT_EQ(modeOf(StateFolder()), 0700U);
-    EXPECT_EQ(modeOf(StateFolder() + "/lamp"), 0700U);
-    EXPECT_EQ(modeOf(StateFolder() + "/lamp/0000000001.xml"), 0600U);
+    EXPECT_EQ(ModeOf(StateFolder()), 0700U);
+    EXPECT_EQ(ModeOf(StateFolder() + "/lamp"), 0700U);
+    EXPECT_EQ(ModeOf(StateFolder() + "/lamp/0000000001.xml"), 0600U);
 }
 
 }  // namespace

@@ -69,11 +69,15 @@ TEST_F(TroubleTest, AFailingDiskIsAnsweredShownAndRecoveredFrom) {
     const HttpAnswer refused = Ask("POST", "/drivers/lamp/commands/set", "value=2");
     EXPECT_EQ(refused.status, 503);
     EXPECT_THAT(refused.body, HasSubstr("done, but not stored: cannot write "));
-    EXPECT_EQ(Ask("GET", "/health").status, 503);
+    const HttpAnswer red = Ask("GET", "/health");
+    EXPECT_EQ(red.status, 503);
+    EXPECT_THAT(red.body, HasSubstr("<error>the state of driver lamp is not stored: cannot write "));
+    EXPECT_THAT(Ask("GET", "/metrics").body,
+                HasSubstr("driverhost_state_write_failures_total{driver=\"lamp\"} "));
     std::filesystem::remove(StateFolder() + "/lamp");
     std::filesystem::rename(StateFolder() + "/aside", StateFolder() + "/lamp");
     host_->WaitForLog(" 6 lamp the state is stored again");
-    EXPECT_EQ(Ask("GET", "/health").status, 200);
+    EXPECT_EQ(Ask("GET", "/health").body, "<health>ok</health>");
     Kill();
     Start();
     EXPECT_THAT(Command("lamp", "get"), HasSubstr("<value>2</value>"));
@@ -98,6 +102,27 @@ TEST_F(TroubleTest, ADamagedStateIsPutAsideAndTheOneBeforeItUsed) {
     EXPECT_THAT(Command("lamp", "get"), HasSubstr("<value>1</value>"));
     EXPECT_THAT(Log(), HasSubstr(" 3 lamp the stored document " + StoredFile(2) + " is damaged"));
     EXPECT_TRUE(std::filesystem::exists(StoredFile(2) + ".damaged"));
+    const HttpAnswer health = Ask("GET", "/health");
+    EXPECT_EQ(health.status, 200);
+    EXPECT_THAT(health.body, HasSubstr("<health>ok<warning>driver lamp: the stored document " +
+                                       StoredFile(2) + " is damaged ("));
+    EXPECT_EQ(Ask("GET", "/drivers/lamp/state/generations/2").status, 500);
+    const std::string backup = Ask("GET", "/drivers/lamp/state/generations/1").body;
+    EXPECT_EQ(Ask("PUT", "/drivers/lamp/state", backup).status, 204);
+    EXPECT_EQ(Ask("GET", "/health").body, "<health>ok</health>");
+}
+
+TEST_F(TroubleTest, AStateThatEndsTheProcessIsNotWhatTheNextOneBeginsWith) {
+    Start();
+    Command("lamp", "set", "value=good");
+    EXPECT_EQ(Ask("PUT", "/drivers/lamp/state", "<ProbeState><value>poison</value></ProbeState>").status,
+              500);
+    EXPECT_THAT(Command("lamp", "get"), HasSubstr("<value>good</value>"));
+    EXPECT_THROW(Ask("PUT", "/drivers/lamp/state", "<ProbeState><value>fatal</value></ProbeState>"),
+                 std::runtime_error);
+    EXPECT_EQ(host_->WaitForEnd(), 99);
+    Start();
+    EXPECT_THAT(Command("lamp", "get"), HasSubstr("<value>good</value>"));
 }
 
 TEST_F(TroubleTest, AHeldThreadIsAnsweredForByTheWatchdog) {

@@ -3,9 +3,11 @@
 // config: fails (Initialize throws, or answers -7; OnDestroy throws, or takes half a second: "throw",
 // "answer", "throwAtEnd", "slowAtEnd"), waitsFor (Initialize waits until there is that file), publishes (an
 // interface id), answers (an interface id that QueryInterface answers), heavy (keeps listeners and interfaces
-// when it ends), noState (GetPersistState gives null).
+// when it ends), noState (GetPersistState gives null). A saved value "poison" makes Initialize throw,
+// "fatal" end the process.
 #include <boost/bind/bind.hpp>
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <stdexcept>
@@ -47,6 +49,8 @@ public:
         RegisterListener(*this, kClass, 0);
         if (savedState) value_ = savedState->NodeGetNamedValue("value");
         WaitForFile(std::string(config.NodeGetNamedValue("waitsFor")));
+        if (value_ == "fatal") std::_Exit(kFatal);
+        if (value_ == "poison") throw std::runtime_error("a bad value");
         if (fails == "throw") throw std::runtime_error("not today");
         return fails == "answer" ? -7 : 0;
     }
@@ -97,6 +101,7 @@ public:
 
 private:
     static constexpr unsigned int kClass = 11;
+    static constexpr int kFatal = 99;
 
     void Bind(const char* name, Reply (Probe::*handler)(const ICmdMessage&), const char* help) {
         GetUICmdDispatcher().RegisterUICmd(name, boost::bind(handler, this, boost::placeholders::_1), help);

@@ -1,17 +1,19 @@
-// A disk in memory that fails on demand and shows what a power cut would leave.
+// A disk in memory that fails and loses power on demand, and shows what a power cut would leave.
 //
 // Names and contents reach the disk apart: a content when it is synced, a name when its folder
-// is. What was not synced may or may not be there after a power cut, so both are shown.
+// is. Of what was not synced any part may be there after a power cut; the test decides which.
 #ifndef TESTS_DRIVERHOST_SUPPORT_MEMORYFILESYSTEM_H
 #define TESTS_DRIVERHOST_SUPPORT_MEMORYFILESYSTEM_H
 
 #include <condition_variable>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "driverhost/state/FileSystem.h"
 
@@ -19,47 +21,102 @@ namespace driverhost {
 
 class MemoryFileSystem final : public FileSystem {
 public:
-    /// The step with this number, from 0, fails; writing a file is three: open, write, sync.
-    void FailAtStep(std::optional<int> step);
+    enum class Fault {
+        Error,      // nothing was done
+        LateError,  // it was done, of a write the first half, and is said to have failed
+        PowerCut    // it was begun, and no later step does anything
+    };
+    /// The step with this number, from 0, fails; writing a file is three: create, write, sync.
+    void FailAtStep(std::optional<int> step, Fault fault = Fault::Error);
     /// Every step fails until told otherwise.
     void FailAll(bool fail);
-    /// Writing a file waits until told otherwise, as on a disk that wakes up.
+    /// Making a file waits until told otherwise, as on a disk that wakes up.
     void Hold(bool hold);
-    int StepsDone() const { return steps_; }
+    int StepsDone() const;
+    /// False after a power cut.
+    bool HasPower() const;
+    /// It was the process that ended, and not the machine: the unsynced is there and unsynced still.
+    void GoOn();
 
-    enum class UnsyncedNames { Lost, Kept };
+    /// A disk that lies: what it says to have synced it has not.
+    void SyncNoContents() { syncsContents_ = false; }
+    void SyncNoNames() { syncsNames_ = false; }
+
+    /// Decides what of the unsynced is on the disk after a power cut.
+    struct PowerCut {
+        std::function<bool()> keepsName;  // asked for each name made, moved and removed, in order
+        std::function<std::string(const std::string& synced, const std::string& written)> content;
+    };
+    static PowerCut LosingAll();
+    /// Every name and every content, but of contents what was synced only.
+    static PowerCut KeepingNames();
+    static PowerCut KeepingAll();
     /// The disk as it is after a power cut.
-    std::unique_ptr<MemoryFileSystem> AfterPowerCut(UnsyncedNames names) const;
+    std::unique_ptr<MemoryFileSystem> AfterPowerCut(const PowerCut& cut) const;
 
     /// Puts a file there without any step.
     void Plant(const std::string& path, const std::string& content);
+    /// The file's content cannot be read from now on.
+    void Spoil(const std::string& path);
     bool Has(const std::string& path) const;
     std::string ContentOf(const std::string& path) const;
+    /// Every file of a folder, by name, with its content.
+    std::map<std::string, std::string> FilesOf(const std::string& folder) const;
 
     // FileSystem
     void CreateFolder(const std::string& path) override;
     std::vector<std::string> List(const std::string& folder) override;
     std::string Read(const std::string& path) override;
-    void WriteSynced(const std::string& path, std::string_view text) override;
+    /// 2026-01-01T00:00:00Z for the first file, a second more for each one after it.
+    std::chrono::system_clock::time_point WrittenAt(const std::string& path) override;
+    std::unique_ptr<NewFile> Create(const std::string& path) override;
     void Rename(const std::string& from, const std::string& to) override;
     void Remove(const std::string& path) override;
     void SyncFolder(const std::string& path) override;
 
 private:
+    class MemoryNewFile;
     struct Inode {
-        std::string content;
-        std::string onDisk;
+        std::string written;
+        std::string synced;
+        long number = 0;
+        bool spoiled = false;
+        bool syncFailed = false;  // a later sync says that all is well, and has nothing left to write
     };
-    using Names = std::map<std::string, std::shared_ptr<Inode>>;
+    using InodePtr = std::shared_ptr<Inode>;
 
-    void Step(const std::string& what);
+    // The names of the whole disk.
+    struct Names {
+        std::set<std::string> folders;
+        std::map<std::string, InodePtr> files;
+    };
+    // One change of names: made, moved or removed.
+    struct Change {
+        std::string folder;  // whose sync puts it on disk
+        std::function<void(Names&)> apply;
+    };
+
+    template <class Action, class LateAction>
+    void Step(const std::string& what, Action action, LateAction late);
+    template <class Action>
+    void Step(const std::string& what, Action action) {
+        Step(what, action, [](Fault) {});
+    }
+    void ChangeNames(const std::string& path, const std::function<void(Names&)>& apply);
+    InodePtr Find(const std::string& what, const std::string& path) const;
+    void Make(const std::string& path, InodePtr& inode);
 
     mutable std::mutex mutex_;
-    std::set<std::string> folders_;
     Names names_;
     Names namesOnDisk_;
+    std::vector<Change> unsynced_;
+    long filesMade_ = 0;
     std::optional<int> failAt_;
+    Fault fault_ = Fault::Error;
     bool failAll_ = false;
+    bool hasPower_ = true;
+    bool syncsContents_ = true;
+    bool syncsNames_ = true;
     bool held_ = false;
     std::condition_variable released_;
     int steps_ = 0;

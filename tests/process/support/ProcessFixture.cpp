@@ -38,18 +38,22 @@ std::vector<std::string> ProcessFixture::Arguments(const std::vector<std::string
     return all;
 }
 
-std::unique_ptr<HostProgram> ProcessFixture::Launch(const std::vector<std::string>& arguments) {
+std::unique_ptr<HostProgram> ProcessFixture::Begin(const std::vector<std::string>& arguments) {
     host_.reset();
     return std::make_unique<HostProgram>(arguments, environment_,
                                          folder_.Path() + "/log" + std::to_string(++starts_), shell_);
 }
 
-void ProcessFixture::Start(const std::vector<std::string>& more) {
+void ProcessFixture::Launch(const std::vector<std::string>& more) {
     std::vector<std::string> arguments = Arguments(more);
     if (std::find(more.begin(), more.end(), "--listen") == more.end()) {
         arguments.insert(arguments.end(), {"--listen", "127.0.0.1:0"});
     }
-    host_ = Launch(arguments);
+    host_ = Begin(arguments);
+}
+
+void ProcessFixture::Start(const std::vector<std::string>& more) {
+    Launch(more);
     port_ = host_->WaitUntilServing();
 }
 
@@ -67,7 +71,7 @@ void ProcessFixture::StartSilent(const std::vector<std::string>& more) {
 }
 
 int ProcessFixture::Run(const std::vector<std::string>& arguments) {
-    host_ = Launch(arguments);
+    host_ = Begin(arguments);
     return host_->WaitForEnd();
 }
 

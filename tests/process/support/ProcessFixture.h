@@ -26,6 +26,8 @@ protected:
 
     /// The arguments of a host of this home, with others behind them.
     std::vector<std::string> Arguments(const std::vector<std::string>& more = {}) const;
+    /// Starts the host and does not wait.
+    void Launch(const std::vector<std::string>& more = {});
     /// Starts the host and waits until it serves.
     void Start(const std::vector<std::string>& more = {});
     /// Starts the host and waits until it listens, which is before it serves.
@@ -64,7 +66,7 @@ protected:
     unsigned short port_ = 0;
 
 private:
-    std::unique_ptr<HostProgram> Launch(const std::vector<std::string>& arguments);
+    std::unique_ptr<HostProgram> Begin(const std::vector<std::string>& arguments);
 
     int starts_ = 0;
 };
