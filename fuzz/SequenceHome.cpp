@@ -2,6 +2,8 @@
 #include "fuzz/SequenceHome.h"
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 
 #include "fuzz/StateDocument.h"
 #include "fuzz/Values.h"
@@ -94,9 +96,12 @@ void SequenceHome::CheckReply(const char* what, const dv::auto_com<DvXML::INode>
 }
 
 void SequenceHome::CheckWhatLeftTheAgent() {
+    static const bool told = std::getenv("FUZZ_TRACE") != nullptr;
     constexpr std::string_view event = "ui ";
-    for (const std::string& line : Take(event))
-        RequireXml("an event", std::string_view(line).substr(event.size()));
+    for (const std::string& line : Take()) {
+        if (told) std::puts(line.c_str());
+        if (line.starts_with(event)) RequireXml("an event", std::string_view(line).substr(event.size()));
+    }
 }
 
 void SequenceHome::CheckState() {
