@@ -4,12 +4,26 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
+#include <sstream>
 
 #include "fuzz/StateDocument.h"
 #include "fuzz/Values.h"
-#include "tests/model/Pools.h"
 
 namespace fuzz {
+namespace {
+
+// They stand in brackets behind the help: "what it does (key|index ...)".
+std::vector<std::string> ParametersIn(const std::string& help) {
+    if (!help.ends_with(')')) return {};
+    std::string names = help.substr(help.rfind('(') + 1);
+    names.pop_back();
+    std::replace(names.begin(), names.end(), '|', ' ');
+    std::istringstream words(names);
+    return {std::istream_iterator<std::string>(words), {}};
+}
+
+}  // namespace
 
 void SequenceHome::Run() {
     Create();
@@ -22,7 +36,7 @@ void SequenceHome::Run() {
         }
         CheckWhatLeftTheAgent();
     }
-    CheckState();
+    RequireSettles(State());
     TearDown();
 }
 
@@ -104,25 +118,10 @@ void SequenceHome::CheckWhatLeftTheAgent() {
     }
 }
 
-void SequenceHome::CheckState() {
-    RequireSettles(State());
-}
-
-// The parameters stand in brackets behind the help: "what it does (key|index ...)".
 SequenceHome::Commands SequenceHome::Listed(const std::vector<CommandInfo>& commands) {
     Commands listed;
-    for (const CommandInfo& info : commands) {
-        Command& command = listed.emplace_back(Command{info.name, {}});
-        std::string word;
-        for (const char c : info.help.substr(std::min(info.help.rfind('('), info.help.size()))) {
-            if (c != ' ' && c != '|' && c != ')') {
-                if (c != '(') word += c;
-            } else if (!word.empty()) {
-                command.parameters.push_back(std::move(word));
-                word.clear();
-            }
-        }
-    }
+    for (const CommandInfo& info : commands)
+        listed.push_back({info.name, ParametersIn(info.help)});
     return listed;
 }
 

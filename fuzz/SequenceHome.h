@@ -62,7 +62,6 @@ private:
     // Checks.
     void CheckReply(const char* what, const dv::auto_com<DvXML::INode>& element);
     void CheckWhatLeftTheAgent();
-    void CheckState();
 
     test::Parameters ParametersOf(const Command& command);
     static Commands Listed(const std::vector<CommandInfo>& commands);
