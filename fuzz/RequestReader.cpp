@@ -6,7 +6,7 @@
 // that goes on only when it is complete: a fault in it may be noticed later. And a head, or the frame
 // of a chunk, that reaches the bound of a head may be refused for that or for what else is wrong
 // with it; a frame that comes whole is not held against that bound. And a chunk whose extension has a
-// quote that is never closed is counted anew at each look, and reaches the bound of a body.
+// quote that is not closed in its line is counted anew at each look, and reaches the bound of a body.
 #include "driverhost/http/RequestReader.h"
 
 #include <algorithm>
@@ -147,8 +147,8 @@ bool IsNoticedLater(const Story& whole, const Story& pieces) {
 }
 
 bool IsCountedAnew(const Story& whole, const Story& pieces) {
-    return whole.ending == kWaitsForBody && pieces.ending.starts_with("failed 413") &&
-           whole.requests == pieces.requests;
+    const bool isFaulty = whole.ending == kWaitsForBody || whole.ending.starts_with("failed 400");
+    return isFaulty && pieces.ending.starts_with("failed 413") && whole.requests == pieces.requests;
 }
 
 bool ReachesTheBound(const Story& one, const Story& other) {
