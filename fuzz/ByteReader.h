@@ -34,7 +34,8 @@ public:
 
     /// Bytes as they stand, fewer than `most`.
     std::string Text(std::size_t most) {
-        const std::size_t size = std::min(Below(most), bytes_.size());
+        const std::size_t wanted = Below(most);
+        const std::size_t size = std::min(wanted, bytes_.size());
         const std::string text(bytes_.substr(0, size));
         bytes_.remove_prefix(size);
         return text;

@@ -47,6 +47,7 @@ void SequenceHome::PlainCommand() {
 
 void SequenceHome::AskAgent() {
     const unsigned long id = DeviceId(bytes_);
+    const std::string key = Key(bytes_);
     std::vector<unsigned long> ids;
     switch (bytes_.Below(10)) {
         case 0:
@@ -66,7 +67,7 @@ void SequenceHome::AskAgent() {
         case 7:
             return Agent().OnDeviceChanged(id, static_cast<dvIntercom::DeviceProps>(bytes_.Below(12)));
         case 8:
-            return Agent().EndOfflineSession(Key(bytes_), Key(bytes_));
+            return Agent().EndOfflineSession(key, Key(bytes_));
         default:
             return Delete(bytes_.Below(kSlots));
     }
@@ -75,8 +76,11 @@ void SequenceHome::AskAgent() {
 void SequenceHome::ReportCall() {
     const std::string name = Text(bytes_);
     const std::string address = Key(bytes_);
-    for (std::size_t count = 1 + bytes_.Below(60); count > 0; --count)
-        Agent().AddRecentContact(name, address, "now", Text(bytes_), bytes_.Flag(), bytes_.Flag());
+    for (std::size_t count = 1 + bytes_.Below(60); count > 0; --count) {
+        const std::string length = Text(bytes_);
+        const bool received = bytes_.Flag();
+        Agent().AddRecentContact(name, address, "now", length, received, bytes_.Flag());
+    }
 }
 
 void SequenceHome::AddDevice() {
@@ -113,7 +117,8 @@ void SequenceHome::ChangeFacts() {
     device.intercomName = Text(bytes_);
     device.passAnswer = bytes_.Flag() ? "buttons" : "";
     device.passAnswerText = Text(bytes_);
-    device.sessions[Key(bytes_)] = static_cast<unsigned char>(bytes_.Byte());
+    const std::string remote = Key(bytes_);
+    device.sessions[remote] = static_cast<unsigned char>(bytes_.Byte());
     const unsigned int flags = bytes_.Byte();
     device.doorStation = flags & 1U;
     device.thirdParty = flags & 2U;
