@@ -49,3 +49,7 @@ if(COVERAGE)
     target_compile_options(project_options INTERFACE --coverage -fprofile-abs-path)
     target_link_options(project_options INTERFACE --coverage)
 endif()
+
+if(FUZZ)
+    target_compile_options(project_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()

@@ -22,8 +22,14 @@ constexpr std::size_t kMaxNameBytes = 100;  // a folder's name, with room for wh
 constexpr std::string_view kXmlSpace = " \t\r\n";
 constexpr std::string_view kLibraryEnding = ".so";
 
+// Control characters as the file can write them: what is told about it stays one line.
 std::string Quoted(std::string_view text) {
-    return std::string("'").append(text).append("'");
+    std::string quoted = "'";
+    for (const char c : text) {
+        const bool isControl = static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
+        isControl ? quoted.append("&#" + std::to_string(c) + ";") : quoted.append(1, c);
+    }
+    return quoted + "'";
 }
 
 bool IsPlain(char c) {

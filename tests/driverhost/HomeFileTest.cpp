@@ -183,6 +183,14 @@ TEST_F(HomeFileTest, AnAddressThatIsNoIPv4AddressIsRefused) {
         "home.xml:2: the address 'kitchen' is no IPv4 address; expected one like 192.168.1.10, or none");
 }
 
+TEST_F(HomeFileTest, WhatIsWrongIsToldOnOneLineWhateverTheTextsHold) {
+    EXPECT_EQ(FaultOf("<home><controller><address>10.0.\n0.2\x7F</address></controller></home>"),
+              "home.xml:1: the address '10.0.&#10;0.2&#127;' is no IPv4 address; expected one like "
+              "192.168.1.10, or none");
+    EXPECT_EQ(FaultOf("<home>" + Driver("1\n", "a") + "</home>"),
+              "home.xml:1: the driver id '1&#10;' is no number from 1 to 4294967295");
+}
+
 TEST_F(HomeFileTest, ADocumentTypeIsRefused) {
     EXPECT_THAT(FaultOf("<!DOCTYPE home [<!ENTITY a 'b'>]><home/>"),
                 testing::StartsWith("home.xml:1: not XML: "));

@@ -73,6 +73,21 @@ TEST_F(RequestReaderTest, AWholeRequestIsReadByteByByte) {
     EXPECT_EQ(reader_.Get().body, "xyz");
 }
 
+TEST_F(RequestReaderTest, ChunkedBodiesMayComeByteByByte) {
+    const std::string head = "POST /a HTTP/1.1\r\nHost: h\r\nTransfer-Encoding: chunked\r\n\r\n";
+    for (const std::string body : {"0\r\n\r\n", "1\r\nx\r\n0\r\n\r\n", "0;a=b\r\nc: d\r\n\r\n"}) {
+        Give(head);
+        EXPECT_EQ(Go(), Progress::NeedBody);
+        for (const char byte : body.substr(0, body.size() - 1)) {
+            Give({&byte, 1});
+            EXPECT_EQ(Go(), Progress::NeedBody) << body;
+        }
+        Give(body.substr(body.size() - 1));
+        EXPECT_EQ(Go(), Progress::Done) << body;
+        reader_.Next();
+    }
+}
+
 TEST_F(RequestReaderTest, RequestsMayFollowEachOtherAtOnce) {
     Give("GET /1 HTTP/1.1\r\nHost: h\r\n\r\nPOST /2 HTTP/1.1\r\nContent-Length: 1\r\n\r\nxGET /3 HT");
     EXPECT_EQ(Go(), Progress::Done);

@@ -223,6 +223,12 @@ TEST_F(SignalTest, ClosedStandardStreamsNeverBecomeFilesOrSockets) {
     EXPECT_THAT(ReadFile("state/lamp/0000000001.xml"), testing::StartsWith("<ProbeState>"));
 }
 
+TEST_F(SignalTest, AStarterThatIgnoresTheEndOfItsChildrenMakesNoLibraryABadOne) {
+    shell_ = "trap '' CHLD; exec \"$0\" \"$@\"";
+    Start();
+    EXPECT_EQ(Command("lamp", "count"), "<count>1</count>");
+}
+
 TEST_F(SignalTest, AStandardErrorThatNobodyReadsHoldsNobody) {
     const std::string path = folder_.Path() + "/pipe";
     const FileDescriptor reader = MakePipe(path);

@@ -60,7 +60,7 @@ void ProcessFixture::Start(const std::vector<std::string>& more) {
 void ProcessFixture::StartListening(const std::vector<std::string>& more) {
     std::vector<std::string> arguments = Arguments(more);
     arguments.insert(arguments.end(), {"--listen", "127.0.0.1:0"});
-    host_ = Launch(arguments);
+    host_ = Begin(arguments);
     port_ = host_->WaitUntilListening();
 }
 
