@@ -88,6 +88,11 @@ TEST_F(AgentStart, HasEveryCommandInPlaceBeforeTheAgentCanBeFound) {
     EXPECT_EQ(5U, plain);
 }
 
+TEST_F(AgentStart, IsNotExternalBeforeItHasLookedAtItsServices) {
+    Create();
+    EXPECT_FALSE(Agent().GetExternal());
+}
+
 TEST_F(AgentStart, ReadsTheSavedStateAfterListening) {
     Create();
     int before = 0;
