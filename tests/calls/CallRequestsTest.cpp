@@ -259,6 +259,19 @@ TEST_F(RegularCall, IsDroppedWhenTheCallerGoesAwayWhileItIsAsked) {
     }
 }
 
+TEST_F(RegularCall, AsksACallerNothingMoreThatLeftWhileAnotherDeviceCame) {
+    Equip(true, true, true);
+    FakeDevice& late = NewDevice(9);
+    bool asked = false;
+    source->Next("hasDisplay", [&] {
+        Agent().OnDeviceRemoved(3);
+        Agent().AddIntercomDevice(9, &late);
+    });
+    source->Next("hasCamera", [&] { asked = true; });
+    CallHall("0", "1");
+    EXPECT_FALSE(asked);
+}
+
 TEST_F(RegularCall, IsStartedByTheDeviceThatTookTheCallersPlaceWhileItWasAsked) {
     Equip(true, true, true);
     FakeDevice& replacing = NewDevice(3, 1, "new");
