@@ -272,6 +272,17 @@ TEST_F(RegularCall, AsksACallerNothingMoreThatLeftWhileAnotherDeviceCame) {
     EXPECT_FALSE(asked);
 }
 
+TEST_F(RegularCall, KeepsItsVideoThoughAnotherDeviceCameWhileTheCallerWasAsked) {
+    Equip(true, true, true);
+    FakeDevice& late = NewDevice(9);
+    source->Next("hasDisplay", [&] {
+        Agent().AddIntercomDevice(9, &late);
+        Take();
+    });
+    CallHall("0", "1");
+    EXPECT_THAT(Take(), ElementsAre("device 3 StartSipCall 0 0 Hall@10.0.0.2"));
+}
+
 TEST_F(RegularCall, IsStartedByTheDeviceThatTookTheCallersPlaceWhileItWasAsked) {
     Equip(true, true, true);
     FakeDevice& replacing = NewDevice(3, 1, "new");
