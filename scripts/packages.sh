@@ -3,9 +3,7 @@
 # What it is built with.
 BUILD_PACKAGES=(g++ cmake ninja-build libboost-dev libboost-program-options-dev libexpat1-dev)
 # What the tests need beside that.
-TEST_PACKAGES=(libgtest-dev libgmock-dev clang)
-# What fuzzing needs further.
-FUZZ_PACKAGES=(libclang-rt-14-dev)
+TEST_PACKAGES=(libgtest-dev libgmock-dev clang libclang-rt-14-dev lld)
 
 # missing_packages PACKAGE...: those that are not installed, one a line.
 missing_packages() {

@@ -32,10 +32,20 @@ struct AbiNote {
 
 }  // namespace dv
 
-#define DVHOST_PLUGIN_ENTRY(create)                                                                   \
-    __attribute__((section(".note.dvhost"), used, aligned(4))) static const dv::AbiNote dvhostAbiNote = \
-        {sizeof dv::kAbiNoteName, sizeof dv::kAbiVersion, dv::kAbiNoteType, "dvhost", dv::kAbiVersion}; \
-    extern "C" DVHOST_API CreateDriverFunc GetCreationFunc();                                         \
-    extern "C" CreateDriverFunc GetCreationFunc() { return (create); }
+// clang++'s AddressSanitizer would put its guards around the note, which then is none.
+#if defined(__clang__)
+#define DVHOST_AS_IT_STANDS __attribute__((no_sanitize("address")))
+#else
+#define DVHOST_AS_IT_STANDS
+#endif
+
+#define DVHOST_PLUGIN_ENTRY(create)                                                                    \
+    DVHOST_AS_IT_STANDS __attribute__((section(".note.dvhost"), used,                                  \
+                                       aligned(4))) static const dv::AbiNote dvhostAbiNote = {         \
+        sizeof dv::kAbiNoteName, sizeof dv::kAbiVersion, dv::kAbiNoteType, "dvhost", dv::kAbiVersion}; \
+    extern "C" DVHOST_API CreateDriverFunc GetCreationFunc();                                          \
+    extern "C" CreateDriverFunc GetCreationFunc() {                                                    \
+        return (create);                                                                               \
+    }
 
 #endif

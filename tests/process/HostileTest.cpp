@@ -23,7 +23,7 @@ constexpr std::size_t kMegabyte = 1024 * 1024;
 constexpr auto kPromise = 100ms;  // a command of a quiet home, whatever came before
 
 // A sanitizer keeps what was freed for a while, and shadows it.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef SANITIZED
 constexpr std::size_t kMemoryLeft = 600 * kMegabyte;
 #else
 constexpr std::size_t kMemoryLeft = 24 * kMegabyte;

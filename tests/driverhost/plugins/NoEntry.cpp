@@ -1,5 +1,6 @@
 // A plug-in without entry.
 #include "host/glue/PluginEntry.h"
 
-__attribute__((section(".note.dvhost"), used, aligned(4))) static const dv::AbiNote note = {
-    sizeof dv::kAbiNoteName, sizeof dv::kAbiVersion, dv::kAbiNoteType, "dvhost", dv::kAbiVersion};
+DVHOST_AS_IT_STANDS
+    __attribute__((section(".note.dvhost"), used, aligned(4))) static const dv::AbiNote note = {
+        sizeof dv::kAbiNoteName, sizeof dv::kAbiVersion, dv::kAbiNoteType, "dvhost", dv::kAbiVersion};

@@ -10,8 +10,9 @@ namespace {
 
 }  // namespace
 
-__attribute__((section(".note.dvhost"), used, aligned(4))) static const dv::AbiNote note = {
-    sizeof dv::kAbiNoteName, sizeof dv::kAbiVersion, dv::kAbiNoteType, "dvhost", dv::kAbiVersion + 1};
+DVHOST_AS_IT_STANDS
+    __attribute__((section(".note.dvhost"), used, aligned(4))) static const dv::AbiNote note = {
+        sizeof dv::kAbiNoteName, sizeof dv::kAbiVersion, dv::kAbiNoteType, "dvhost", dv::kAbiVersion + 1};
 
 extern "C" DVHOST_API CreateDriverFunc GetCreationFunc();
 extern "C" CreateDriverFunc GetCreationFunc() {

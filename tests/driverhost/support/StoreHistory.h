@@ -40,7 +40,6 @@ private:
     int latest_ = 0;
     std::set<int> possible_{0};  // changes that the disk may end with; 0: nothing was ever stored
     std::map<int, std::string> documents_;
-    std::size_t answers_ = 0;                     // answered with a document of its own
     std::map<std::string, std::string> numbers_;  // file name to content, of every one that was seen
 };
 

@@ -1,0 +1,2 @@
+// What CMake precompiles the headers of the tests with.
+int main() {}
