@@ -31,8 +31,8 @@ constexpr int kReaders = 200;
 constexpr int kReaders = 1000;
 #endif
 constexpr int kSenders = 200;  // their events are more than what the system keeps for a reader that is dead
-constexpr int kCommands = 2;  // of each sender
-constexpr int kTimes = 2;     // that each command sends its event
+constexpr int kCommands = 2;   // of each sender
+constexpr int kTimes = 2;      // that each command sends its event
 constexpr int kEvents = kSenders * kCommands * kTimes;
 
 /// One connection of the crowd; all are turned by one thread.
