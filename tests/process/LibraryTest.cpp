@@ -37,6 +37,15 @@ protected:
         std::filesystem::remove(path);
         std::filesystem::copy_file(std::string(TEST_PLUGINS) + "/" + plugin + ".so", path);
     }
+
+    /// A home whose lamp is driven by the library "mine".
+    void StartWith(const std::string& plugin) {
+        plugins_ = folder_.Path() + "/plugins";
+        std::filesystem::create_directory(plugins_);
+        PutLibrary(plugin);
+        WriteHome(Driver(1, "lamp", "mine"));
+        Start();
+    }
 };
 
 TEST_F(LibraryTest, ThatCrashesWhileItIsLoadedIsLeftOut) {
@@ -67,11 +76,7 @@ TEST_F(LibraryTest, ThatHangsWhileItIsLoadedIsLeftOutAfterItsTime) {
 }
 
 TEST_F(LibraryTest, IsTriedBeforeARestartToo) {
-    plugins_ = folder_.Path() + "/plugins";
-    std::filesystem::create_directory(plugins_);
-    PutLibrary("probe");
-    WriteHome(Driver(1, "lamp", "mine"));
-    Start();
+    StartWith("probe");
     Command("lamp", "setQuietly", "value=dim");
     PutLibrary("crash_at_load");
     const HttpAnswer refused = Ask("POST", "/drivers/lamp/restart");
@@ -84,11 +89,7 @@ TEST_F(LibraryTest, IsTriedBeforeARestartToo) {
 }
 
 TEST_F(LibraryTest, ThatWasLeftOutRunsOnceItIsMended) {
-    plugins_ = folder_.Path() + "/plugins";
-    std::filesystem::create_directory(plugins_);
-    PutLibrary("crash_at_load");
-    WriteHome(Driver(1, "lamp", "mine"));
-    Start();
+    StartWith("crash_at_load");
     const HttpAnswer refused = Ask("POST", "/drivers/lamp/restart");
     EXPECT_EQ(refused.status, 500);
     EXPECT_THAT(refused.body, HasSubstr("driver lamp does not run: its library ends the process"));
