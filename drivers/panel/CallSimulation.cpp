@@ -68,8 +68,8 @@ std::string CallSimulation::WhyRefused(const CallSimulation& peer) const {
 }
 
 void CallSimulation::Connect(CallSimulation& peer, unsigned long call, bool accepted) {
-    const unsigned char here = panel_.Sessions().FindFree();
-    const unsigned char there = peer.panel_.Sessions().FindFree();
+    const unsigned char here = FindFreeSession();
+    const unsigned char there = peer.FindFreeSession();
     if (here == dvIntercom::NO_SESSION || there == dvIntercom::NO_SESSION)
         return panel_.LogXMessage(dv::LOG_LEVEL_ERROR, "no call to %s: all session numbers are taken",
                                   peer.panel_.Config().key.c_str());
@@ -85,6 +85,14 @@ void CallSimulation::Connect(CallSimulation& peer, unsigned long call, bool acce
 void CallSimulation::AddLeg(const Leg& leg) {
     legs_.push_back(leg);
     panel_.Sessions().Add(leg.peerKey, leg.session);
+}
+
+// A command may have closed a call's session or replaced it; the call goes on and keeps its number.
+unsigned char CallSimulation::FindFreeSession() {
+    unsigned char number = 1;
+    while (number != dvIntercom::NO_SESSION && (FindLeg(number) || panel_.Sessions().IsTaken(number)))
+        ++number;
+    return number;
 }
 
 CallSimulation::Leg* CallSimulation::FindLeg(unsigned char session) {

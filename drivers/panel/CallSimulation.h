@@ -59,6 +59,9 @@ private:
     std::string WhyRefused(const CallSimulation& peer) const;
     void Connect(CallSimulation& peer, unsigned long call, bool accepted);
     void AddLeg(const Leg& leg);
+    /// The lowest number from 1 that neither a leg nor a session of this panel has; NO_SESSION when
+    /// there is none.
+    unsigned char FindFreeSession();
     Leg* FindLeg(unsigned char session);
     Leg TakeLeg(unsigned char session);
     void Accept(Leg& leg);

@@ -30,13 +30,6 @@ unsigned char SessionTable::Find(const std::string& remote) const {
     return NO_SESSION;
 }
 
-unsigned char SessionTable::FindFree() const {
-    unsigned char number = 1;
-    while (number != NO_SESSION && IsTaken(number))
-        ++number;
-    return number;
-}
-
 void SessionTable::SetHeld(unsigned char number, bool held) {
     for (Session& session : sessions_) {
         if (session.number == number) session.held = held;

@@ -19,8 +19,8 @@ public:
 
     /// The number of the first session with `remote`, or NO_SESSION.
     unsigned char Find(const std::string& remote) const;
-    /// The lowest number from 1 that is not taken, or NO_SESSION when all are.
-    unsigned char FindFree() const;
+    /// True when a session has that number, held or not.
+    bool IsTaken(unsigned char number) const;
 
     /// A held session stays open but is not active. Unknown numbers are ignored.
     void SetHeld(unsigned char number, bool held);
@@ -33,7 +33,6 @@ private:
         unsigned char number;
         bool held;
     };
-    bool IsTaken(unsigned char number) const;
 
     std::vector<Session> sessions_;
 };

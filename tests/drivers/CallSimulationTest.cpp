@@ -230,6 +230,24 @@ TEST_F(SimulatedCall, NumbersOfSessionsThatWereOpenedByCommandAreNotUsedTwice) {
     EXPECT_EQ(2, Session(Door(), Kitchen()));
 }
 
+TEST_F(SimulatedCall, KeepsItsNumberThoughACommandClosesOrReplacesItsSession) {
+    const std::vector<std::string> commands = {"closeSession", "openSession"};
+    Panel& hall = NewPanel(103, "<key>hall</key><name>Hall</name>");
+    for (const std::string& command : commands) {
+        SCOPED_TRACE(command);
+        Call(Door(), "Kitchen@");
+        const unsigned char number = Session(Door(), Kitchen());
+        EXPECT_EQ("<success/>", test::Ui(Door(), command, {{"remote", "kitchen"}, {"session", "77"}}));
+        Call(Door(), "Hall@");
+        EXPECT_NE(number, Session(Door(), hall));
+        Request(hall, "call", "hangup");
+        EXPECT_EQ(STATE_RINGING, Kitchen().getCurrentState());
+        Request(Door(), "call", "hangup");
+        EXPECT_EQ(NO_SESSION, Session(Kitchen(), Door()));
+        EXPECT_EQ(0, Kitchen().getCurrentState());
+    }
+}
+
 TEST_F(SimulatedCall, IsRefusedWhenNoSessionNumberIsFree) {
     for (int number = 1; number < NO_SESSION; ++number)
         Door().Sessions().Add("elsewhere", static_cast<unsigned char>(number));
