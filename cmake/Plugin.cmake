@@ -8,8 +8,8 @@ function(add_plugin name)
     target_link_libraries(${name} PRIVATE dvhost)
     target_link_options(${name} PRIVATE
         -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/plugin.version)
-    # A sanitizer's runtime comes with the program that loads the plug-in.
-    if(NOT SANITIZE)
+    # The runtime of a sanitizer or fuzzer comes with the program that loads the plug-in.
+    if(NOT SANITIZE AND NOT FUZZ)
         target_link_options(${name} PRIVATE -Wl,--no-undefined)
     endif()
 endfunction()
