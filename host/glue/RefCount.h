@@ -25,7 +25,11 @@ protected:
 
     /// Drops one reference without deleting. True when it was the last one: the object is then
     /// the caller's to delete. For classes that have a Release of their own.
-    bool DropReference() const noexcept { return count_.fetch_sub(1, std::memory_order_acq_rel) == 1; }
+    /// Whoever holds the only reference need not write: nobody else can take one.
+    bool DropReference() const noexcept {
+        return count_.load(std::memory_order_acquire) == 1 ||
+               count_.fetch_sub(1, std::memory_order_acq_rel) == 1;
+    }
 
 private:
     mutable std::atomic<long> count_{1};

@@ -7,9 +7,36 @@
 
 #include "host/glue/Log.h"
 #include "host/glue/Numbers.h"
+#include "host/xml/NodePool.h"
 #include "host/xml/Writer.h"
 
 namespace DvXML {
+namespace {
+
+// A list of children begins with room for so many: most are shorter.
+constexpr std::size_t kFirstChildren = 8;
+
+}  // namespace
+
+// The sanitizers watch over what comes from the heap; of the pool they know nothing.
+#ifdef DVHOST_NODES_ON_HEAP
+void* Node::operator new(std::size_t size) {
+    return ::operator new(size);
+}
+
+void Node::operator delete(void* memory) noexcept {
+    ::operator delete(memory);
+}
+#else
+void* Node::operator new(std::size_t) {
+    static_assert(sizeof(Node) <= NodePool::kPieceBytes && alignof(Node) <= alignof(std::max_align_t));
+    return NodePool::Take();
+}
+
+void Node::operator delete(void* memory) noexcept {
+    NodePool::GiveBack(memory);
+}
+#endif
 
 dv::auto_com<Node> Node::Create(std::string_view name, std::string_view text) {
     return dv::auto_com<Node>::adopt(new Node(name, text));
@@ -56,11 +83,11 @@ void Node::NodeAddNamedValue(std::string_view name, std::string_view value) {
 }
 
 void Node::NodeAddNamedInt(std::string_view name, int value) {
-    NodeAddNamedValue(name, std::to_string(value));
+    Append(Create(name, std::to_string(value)));
 }
 
 void Node::NodeAddNamedULong(std::string_view name, unsigned long value) {
-    NodeAddNamedValue(name, std::to_string(value));
+    Append(Create(name, std::to_string(value)));
 }
 
 void Node::NodeAddNamedBool(std::string_view name, bool value) {
@@ -82,7 +109,7 @@ INode* Node::NodeChildAt(std::size_t position) const {
 
 void Node::NodeSetAttribute(std::string_view name, std::string_view value) {
     for (Attribute& attribute : attributes_) {
-        if (attribute.name != name) continue;
+        if (attribute.name.Text() != name) continue;
         attribute.value = std::string(value);
         return;
     }
@@ -107,23 +134,25 @@ std::string Node::NodeToText() const {
 }
 
 const Attribute* Node::FindAttribute(std::string_view name) const {
-    const auto found = std::find_if(attributes_.begin(), attributes_.end(),
-                                    [&](const Attribute& attribute) { return attribute.name == name; });
+    const auto found = std::find_if(attributes_.begin(), attributes_.end(), [&](const Attribute& attribute) {
+        return attribute.name.Text() == name;
+    });
     return found == attributes_.end() ? nullptr : &*found;
 }
 
 void Node::AppendAttribute(std::string_view name, std::string_view value) {
-    attributes_.push_back({std::string(name), std::string(value)});
+    attributes_.push_back({Name(name), std::string(value)});
 }
 
 Node* Node::Find(std::string_view name) const {
     const auto found = std::find_if(children_.begin(), children_.end(),
-                                    [&](const auto& child) { return child->name_ == name; });
+                                    [&](const auto& child) { return child->NodeGetName() == name; });
     return found == children_.end() ? nullptr : found->get();
 }
 
 void Node::Append(dv::auto_com<Node> child) {
     Node& added = *child;
+    if (children_.empty()) children_.reserve(kFirstChildren);
     children_.push_back(std::move(child));
     added.hadParent_ = true;
 }

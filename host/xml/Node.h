@@ -2,17 +2,20 @@
 #ifndef HOST_XML_NODE_H
 #define HOST_XML_NODE_H
 
+#include <boost/container/small_vector.hpp>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "host/glue/RefCount.h"
 #include "host/interfaces/DvXML.h"
+#include "host/xml/Name.h"
 
 namespace DvXML {
 
 struct Attribute {
-    std::string name;
+    Name name;
     std::string value;
 };
 
@@ -24,7 +27,7 @@ public:
     void Release() const noexcept override;
 
     // INode
-    std::string_view NodeGetName() const override { return name_; }
+    std::string_view NodeGetName() const override { return name_.Text(); }
     std::string_view NodeGetText() const override { return text_; }
     int NodeGetIntValue() const override;
     void NodeAddChild(INode* child) override;
@@ -45,10 +48,14 @@ public:
 
     // For reader and writer.
     using Children = std::vector<dv::auto_com<Node>>;
+    using Attributes = boost::container::small_vector<Attribute, 1>;
+    const Name& GetName() const { return name_; }
     const Children& GetChildren() const { return children_; }
-    const std::vector<Attribute>& GetAttributes() const { return attributes_; }
+    const Attributes& GetAttributes() const { return attributes_; }
     /// Null when there is no such attribute.
     const Attribute* FindAttribute(std::string_view name) const;
+    /// For a node that has no parent and no children yet.
+    void Append(dv::auto_com<Node> child);
     /// For a name that the node does not have yet.
     void AppendAttribute(std::string_view name, std::string_view value);
     void AppendText(std::string_view text) { text_.append(text); }
@@ -58,18 +65,19 @@ private:
     Node(std::string_view name, std::string_view text) : name_(name), text_(text) {}
     ~Node() override = default;
 
+    static void* operator new(std::size_t size);
+    static void operator delete(void* memory) noexcept;
     static void Destroy(Node* last) noexcept;
 
     Node* Find(std::string_view name) const;
-    void Append(dv::auto_com<Node> child);
     /// True when `wanted` is this node or below it.
     bool Contains(const Node* wanted) const;
 
-    std::string name_;
+    Name name_;
+    bool hadParent_ = false;  // was ever added to a node
     std::string text_;
-    std::vector<Attribute> attributes_;
+    Attributes attributes_;
     Children children_;
-    bool hadParent_ = false;    // was ever added to a node
     Node* nextDead_ = nullptr;  // links the nodes that are being destroyed
 };
 

@@ -6,6 +6,7 @@
 #include <memory>
 #include <new>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace DvXML {
@@ -122,11 +123,13 @@ void Reader::StartElement(const char* name, const char** attributes) {
     }
     if (open_.empty()) {
         root_ = node;
-    } else {
-        EndRun();
-        open_.back().node->NodeAddChild(node.get());
+        open_.push_back({node.get(), 0});
+        return;
     }
+    EndRun();
+    Node& parent = *open_.back().node;
     open_.push_back({node.get(), 0});
+    parent.Append(std::move(node));
 }
 
 void Reader::EndElement() {

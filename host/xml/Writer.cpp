@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <string_view>
+#include <utility>
 #include <vector>
 
+#include "host/xml/Name.h"
 #include "host/xml/Node.h"
 #include "host/xml/Reader.h"
 #include "host/xml/Utf8.h"
@@ -13,11 +16,14 @@ namespace DvXML {
 namespace {
 
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";  // U+FFFD
+constexpr std::size_t kFirstBytes = 512;                   // room that a text begins with
 
-enum class Place { TEXT, ATTRIBUTE };
+bool IsAscii(char c) {
+    return static_cast<unsigned char>(c) < 0x80;
+}
 
-// What stands for a byte; empty when the byte stands for itself or begins a longer character.
-constexpr std::string_view EscapeOf(unsigned char byte, Place place) {
+// What stands for an ASCII character; empty when it stands for itself.
+constexpr std::string_view EscapeOf(unsigned char byte, bool inAttribute) {
     switch (byte) {
         case '&':
             return "&amp;";
@@ -30,67 +36,103 @@ constexpr std::string_view EscapeOf(unsigned char byte, Place place) {
         case '\r':
             return "&#13;";
         case '"':
-            return place == Place::ATTRIBUTE ? "&quot;" : "";
+            return inAttribute ? "&quot;" : "";
         case '\t':
-            return place == Place::ATTRIBUTE ? "&#9;" : "";
+            return inAttribute ? "&#9;" : "";
         default:
             return byte < 0x20 ? kReplacement : "";
     }
 }
 
-constexpr std::array<std::string_view, 0x80> MakeEscapes(Place place) {
-    std::array<std::string_view, 0x80> escapes{};
-    for (std::size_t byte = 0; byte < escapes.size(); ++byte) {
-        escapes[byte] = EscapeOf(static_cast<unsigned char>(byte), place);
+class Escapes {
+public:
+    explicit constexpr Escapes(bool inAttribute) {
+        for (unsigned byte = 0; byte < escapes_.size(); ++byte) {
+            escapes_[byte] = EscapeOf(static_cast<unsigned char>(byte), inAttribute);
+            plain_[byte] = escapes_[byte].empty();
+        }
     }
-    return escapes;
-}
 
-constexpr auto kTextEscapes = MakeEscapes(Place::TEXT);
-constexpr auto kAttributeEscapes = MakeEscapes(Place::ATTRIBUTE);
+    /// True for an ASCII character that stands for itself.
+    bool IsPlain(char c) const { return plain_[static_cast<unsigned char>(c)]; }
+    std::string_view Of(char ascii) const { return escapes_[static_cast<unsigned char>(ascii)]; }
+
+private:
+    std::array<std::string_view, 0x80> escapes_{};
+    std::array<bool, 0x100> plain_{};
+};
+
+constexpr Escapes kTextEscapes(false);
+constexpr Escapes kAttributeEscapes(true);
 
 // U+FFFE and U+FFFF, the only well-formed characters above the controls that XML 1.0 forbids.
 bool IsForbidden(std::string_view character) {
     return character == "\xEF\xBF\xBE" || character == "\xEF\xBF\xBF";
 }
 
-void AppendEscaped(std::string& out, std::string_view text, Place place) {
-    const auto& escapes = place == Place::TEXT ? kTextEscapes : kAttributeEscapes;
-    std::size_t unwritten = 0;  // what lies before `at` and is yet to be copied as it stands
-    for (std::size_t at = 0; at < text.size();) {
-        const auto byte = static_cast<unsigned char>(text[at]);
-        std::size_t length = 1;
-        std::string_view instead;
-        if (byte < 0x80) {
-            instead = escapes[byte];
-        } else {
-            length = Utf8Length(text.substr(at));
-            if (length == 0 || IsForbidden(text.substr(at, length))) instead = kReplacement;
-            length = std::max<std::size_t>(length, 1);
-        }
-        if (!instead.empty()) {
-            out.append(text, unwritten, at - unwritten).append(instead);
-            unwritten = at + length;
-        }
-        at += length;
+// A text that grows. Most pieces are a few bytes long: asking for room once for several of them and
+// writing them without a call each is half the time of a document.
+class Output {
+public:
+    Output() : text_(kFirstBytes, '\0') {}
+
+    std::string Finish() {
+        text_.resize(length_);
+        return std::move(text_);
     }
-    out.append(text, unwritten);
+
+    void Put(char c) {
+        *Room(1) = c;
+        ++length_;
+    }
+    void Put(std::string_view piece) {
+        std::memcpy(Room(piece.size()), piece.data(), piece.size());
+        length_ += piece.size();
+    }
+    void PutEscaped(std::string_view text, const Escapes& escapes);
+
+private:
+    // Where to write so many bytes.
+    char* Room(std::size_t bytes) {
+        if (text_.size() - length_ < bytes) text_.resize(std::max(text_.size() * 2, length_ + bytes));
+        return text_.data() + length_;
+    }
+    std::size_t PutPlain(std::string_view text, const Escapes& escapes);
+    std::size_t PutSpecial(std::string_view text, const Escapes& escapes);
+
+    std::string text_;  // its bytes from length_ on are room
+    std::size_t length_ = 0;
+};
+
+void Output::PutEscaped(std::string_view text, const Escapes& escapes) {
+    while (!text.empty()) {
+        text.remove_prefix(PutPlain(text, escapes));
+        if (!text.empty()) text.remove_prefix(PutSpecial(text, escapes));
+    }
 }
 
-bool IsAsciiLetter(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+// Copies what stands for itself at the beginning of the text and tells how much that is.
+std::size_t Output::PutPlain(std::string_view text, const Escapes& escapes) {
+    char* to = Room(text.size());
+    const char* from = text.data();
+    const char* const end = from + text.size();
+    while (from != end && escapes.IsPlain(*from))
+        *to++ = *from++;
+    const auto done = static_cast<std::size_t>(from - text.data());
+    length_ += done;
+    return done;
 }
 
-bool IsAsciiNameStart(char c) {
-    return IsAsciiLetter(c) || c == '_' || c == ':';
-}
-
-bool IsAsciiNameCharacter(char c) {
-    return IsAsciiNameStart(c) || (c >= '0' && c <= '9') || c == '-' || c == '.';
-}
-
-bool IsAscii(char c) {
-    return static_cast<unsigned char>(c) < 0x80;
+// The same for the one character there that has an escape or is not ASCII.
+std::size_t Output::PutSpecial(std::string_view text, const Escapes& escapes) {
+    if (IsAscii(text.front())) {
+        Put(escapes.Of(text.front()));
+        return 1;
+    }
+    const std::size_t length = Utf8Length(text);
+    const std::string_view character = text.substr(0, length);
+    Put(length == 0 || IsForbidden(character) ? kReplacement : character);
+    return std::max<std::size_t>(length, 1);
 }
 
 bool IsAsciiNameOrBeyond(char c) {
@@ -119,55 +161,56 @@ std::string LegalName(std::string_view name) {
     return IsLegalName(legal) ? legal : Replaced(name, &IsAsciiNameCharacter);
 }
 
-void AppendName(std::string& out, std::string_view name) {
-    if (IsLegalName(name)) {
-        out.append(name);
-    } else {
-        out.append(LegalName(name));
-    }
+void PutName(Output& out, const Name& name) {
+    if (name.IsPlain() || IsLegalName(name.Text()))
+        out.Put(name.Text());
+    else
+        out.Put(LegalName(name.Text()));
 }
 
-void AppendAttribute(std::string& out, std::string_view name, std::string_view value) {
-    out.append(" ").append(name).append("=\"");
-    AppendEscaped(out, value, Place::ATTRIBUTE);
-    out += '"';
+void PutAttribute(Output& out, std::string_view name, std::string_view value) {
+    out.Put(' ');
+    out.Put(name);
+    out.Put("=\"");
+    out.PutEscaped(value, kAttributeEscapes);
+    out.Put('"');
 }
 
-void AppendAttributes(std::string& out, const Node& node) {
+void PutAttributes(Output& out, const Node& node) {
     std::vector<std::string> replaced;
     for (const Attribute& attribute : node.GetAttributes()) {
-        if (IsLegalName(attribute.name)) {
-            AppendAttribute(out, attribute.name, attribute.value);
+        if (attribute.name.IsPlain() || IsLegalName(attribute.name.Text())) {
+            PutAttribute(out, attribute.name.Text(), attribute.value);
             continue;
         }
-        std::string name = LegalName(attribute.name);
+        std::string name = LegalName(attribute.name.Text());
         while (node.FindAttribute(name) ||
                std::find(replaced.begin(), replaced.end(), name) != replaced.end()) {
             name += '_';
         }
-        AppendAttribute(out, name, attribute.value);
+        PutAttribute(out, name, attribute.value);
         replaced.push_back(std::move(name));
     }
 }
 
 // Writes the start tag and the node's own text. True when child elements and an end tag are to follow.
-bool Open(std::string& out, const Node& node) {
-    out += '<';
-    AppendName(out, node.NodeGetName());
-    AppendAttributes(out, node);
+bool Open(Output& out, const Node& node) {
+    out.Put('<');
+    PutName(out, node.GetName());
+    PutAttributes(out, node);
     if (node.NodeGetText().empty() && node.GetChildren().empty()) {
-        out += "/>";
+        out.Put("/>");
         return false;
     }
-    out += '>';
-    AppendEscaped(out, node.NodeGetText(), Place::TEXT);
+    out.Put('>');
+    out.PutEscaped(node.NodeGetText(), kTextEscapes);
     return true;
 }
 
-void Close(std::string& out, const Node& node) {
-    out += "</";
-    AppendName(out, node.NodeGetName());
-    out += '>';
+void Close(Output& out, const Node& node) {
+    out.Put("</");
+    PutName(out, node.GetName());
+    out.Put('>');
 }
 
 struct OpenElement {
@@ -179,7 +222,7 @@ struct OpenElement {
 
 // Keeps the open elements in a list of its own instead of recursing: trees may be of any depth.
 std::string WriteXml(const Node& root) {
-    std::string out;
+    Output out;
     std::vector<OpenElement> open;
     if (Open(out, root)) open.push_back({&root, 0});
     while (!open.empty()) {
@@ -192,7 +235,7 @@ std::string WriteXml(const Node& root) {
         const Node& child = *node.GetChildren()[open.back().nextChild++];
         if (Open(out, child)) open.push_back({&child, 0});
     }
-    return out;
+    return out.Finish();
 }
 
 }  // namespace DvXML

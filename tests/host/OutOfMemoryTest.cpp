@@ -35,7 +35,8 @@ namespace {
 constexpr char kText[] =
     "<home with=\"an attribute that is too long to need no memory\"><child>and a text of which the same is "
     "true"
-    "</child><child/><child/></home>";
+    "</child><child><grandchild>and another text that is too long to need no memory</grandchild></child>"
+    "<child/></home>";
 
 constexpr char kBroken[] = "<home><child>and a text that is too long to need no memory</wrong></home>";
 
