@@ -63,7 +63,7 @@ void IntercomAgent::OnDestroy() {
         trouble.Run([&] { UnregisterListener(*this, eventClass, 0); });
     trouble.Run([&] { GetInstanceManager().InstanceUnregisterInterface(IntercomAgentInterfaceId); });
     DisconnectDevices(trouble);
-    devices.clear();
+    devices.Clear();
     users.clear();
     trouble.Run([&] { DisableSipProxy(); });
     trouble.Rethrow();

@@ -17,10 +17,12 @@
 #include <string>
 #include <vector>
 
-#include "contacts/IntercomContact.h"
+#include "contacts/AddressBook.h"
 #include "contacts/IntercomRecentContact.h"
+#include "devices/DeviceTable.h"
+#include "devices/OrderedIds.h"
 #include "devices/ReproUser.h"
-#include "groups/IntercomGroup.h"
+#include "groups/GroupTable.h"
 #include "host/glue/DvBaseDriver.h"
 #include "host/interfaces/IIntercomAgent.h"
 #include "host/interfaces/ISupportIntercom.h"
@@ -28,9 +30,7 @@
 #include "sipproxy/ServiceInfo.h"
 #include "sipproxy/SipEntity.h"
 
-using ContactPtr = boost::shared_ptr<IntercomContact>;
 using RecentContactPtr = boost::shared_ptr<IntercomRecentContact>;
-using GroupPtr = boost::shared_ptr<IntercomGroup>;
 using ServiceMap = std::map<std::string, boost::shared_ptr<ServiceInfo>>;
 
 class FirstException;
@@ -199,6 +199,7 @@ private:
 
     // Saved state
     void ReadState(DvXML::INode& state);
+    void ReadDeviceOrder(DvXML::INode& order);
     void ReadGroups(DvXML::INode& list);
     void ReadContacts(DvXML::INode& list);
     void ReadServices(DvXML::INode& list);
@@ -227,14 +228,11 @@ private:
 
     // Groups
     bool IsGroupNameFree(const std::string& name) const;
-    GroupPtr FindGroup(int id) const;
-    GroupPtr FindGroup(const std::string& name) const;
     Reply InsertNewGroup(const std::string& name, const std::vector<unsigned long>& deviceIds);
     /// Ascending ids of the registered devices that are not door stations.
     std::vector<unsigned long> IdsOfAll() const;
 
     // Contacts
-    std::vector<ContactPtr>::iterator FindContact(int contactId);
     void BoundRecentContacts();
 
     // SIP proxy
@@ -258,14 +256,14 @@ private:
     std::optional<unsigned long> FindDeviceId(const std::string& key) const;
     std::optional<std::string> LogEndpoint(unsigned long id) const;
 
-    int maxRecentCalls = 50;                             // persisted
-    std::vector<ContactPtr> contacts;                    // persisted
-    std::vector<RecentContactPtr> recentContacts;        // oldest first
-    int nextGroupId = 1;                                 // persisted
-    int popupTimeout = 20;                               // seconds; persisted
-    std::map<int, GroupPtr> groups;                      // persisted
-    std::map<unsigned long, ISupportIntercom*> devices;  // not owned
-    std::vector<unsigned long> deviceOrder;              // persisted
+    int maxRecentCalls = 50;                       // persisted
+    AddressBook contacts;                          // persisted
+    std::vector<RecentContactPtr> recentContacts;  // oldest first
+    int nextGroupId = 1;                           // persisted
+    int popupTimeout = 20;                         // seconds; persisted
+    GroupTable groups;                             // persisted
+    DeviceTable devices;                           // not owned
+    OrderedIds deviceOrder;                        // persisted
     bool isExternal = false;
     int intercomMode = kModeClassic;  // the highest version among the devices
     std::string sipProxyIP;

@@ -5,6 +5,7 @@
 // absent child leaves its table empty. Nothing is checked for range: the host keeps damaged
 // documents away.
 #include <boost/make_shared.hpp>
+#include <utility>
 
 #include "agent/IntercomAgent.h"
 #include "agent/RecordList.h"
@@ -44,8 +45,7 @@ dv::auto_com<DvXML::INode> IntercomAgent::GetPersistState(unsigned long) {
 void IntercomAgent::ReadState(DvXML::INode& state) {
     nextGroupId = state.NodeGetNamedInt("nextGroupId");
     popupTimeout = state.NodeGetNamedInt("popupTimeout");
-    if (DvXML::INode* order = state.NodeFindChild("order"))
-        XmlHelper::fromXml<unsigned long>(deviceOrder, *order, "devices");
+    if (DvXML::INode* order = state.NodeFindChild("order")) ReadDeviceOrder(*order);
     if (DvXML::INode* list = state.NodeFindChild("groups")) ReadGroups(*list);
     if (DvXML::INode* list = state.NodeFindChild("contacts")) ReadContacts(*list);
     maxRecentCalls = state.NodeGetNamedInt("maxRecentCalls");
@@ -55,18 +55,26 @@ void IntercomAgent::ReadState(DvXML::INode& state) {
     if (DvXML::INode* list = state.NodeFindChild("services")) ReadServices(*list);
 }
 
+void IntercomAgent::ReadDeviceOrder(DvXML::INode& order) {
+    std::vector<unsigned long> ids;
+    XmlHelper::fromXml<unsigned long>(ids, order, "devices");
+    deviceOrder = OrderedIds(std::move(ids));
+}
+
+// Of two groups with one id the last stays.
 void IntercomAgent::ReadGroups(DvXML::INode& list) {
     for (DvXML::INode* element : list.NodeChildren()) {
         // The computed group of all devices bears this name; a stored one would be listed beside it.
         if (element->NodeGetNamedValue("name") == IntercomGroup::kAllName) continue;
         const auto group = boost::make_shared<IntercomGroup>(element);
-        groups[group->GetGroupId()] = group;
+        groups.Erase(group->GetGroupId());
+        groups.Add(group);
     }
 }
 
 void IntercomAgent::ReadContacts(DvXML::INode& list) {
     for (DvXML::INode* element : list.NodeChildren())
-        contacts.push_back(boost::make_shared<IntercomContact>(element));
+        contacts.Add(boost::make_shared<IntercomContact>(element));
 }
 
 void IntercomAgent::ReadConfigs(DvXML::INode& list) {

@@ -1,6 +1,5 @@
 // Commands on the address book. Contact ids are chosen by user interfaces; the agent only keeps
 // a second contact with the same id out.
-#include <algorithm>
 #include <boost/make_shared.hpp>
 
 #include "agent/IntercomAgent.h"
@@ -11,8 +10,8 @@
 
 IntercomAgent::Reply IntercomAgent::OnReqAddContact(const ICmdMessage& message) {
     const int id = message.GetInt("contactId");
-    if (FindContact(id) != contacts.end()) return Replies::Fail();
-    contacts.push_back(boost::make_shared<IntercomContact>(message));
+    if (contacts.Find(id)) return Replies::Fail();
+    contacts.Add(boost::make_shared<IntercomContact>(message));
     DmInvalidateState();
     MySendDataToUI(UiEvents::kContactAdded, id, UiEvents::kNone);
     return Replies::Success();
@@ -20,9 +19,7 @@ IntercomAgent::Reply IntercomAgent::OnReqAddContact(const ICmdMessage& message) 
 
 IntercomAgent::Reply IntercomAgent::OnReqDeleteContact(const ICmdMessage& message) {
     const int id = message.GetInt("contactId");
-    const auto found = FindContact(id);
-    if (found == contacts.end()) return Replies::Fail();
-    contacts.erase(found);
+    if (!contacts.Remove(id)) return Replies::Fail();
     DmInvalidateState();
     MySendDataToUI(UiEvents::kContactDeleted, id, UiEvents::kNone);
     return Replies::Success();
@@ -31,9 +28,8 @@ IntercomAgent::Reply IntercomAgent::OnReqDeleteContact(const ICmdMessage& messag
 // First and last name stay: a client that wants them changed deletes and adds the contact.
 IntercomAgent::Reply IntercomAgent::OnReqEditContact(const ICmdMessage& message) {
     const int id = message.GetInt("contactId");
-    const auto found = FindContact(id);
-    if (found == contacts.end()) return Replies::Fail();
-    const ContactPtr contact = *found;
+    const ContactPtr contact = contacts.Find(id);
+    if (!contact) return Replies::Fail();
     contact->setDisplayName(message.GetString("displayName"));
     contact->setPhoneTypeList(ReadPhoneTypeList(DvXML::ParseRoot(message.GetString("phoneType")).get()));
     DmInvalidateState();
@@ -46,16 +42,11 @@ IntercomAgent::Reply IntercomAgent::OnReqGetContactList(const ICmdMessage&) {
 }
 
 dv::auto_com<DvXML::INode> IntercomAgent::GetContactList() {
-    return ListOf("contacts", contacts);
+    return ListOf("contacts", contacts.All());
 }
 
 std::string IntercomAgent::getNameByAddress(std::string address) const {
-    for (const ContactPtr& contact : contacts)
+    for (const ContactPtr& contact : contacts.All())
         if (contact->isPhoneList(address)) return contact->getDisplayName();
     return address;
-}
-
-std::vector<ContactPtr>::iterator IntercomAgent::FindContact(int contactId) {
-    return std::find_if(contacts.begin(), contacts.end(),
-                        [&](const ContactPtr& contact) { return contact->getContactId() == contactId; });
 }

@@ -1,19 +1,17 @@
 // The order in which user interfaces show the devices. Ids of devices that went away stay in it,
 // so that a device that comes back has its old place.
-#include <algorithm>
-
 #include "agent/IntercomAgent.h"
 #include "agent/Replies.h"
 #include "agent/UiEvents.h"
 #include "groups/IdList.h"
 
 void IntercomAgent::UpdateDeviceOrder(unsigned long id) {
-    if (std::find(deviceOrder.begin(), deviceOrder.end(), id) == deviceOrder.end()) deviceOrder.push_back(id);
+    deviceOrder.AppendNew(id);
 }
 
 dv::auto_com<DvXML::INode> IntercomAgent::GetDeviceOrder() const {
     auto order = DvXML::CreateXmlNode("order", "");
-    XmlHelper::toXml<unsigned long>(deviceOrder, *order, "devices", "idDevice");
+    XmlHelper::toXml<unsigned long>(deviceOrder.Ids(), *order, "devices", "idDevice");
     return order;
 }
 
@@ -23,7 +21,7 @@ IntercomAgent::Reply IntercomAgent::OnReqSetDeviceOrder(const ICmdMessage& messa
 
 dv::auto_com<DvXML::INode> IntercomAgent::SetDeviceOrder(const std::vector<unsigned long>& ids) {
     if (ids.empty()) return Replies::Fail();
-    deviceOrder = ids;
+    deviceOrder = OrderedIds(ids);
     DmInvalidateState();
     MySendDataToUI(UiEvents::kDeviceOrderChanged, UiEvents::kNone, UiEvents::kNone);
     return Replies::Success();

@@ -7,8 +7,7 @@
 #include "host/glue/Log.h"
 
 ISupportIntercom* IntercomAgent::getIntercomDevice(unsigned long id) const {
-    const auto found = devices.find(id);
-    return found == devices.end() ? nullptr : found->second;
+    return devices.Find(id);
 }
 
 ISupportIntercom* IntercomAgent::getIntercomDevice(const std::string& key) const {
@@ -35,14 +34,14 @@ std::string IntercomAgent::GetDeviceAOR(unsigned long id) {
 
 std::vector<unsigned long> IntercomAgent::DeviceIds() const {
     std::vector<unsigned long> ids;
-    ids.reserve(devices.size());
-    for (const auto& [id, device] : devices)
+    ids.reserve(devices.All().size());
+    for (const auto& [id, device] : devices.All())
         ids.push_back(id);
     return ids;
 }
 
 bool IntercomAgent::IsRegistered(const ISupportIntercom* device) const {
-    return std::any_of(devices.begin(), devices.end(),
+    return std::any_of(devices.All().begin(), devices.All().end(),
                        [&](const auto& entry) { return entry.second == device; });
 }
 
@@ -52,7 +51,7 @@ void IntercomAgent::AddIntercomDevice(unsigned long id, ISupportIntercom* device
         LogXMessage(dv::LOG_LEVEL_ERROR, "Unable to add intercom device %ul", static_cast<unsigned int>(id));
         return;
     }
-    devices[id] = device;
+    devices.Set(id, device);
     ++registryChanges;
     UpdateDeviceOrder(id);
     FirstException trouble;
@@ -69,12 +68,12 @@ void IntercomAgent::AddIntercomDevice(unsigned long id, ISupportIntercom* device
 }
 
 void IntercomAgent::OnDeviceRemoved(unsigned long id) {
-    if (devices.erase(id) == 0) return;
+    if (!devices.Erase(id)) return;
     ++registryChanges;
     FirstException trouble;
     trouble.Run([&] { CheckIntercomMode(); });
     MySendDataToUI(UiEvents::kDeviceRemoved, static_cast<int>(id), UiEvents::kNone);
-    for (const auto& [groupId, group] : groups)
+    for (const auto& [groupId, group] : groups.All())
         group->RemoveFromGroup(id);
     trouble.Rethrow();
 }
@@ -94,7 +93,7 @@ void IntercomAgent::OnDeviceChanged(unsigned long id, dvIntercom::DeviceProps pr
 
 dv::auto_com<DvXML::INode> IntercomAgent::GetDeviceList() {
     auto list = DvXML::CreateXmlNode("devices", "");
-    const std::vector<unsigned long> order = deviceOrder;
+    const std::vector<unsigned long> order = deviceOrder.Ids();
     for (const unsigned long id : order) {
         if (id == ReproUser::BASE_REPRO_USER_ID) continue;
         if (ISupportIntercom* const device = getIntercomDevice(id))

@@ -32,7 +32,7 @@ IntercomAgent::Reply IntercomAgent::GetUserByKey(const std::string& key) const {
 }
 
 IntercomAgent::Reply IntercomAgent::GetUserByIndex(unsigned long index) const {
-    const auto found = EntryAt(devices, index);
-    return found == devices.end() ? Replies::NoEntityAt(index)
-                                  : DvXML::CreateXmlNode("key", found->second->getKey());
+    const auto found = EntryAt(devices.All(), index);
+    return found == devices.All().end() ? Replies::NoEntityAt(index)
+                                        : DvXML::CreateXmlNode("key", found->second->getKey());
 }

@@ -19,7 +19,7 @@ IntercomAgent::Reply IntercomAgent::OnReqAddGroup(const ICmdMessage& message) {
 IntercomAgent::Reply IntercomAgent::OnReqCopyGroup(const ICmdMessage& message) {
     const std::string& name = message.GetString("name");
     if (!IsGroupNameFree(name)) return Replies::Fail();
-    const GroupPtr source = FindGroup(message.GetInt("groupId"));
+    const GroupPtr source = groups.Find(message.GetInt("groupId"));
     if (!source) return Replies::Fail();
 
     std::vector<unsigned long> members;
@@ -28,14 +28,14 @@ IntercomAgent::Reply IntercomAgent::OnReqCopyGroup(const ICmdMessage& message) {
 }
 
 bool IntercomAgent::IsGroupNameFree(const std::string& name) const {
-    return name != IntercomGroup::kAllName && !FindGroup(name);
+    return name != IntercomGroup::kAllName && !groups.Find(name);
 }
 
 IntercomAgent::Reply IntercomAgent::InsertNewGroup(const std::string& name,
                                                    const std::vector<unsigned long>& deviceIds) {
     const auto group = boost::make_shared<IntercomGroup>(nextGroupId, name);
     group->SetGroupList(deviceIds);
-    groups.emplace(nextGroupId, group);
+    groups.Add(group);
     nextGroupId = dv::NextNumber(nextGroupId);
     DmInvalidateState();
     MySendDataToUI(UiEvents::kGroupAdded, group->GetGroupId(), UiEvents::kNone);
@@ -44,7 +44,7 @@ IntercomAgent::Reply IntercomAgent::InsertNewGroup(const std::string& name,
 
 IntercomAgent::Reply IntercomAgent::OnReqDeleteGroup(const ICmdMessage& message) {
     const int id = message.GetInt("groupId");
-    if (groups.erase(id) == 0) return Replies::Fail();
+    if (!groups.Erase(id)) return Replies::Fail();
     DmInvalidateState();
     MySendDataToUI(UiEvents::kGroupRemoved, id, UiEvents::kNone);
     return DvXML::CreateXmlNode("groupId", id);
@@ -61,18 +61,20 @@ IntercomAgent::Reply IntercomAgent::OnReqGetGroup(const ICmdMessage& message) {
 dv::auto_com<DvXML::INode> IntercomAgent::GetGroupList(bool includeAll) {
     auto list = DvXML::CreateXmlNode("groups", "");
     if (includeAll) list->NodeAddChild(GetGroup(IntercomGroup::kAllId).get());
-    AppendRecords(*list, groups);
+    AppendRecords(*list, groups.All());
     return list;
 }
 
 dv::auto_com<DvXML::INode> IntercomAgent::GetGroup(int id) const {
     if (id != IntercomGroup::kAllId) {
-        const GroupPtr group = FindGroup(id);
+        const GroupPtr group = groups.Find(id);
         return group ? group->toXml() : Replies::Fail();
     }
-    IntercomGroup all(IntercomGroup::kAllId, IntercomGroup::kAllName);
+    OrderedIds members;
     for (const unsigned long registered : IdsOfAll())
-        if (const auto own = Ask(registered, &ISupportIntercom::getDeviceId)) all.AddToGroup(*own);
+        if (const auto own = Ask(registered, &ISupportIntercom::getDeviceId)) members.AppendNew(*own);
+    IntercomGroup all(IntercomGroup::kAllId, IntercomGroup::kAllName);
+    all.SetGroupList(members.Ids());
     return all.toXml();
 }
 
@@ -90,16 +92,16 @@ IntercomAgent::Reply IntercomAgent::OnReqSetGroupState(const ICmdMessage& messag
 // Not marked for saving: the change is stored with the next change of something else.
 dv::auto_com<DvXML::INode> IntercomAgent::SetGroupState(int id, const std::string& name,
                                                         const std::vector<unsigned long>& deviceIds) {
-    const GroupPtr group = FindGroup(id);
+    const GroupPtr group = groups.Find(id);
     if (!group) return Replies::Fail();
-    group->SetName(name);
+    groups.Rename(*group, name);
     group->SetGroupList(deviceIds);
     MySendDataToUI(UiEvents::kGroupChanged, id, UiEvents::kNone);
     return Replies::Success();
 }
 
 void IntercomAgent::GetDeviceListByGroup(std::vector<unsigned long>& out, int groupId) {
-    if (const GroupPtr group = FindGroup(groupId)) group->GetGroupList(out);
+    if (const GroupPtr group = groups.Find(groupId)) group->GetGroupList(out);
 }
 
 IntercomAgent::Reply IntercomAgent::OnReqGetSipUserGroup(const ICmdMessage& message) {
@@ -108,7 +110,7 @@ IntercomAgent::Reply IntercomAgent::OnReqGetSipUserGroup(const ICmdMessage& mess
     if (name == IntercomGroup::kAllName) {
         members = IdsOfAll();
     } else {
-        const GroupPtr group = FindGroup(name);
+        const GroupPtr group = groups.Find(name);
         if (!group) return Replies::Fail();
         group->GetGroupList(members);
     }
@@ -117,15 +119,4 @@ IntercomAgent::Reply IntercomAgent::OnReqGetSipUserGroup(const ICmdMessage& mess
     for (const unsigned long id : members)
         if (const auto key = Ask(id, &ISupportIntercom::getKey)) reply->NodeAddNamedValue("key", *key);
     return reply;
-}
-
-GroupPtr IntercomAgent::FindGroup(int id) const {
-    const auto found = groups.find(id);
-    return found == groups.end() ? GroupPtr() : found->second;
-}
-
-GroupPtr IntercomAgent::FindGroup(const std::string& name) const {
-    for (const auto& [id, group] : groups)
-        if (group->GetName() == name) return group;
-    return GroupPtr();
 }

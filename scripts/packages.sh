@@ -4,6 +4,8 @@
 BUILD_PACKAGES=(g++ cmake ninja-build libboost-dev libboost-program-options-dev libexpat1-dev)
 # What the tests need beside that.
 TEST_PACKAGES=(libgtest-dev libgmock-dev clang libclang-rt-14-dev lld)
+# What counting the instructions of operations needs beside what it is built with.
+GUARD_PACKAGES=(libbenchmark-dev libpugixml-dev valgrind)
 
 # missing_packages PACKAGE...: those that are not installed, one a line.
 missing_packages() {
