@@ -6,6 +6,9 @@ BUILD_PACKAGES=(g++ cmake ninja-build libboost-dev libboost-program-options-dev 
 TEST_PACKAGES=(libgtest-dev libgmock-dev clang libclang-rt-14-dev lld)
 # What counting the instructions of operations needs beside what it is built with.
 GUARD_PACKAGES=(libbenchmark-dev libpugixml-dev valgrind)
+# What bench/run needs beside what the system is built with, and the peers that it compares with, as PROGRAM:PACKAGE.
+BENCH_PACKAGES=(libbenchmark-dev libpugixml-dev wrk python3)
+BENCH_PEERS=(nginx:nginx-light kamailio:kamailio mosquitto:mosquitto)
 
 # missing_packages PACKAGE...: those that are not installed, one a line.
 missing_packages() {
