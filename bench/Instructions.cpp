@@ -1,8 +1,8 @@
 // One operation, carried out a few times, for counting its instructions: unlike a time, their number hardly
 // differs from one run to the next.
 //
-//     bench_instructions              list the operations, each with how often it is carried out
-//     bench_instructions OPERATION    carry it out; scripts/instructions runs this under callgrind
+//     counted_operations              list the operations, each with how often it is carried out
+//     counted_operations OPERATION    carry it out; scripts/instructions runs this under callgrind
 //
 // callgrind counts between the two requests in Count only. What an operation returns is given back there too.
 #include <valgrind/callgrind.h>
@@ -151,6 +151,6 @@ int main(int argc, char** argv) {
         row.run();
         return 0;
     }
-    std::fprintf(stderr, "bench_instructions: name one operation of those it lists without arguments\n");
+    std::fprintf(stderr, "counted_operations: name one operation of those it lists without arguments\n");
     return 2;
 }

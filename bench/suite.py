@@ -40,6 +40,8 @@ def attempt(rows, measure, results, broken):
 
 
 def measure_micro(rows, workplace, results, broken):
+    if not rows:
+        return
     programs = micro.find_programs(workplace)
     for row in rows:
         if row.id not in programs:
