@@ -8,6 +8,7 @@ namespace driverhost {
 namespace {
 
 constexpr std::string_view kXml = "application/xml";
+constexpr std::size_t kHeadBytes = 256;  // of a head without further lines
 
 }  // namespace
 
@@ -59,8 +60,13 @@ std::string_view StatusText(unsigned int status) {
 }
 
 std::string FormatHead(const Response& response, bool keepAlive) {
-    std::string head = "HTTP/1.1 " + std::to_string(response.status) + " ";
-    head.append(StatusText(response.status)).append("\r\n");
+    std::string head;
+    head.reserve(kHeadBytes + response.headers.size());
+    head.append("HTTP/1.1 ")
+        .append(std::to_string(response.status))
+        .append(" ")
+        .append(StatusText(response.status))
+        .append("\r\n");
     if (!response.contentType.empty())
         head.append("Content-Type: ").append(response.contentType).append("\r\n");
     if (response.status != 204 && !response.stream) {

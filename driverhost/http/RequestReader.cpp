@@ -1,11 +1,12 @@
 #include "driverhost/http/RequestReader.h"
 
 #include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/http/parser.hpp>
-#include <boost/beast/http/string_body.hpp>
+#include <boost/beast/http/error.hpp>
 #include <limits>
 #include <optional>
 #include <utility>
+
+#include "driverhost/http/RequestParser.h"
 
 namespace driverhost {
 namespace {
@@ -14,15 +15,10 @@ namespace beast = boost::beast;
 namespace http = boost::beast::http;
 
 constexpr std::size_t kReadBytes = 16 * 1024;
-constexpr unsigned int kFirstChunkedVersion = 11;  // HTTP/1.1
 
 // The end of a chunked body. Given three of these bytes and then a fourth, the parser asserts, which
 // ends a process that was built with assertions: it is given all of them at once.
 constexpr std::string_view kLastChunk = "0\r\n\r\n";
-
-std::string_view View(beast::string_view text) {
-    return {text.data(), text.size()};
-}
 
 bool IsOversizedHead(const beast::error_code& error) {
     return error == http::error::header_limit || error == http::error::buffer_overflow;
@@ -31,13 +27,11 @@ bool IsOversizedHead(const beast::error_code& error) {
 }  // namespace
 
 struct RequestReader::Parser {
-    using Message = http::request_parser<http::string_body>;
-
     Parser(std::size_t headLimit, std::size_t bodyLimit)
         : headBytes(headLimit), largestBody(bodyLimit), bodyBytes(bodyLimit) {}
 
     void Begin() {
-        message.emplace();
+        message.emplace(parts);
         message->header_limit(static_cast<std::uint32_t>(headBytes));
         bodyBytes = largestBody;
         message->body_limit(std::numeric_limits<std::uint64_t>::max());  // whose it is tells the head
@@ -86,19 +80,12 @@ struct RequestReader::Parser {
     std::string FramingFault() const;
     Progress AdvanceHead();
     Progress AdvanceBody();
-    void FillRequest();
-
-    std::optional<std::string_view> Field(http::field name) const {
-        const auto found = message->get().find(name);
-        if (found == message->get().end()) return std::nullopt;
-        return View(found->value());
-    }
-
     const std::size_t headBytes;
     const std::size_t largestBody;
     std::size_t bodyBytes;  // of this request
     beast::flat_buffer buffer;
-    std::optional<Message> message;
+    RequestParts parts;
+    std::optional<RequestParser> message;
     beast::error_code error;
     std::size_t understood = 0;  // bytes of the current request
     bool headDone = false;
@@ -118,24 +105,22 @@ RequestReader::Progress RequestReader::Parser::AdvanceHead() {
     if (const std::string fault = FramingFault(); !fault.empty()) return Fail(400, fault);
     message->body_limit(bodyBytes);
     headDone = true;
-    FillRequest();
+    parts.FillHead(request);
     return Progress::HeadDone;
 }
 
 // Where a request ends must not be a matter of opinion: what another server on the way may
 // understand otherwise would let a second request hide in the first one's body.
 std::string RequestReader::Parser::FramingFault() const {
-    const auto& head = message->get();
-    if (head.count(http::field::content_length) > 1 ||
-        head[http::field::content_length].find(',') != beast::string_view::npos) {
+    if (parts.contentLength.count > 1 || parts.contentLength.value.find(',') != std::string::npos) {
         return "Content-Length stands there more than once; send it once";
     }
-    const std::size_t encodings = head.count(http::field::transfer_encoding);
-    if (encodings == 0) return {};
-    if (encodings > 1 || !beast::iequals(head[http::field::transfer_encoding], "chunked")) {
+    const HeadLine& encoding = parts.transferEncoding;
+    if (encoding.count == 0) return {};
+    if (encoding.count > 1 || !beast::iequals(encoding.value, "chunked")) {
         return "no transfer encoding but chunked is understood";
     }
-    return head.version() < kFirstChunkedVersion ? "HTTP/1.0 knows no transfer encoding" : std::string();
+    return message->IsBeforeVersion11() ? "HTTP/1.0 knows no transfer encoding" : std::string();
 }
 
 RequestReader::Progress RequestReader::Parser::AdvanceBody() {
@@ -147,21 +132,8 @@ RequestReader::Progress RequestReader::Parser::AdvanceBody() {
         // Body bytes are taken at once: what stays is the frame of a chunk, and that is short.
         return buffer.size() > headBytes ? FailHead() : Progress::NeedBody;
     }
-    request.body = message->get().body();
+    request.body = parts.body;
     return Progress::Done;
-}
-
-void RequestReader::Parser::FillRequest() {
-    const auto& head = message->get();
-    request.method = View(head.method_string());
-    request.target = View(head.target());
-    request.hosts = head.count(http::field::host);
-    request.host = Field(http::field::host).value_or(std::string_view());
-    request.origin = Field(http::field::origin);
-    request.authorization = Field(http::field::authorization);
-    request.contentType = Field(http::field::content_type);
-    const auto lastEventId = head.find("Last-Event-ID");
-    if (lastEventId != head.end()) request.lastEventId = View(lastEventId->value());
 }
 
 RequestReader::RequestReader(std::size_t headBytes, std::size_t bodyBytes)
@@ -195,7 +167,7 @@ bool RequestReader::KeepAlive() const {
 }
 
 bool RequestReader::ExpectsContinue() const {
-    return beast::iequals(parser_->message->get()[http::field::expect], "100-continue");
+    return beast::iequals(parser_->parts.expect.value, "100-continue");
 }
 
 bool RequestReader::LimitBody(std::size_t bytes) {
@@ -212,6 +184,7 @@ Response RequestReader::Failure() const {
 
 void RequestReader::Next() {
     parser_->message.reset();
+    parser_->parts.Clear();
     parser_->request = {};
     parser_->understood = 0;
     parser_->headDone = false;

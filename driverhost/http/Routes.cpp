@@ -13,6 +13,7 @@ constexpr std::string_view kAny = "*";
 // "/drivers/front%20door/state" as its decoded parts; none when it is malformed.
 std::optional<std::vector<std::string>> SplitPath(std::string_view path) {
     std::vector<std::string> parts;
+    parts.reserve(static_cast<std::size_t>(std::count(path.begin(), path.end(), '/')));
     while (path.starts_with('/')) {
         path.remove_prefix(1);
         const std::string_view part = path.substr(0, path.find('/'));

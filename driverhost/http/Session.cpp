@@ -65,7 +65,7 @@ void Session::Stop() {
 
 void Session::Enter(Phase phase, Duration time) {
     phase_ = phase;
-    deadline_ = Clock::now() + time;
+    deadline_ = CoarseNow() + time;
 }
 
 void Session::Read() {
@@ -178,11 +178,11 @@ void Session::Pump() {
 void Session::SendToReader() {
     sending_ = true;
     newestWhenSent_ = context_.events.NextId();
-    lastSent_ = Clock::now();
+    lastSent_ = CoarseNow();
     deadline_ = lastSent_ + context_.limits.writeTime;
     asio::async_write(socket_, asio::buffer(body_), Guarded([](Session& self, std::size_t) {
                           self.sending_ = false;
-                          self.deadline_ = Clock::now() + kNoLimit;
+                          self.deadline_ = CoarseNow() + kNoLimit;
                           self.Pump();
                       }));
 }

@@ -75,7 +75,7 @@ DriverThread::Current DriverThread::Enter(const Current& call) {
 
 void DriverThread::NoteTurn() {
     if (!beating_) return;
-    lastTurn_ = Clock::now().time_since_epoch().count();
+    lastTurn_ = CoarseNow().time_since_epoch().count();
 }
 
 void DriverThread::Beat() {
@@ -84,7 +84,7 @@ void DriverThread::Beat() {
 }
 
 CallScope::CallScope(DriverThread& thread, std::string_view driver, std::string_view call)
-    : thread_(thread), outer_(thread.Enter({driver, call, Clock::now()})) {}
+    : thread_(thread), outer_(thread.Enter({driver, call, CoarseNow()})) {}
 
 // A call that returns shows as much as a beat does; the next beat may be late by the whole call.
 CallScope::~CallScope() {

@@ -15,13 +15,13 @@
 #include <string_view>
 #include <thread>
 
+#include "driverhost/runtime/Clock.h"
+
 namespace boost::asio {
 class io_context;
 }
 
 namespace driverhost {
-
-using Clock = std::chrono::steady_clock;
 
 /// What the thread is busy with.
 struct CallInfo {
