@@ -1,6 +1,9 @@
 // Commands on groups. Names of stored groups are unique when a group is made, and "All" is
 // reserved; a later setGroupState may give any name.
+#include <algorithm>
 #include <boost/make_shared.hpp>
+#include <functional>
+#include <unordered_set>
 #include <vector>
 
 #include "agent/IntercomAgent.h"
@@ -9,6 +12,17 @@
 #include "agent/UiEvents.h"
 #include "groups/IdList.h"
 #include "host/glue/Numbers.h"
+
+namespace {
+
+// Most devices bear the ids that they are registered under, which ascend: then none repeats.
+void KeepFirstOfEach(std::vector<unsigned long>& ids) {
+    if (std::adjacent_find(ids.begin(), ids.end(), std::greater_equal<>()) == ids.end()) return;
+    std::unordered_set<unsigned long> seen;
+    std::erase_if(ids, [&](unsigned long id) { return !seen.insert(id).second; });
+}
+
+}  // namespace
 
 IntercomAgent::Reply IntercomAgent::OnReqAddGroup(const ICmdMessage& message) {
     const std::string& name = message.GetString("name");
@@ -70,11 +84,12 @@ dv::auto_com<DvXML::INode> IntercomAgent::GetGroup(int id) const {
         const GroupPtr group = groups.Find(id);
         return group ? group->toXml() : Replies::Fail();
     }
-    OrderedIds members;
+    std::vector<unsigned long> members;
     for (const unsigned long registered : IdsOfAll())
-        if (const auto own = Ask(registered, &ISupportIntercom::getDeviceId)) members.AppendNew(*own);
+        if (const auto own = Ask(registered, &ISupportIntercom::getDeviceId)) members.push_back(*own);
+    KeepFirstOfEach(members);
     IntercomGroup all(IntercomGroup::kAllId, IntercomGroup::kAllName);
-    all.SetGroupList(members.Ids());
+    all.SetGroupList(members);
     return all.toXml();
 }
 

@@ -1,5 +1,7 @@
 #include "driverhost/http/UrlText.h"
 
+#include <algorithm>
+
 #include "host/xml/Utf8.h"
 
 namespace driverhost {
@@ -31,12 +33,20 @@ bool IsNonCharacter(std::string_view character) {
     return character == "\xEF\xBF\xBE" || character == "\xEF\xBF\xBF";
 }
 
+// How many of the first characters are ASCII, and no controls.
+std::size_t CountPlain(std::string_view text) {
+    const auto isPlain = [](char c) { return static_cast<signed char>(c) >= ' '; };
+    return static_cast<std::size_t>(std::find_if_not(text.begin(), text.end(), isPlain) - text.begin());
+}
+
 }  // namespace
 
 std::optional<std::string> PercentDecode(std::string_view text, Plus plus) {
-    std::string decoded;
+    const auto stays = [](char c) { return c != '%' && c != '+'; };
+    std::string decoded(text.begin(), std::find_if_not(text.begin(), text.end(), stays));
+    if (decoded.size() == text.size()) return decoded;
     decoded.reserve(text.size());
-    for (std::size_t at = 0; at < text.size(); ++at) {
+    for (std::size_t at = decoded.size(); at < text.size(); ++at) {
         if (text[at] != '%') {
             decoded += text[at] == '+' && plus == Plus::IsBlank ? ' ' : text[at];
             continue;
@@ -49,8 +59,11 @@ std::optional<std::string> PercentDecode(std::string_view text, Plus plus) {
     return decoded;
 }
 
+// Most texts are nothing but ASCII.
 std::string_view XmlTextFault(std::string_view text) {
-    while (!text.empty()) {
+    while (true) {
+        text.remove_prefix(CountPlain(text));
+        if (text.empty()) return {};
         const std::size_t length = DvXML::Utf8Length(text);
         if (length == 0) return "it is not UTF-8";
         const bool isControl = static_cast<unsigned char>(text.front()) < 0x20 && !IsXmlControl(text.front());
@@ -58,7 +71,6 @@ std::string_view XmlTextFault(std::string_view text) {
             return "it holds a character that XML cannot carry";
         text.remove_prefix(length);
     }
-    return {};
 }
 
 }  // namespace driverhost
