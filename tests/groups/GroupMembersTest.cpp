@@ -155,6 +155,7 @@ TEST_F(GroupOfAllDevices, HoldsTheIdsThatDevicesGiveThemselvesEachOnce) {
     AddDevice(3).id = 40;
     AddDevice(5).id = 7;
     AddDevice(7);
+    AddDevice(9).id = 40;
     EXPECT_EQ(All({40, 7}), GetAll());
 }
 
