@@ -2,11 +2,12 @@
 
 #include <algorithm>
 #include <array>
-#include <boost/crc.hpp>
 #include <charconv>
 #include <cstdio>
 #include <set>
 #include <utility>
+
+#include <zlib.h>
 
 #include "driverhost/runtime/HostLog.h"
 #include "host/glue/Log.h"
@@ -36,10 +37,9 @@ std::uint64_t NumberOf(std::string_view name) {
 }
 
 std::string SealLine(std::string_view document, std::string_view library) {
-    boost::crc_32_type crc;
-    crc.process_bytes(document.data(), document.size());
+    const auto* bytes = reinterpret_cast<const Bytef*>(document.data());
     std::array<char, 16> checksum{};
-    std::snprintf(checksum.data(), checksum.size(), "%08X", crc.checksum());
+    std::snprintf(checksum.data(), checksum.size(), "%08lX", crc32_z(0, bytes, document.size()));
     return std::string(kSealStart)
         .append("crc32=")
         .append(checksum.data())
@@ -115,7 +115,6 @@ void StateFolder::Store(std::string_view document) {
     files_.SyncFolder(folder_);
     generations_.push_back(number);
     scanned_ = true;
-    DropOldest();
 }
 
 void StateFolder::WriteTemporary(std::string_view document) {
@@ -218,7 +217,6 @@ void StateFolder::RemoveQuietly(const std::string& name) {
     }
 }
 
-// What cannot be removed now is tried again behind the next document.
 void StateFolder::DropOldest() {
     while (generations_.size() > kGenerations) {
         try {

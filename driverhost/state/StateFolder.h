@@ -65,6 +65,10 @@ public:
     /// newest then, or the new one is.
     void Store(std::string_view document);
 
+    /// Removes the oldest documents beyond kGenerations. What cannot be removed is named in the log and tried
+    /// again next time.
+    void DropOldest();
+
     /// The numbers of what is kept, ascending, those put aside as damaged included. Throws FileError.
     std::vector<std::uint64_t> Numbers();
 
@@ -80,7 +84,6 @@ private:
     void CreateFolder();
     void WriteTemporary(std::string_view document);
     void RemoveQuietly(const std::string& name);
-    void DropOldest();
     std::string PathOf(const std::string& name) const { return folder_ + "/" + name; }
 
     FileSystem& files_;

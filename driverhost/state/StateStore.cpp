@@ -56,11 +56,14 @@ void StateStore::Write(const std::string& driver, std::string document, Completi
         const StoreResult result = Store(driver, document);
         // Moved, so that nothing of the driver thread's is released on this one.
         post_([done = std::move(done), result] { done(result); });
+        folders_.at(driver).DropOldest();  // nobody waits for that
     });
 }
 
 StoreResult StateStore::WriteNow(const std::string& driver, const std::string& document) {
-    return RunAndWait([this, &driver, &document] { return Store(driver, document); });
+    const StoreResult result = RunAndWait([this, &driver, &document] { return Store(driver, document); });
+    Enqueue([this, driver] { folders_.at(driver).DropOldest(); });
+    return result;
 }
 
 void StateStore::Examine(const std::string& driver, std::uint64_t number, Examined examined) {

@@ -104,6 +104,7 @@ private:
             return false;
         }
         history_.Answered(history_.Latest());
+        folder.DropOldest();
         Note(history_.Look(*disk_));
         return true;
     }

@@ -29,8 +29,10 @@ protected:
 
     void StoreAll(int count) {
         StateFolder folder = Open(disk_);
-        for (int number = 1; number <= count; ++number)
+        for (int number = 1; number <= count; ++number) {
             folder.Store("<s>" + std::to_string(number) + "</s>");
+            folder.DropOldest();
+        }
     }
 
     MemoryFileSystem disk_;
