@@ -87,7 +87,7 @@ void Routes::PutState(const Request& request, const Path& path, const Reply& rep
 std::string Routes::StateFault(Driver& driver, const DvXML::INode& root) {
     const PulledState pulled = driver.PullState();
     if (!pulled.error.empty()) return {};  // its state cannot be stored, and that is the answer
-    const auto& document = driver.IsRunning() ? pulled.document : served_.keeper.Stored(driver.StateKey());
+    const auto document = driver.IsRunning() ? pulled.document : served_.keeper.Stored(driver.StateKey());
     if (!document) {
         return driver.IsRunning() ? "driver " + driver.Name() + " keeps no state" : std::string();
     }

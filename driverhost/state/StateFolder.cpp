@@ -61,7 +61,10 @@ std::string_view LibraryOf(std::string_view seal) {
 }  // namespace
 
 std::string SealDocument(std::string_view document, std::string_view library) {
-    return std::string(document) + SealLine(document, library);
+    const std::string line = SealLine(document, library);
+    std::string sealed;
+    sealed.reserve(document.size() + line.size());
+    return sealed.append(document).append(line);
 }
 
 OpenedDocument OpenDocument(std::string_view file, std::string_view library) {

@@ -8,6 +8,13 @@
 #include "host/glue/Log.h"
 
 namespace driverhost {
+namespace {
+
+DocumentPtr Share(std::string document) {
+    return std::make_shared<const std::string>(std::move(document));
+}
+
+}  // namespace
 
 // One caller of Settle; it may wait for several drivers.
 struct StateKeeper::Waiter {
@@ -35,8 +42,13 @@ std::optional<std::string> StateKeeper::Load(Key key, StateFolder::Check check) 
     Record& record = records_.at(key);
     LoadedState loaded = store_.Load(record.source->Name(), std::move(check));
     std::move(loaded.warnings.begin(), loaded.warnings.end(), std::back_inserter(record.warnings));
-    record.stored = std::move(loaded.document);
-    return record.stored;
+    record.stored = loaded.document ? Share(*loaded.document) : nullptr;
+    return std::move(loaded.document);
+}
+
+std::optional<std::string> StateKeeper::Stored(Key key) const {
+    const DocumentPtr& stored = records_.at(key).stored;
+    return stored ? std::optional(*stored) : std::nullopt;
 }
 
 void StateKeeper::Mark(Key key) {
@@ -73,17 +85,18 @@ void StateKeeper::Begin(Record& record) {
     }
     record.writing = true;
     const std::uint64_t write = ++record.lastWrite;
-    store_.Write(record.source->Name(), *pulled.document,
-                 [this, &record, write, document = *pulled.document](const StoreResult& result) {
+    const DocumentPtr document = Share(std::move(*pulled.document));
+    store_.Write(record.source->Name(), document,
+                 [this, &record, write, document](const StoreResult& result) {
                      OnWritten(record, write, document, result);
                  });
 }
 
 bool StateKeeper::IsStored(const Record& record, const std::string& document) const {
-    return record.trouble.empty() && !record.writing && record.stored == document;
+    return record.trouble.empty() && !record.writing && record.stored && *record.stored == document;
 }
 
-void StateKeeper::OnWritten(Record& record, std::uint64_t write, const std::string& document,
+void StateKeeper::OnWritten(Record& record, std::uint64_t write, const DocumentPtr& document,
                             const StoreResult& result) {
     record.writing = false;
     Count(record, result);
@@ -104,7 +117,7 @@ void StateKeeper::Count(Record& record, const StoreResult& result) {
     ++(result.error.empty() ? record.counters->stateWrites : record.counters->stateWriteFailures);
 }
 
-void StateKeeper::Succeed(Record& record, std::uint64_t write, const std::string& document) {
+void StateKeeper::Succeed(Record& record, std::uint64_t write, const DocumentPtr& document) {
     record.storedWrite = write;
     if (write < record.lastWrite) return;  // a later one has failed meanwhile, and that is the trouble
     record.stored = document;
@@ -137,20 +150,20 @@ void StateKeeper::Fail(Record& record, const std::string& error) {
 
 std::string StateKeeper::Flush(Key key) {
     Record& record = records_.at(key);
-    const PulledState pulled = record.source->PullState();
+    PulledState pulled = record.source->PullState();
     Unmark(record);
     if (!pulled.error.empty()) return pulled.error;
     if (!pulled.document || IsStored(record, *pulled.document)) return {};
-    return WriteNow(record, *pulled.document);
+    return WriteNow(record, Share(std::move(*pulled.document)));
 }
 
 std::string StateKeeper::Replace(Key key, const std::string& document) {
-    return WriteNow(records_.at(key), document);
+    return WriteNow(records_.at(key), Share(document));
 }
 
-std::string StateKeeper::WriteNow(Record& record, const std::string& document) {
+std::string StateKeeper::WriteNow(Record& record, const DocumentPtr& document) {
     const std::uint64_t write = ++record.lastWrite;
-    const StoreResult result = store_.WriteNow(record.source->Name(), document);
+    const StoreResult result = store_.WriteNow(record.source->Name(), *document);
     Count(record, result);
     if (!result.error.empty()) {
         FailWrite(record, result.error);

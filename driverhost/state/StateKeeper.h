@@ -57,7 +57,7 @@ public:
     std::optional<std::string> Load(Key key, StateFolder::Check check);
 
     /// What is stored now, as far as known.
-    const std::optional<std::string>& Stored(Key key) const { return records_.at(key).stored; }
+    std::optional<std::string> Stored(Key key) const;
 
     /// The driver's state is stale. Calls nobody.
     void Mark(Key key);
@@ -102,7 +102,7 @@ private:
         bool retrying = false;
         std::vector<WaiterPtr> current;  // what they wait for is being written
         std::vector<WaiterPtr> next;     // marked after that was pulled
-        std::optional<std::string> stored;
+        DocumentPtr stored;
         std::uint64_t storedWrite = 0;
         std::uint64_t lastWrite = 0;
         std::string trouble;
@@ -112,11 +112,11 @@ private:
 
     void Begin(Record& record);
     bool IsStored(const Record& record, const std::string& document) const;
-    std::string WriteNow(Record& record, const std::string& document);
-    void OnWritten(Record& record, std::uint64_t write, const std::string& document,
+    std::string WriteNow(Record& record, const DocumentPtr& document);
+    void OnWritten(Record& record, std::uint64_t write, const DocumentPtr& document,
                    const StoreResult& result);
     void Count(Record& record, const StoreResult& result);
-    void Succeed(Record& record, std::uint64_t write, const std::string& document);
+    void Succeed(Record& record, std::uint64_t write, const DocumentPtr& document);
     void FailWrite(Record& record, const std::string& error);
     void Fail(Record& record, const std::string& error);
     void Unmark(Record& record);

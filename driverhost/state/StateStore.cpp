@@ -51,9 +51,9 @@ LoadedState StateStore::Load(const std::string& driver, StateFolder::Check check
     return RunAndWait([this, &driver, &check] { return folders_.at(driver).Load(check); });
 }
 
-void StateStore::Write(const std::string& driver, std::string document, Completion done) {
+void StateStore::Write(const std::string& driver, DocumentPtr document, Completion done) {
     Enqueue([this, driver, document = std::move(document), done = std::move(done)]() mutable {
-        const StoreResult result = Store(driver, document);
+        const StoreResult result = Store(driver, *document);
         // Moved, so that nothing of the driver thread's is released on this one.
         post_([done = std::move(done), result] { done(result); });
         folders_.at(driver).DropOldest();  // nobody waits for that

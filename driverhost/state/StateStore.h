@@ -18,6 +18,9 @@
 
 namespace driverhost {
 
+/// A document as text, for several to hold; null: there is none.
+using DocumentPtr = std::shared_ptr<const std::string>;
+
 /// What became of one document.
 struct StoreResult {
     std::string error;  // empty: it is on disk
@@ -49,7 +52,7 @@ public:
     LoadedState Load(const std::string& driver, StateFolder::Check check);
 
     /// Stores a document and posts what became of it.
-    void Write(const std::string& driver, std::string document, Completion done);
+    void Write(const std::string& driver, DocumentPtr document, Completion done);
 
     /// Stores a document and waits for it.
     StoreResult WriteNow(const std::string& driver, const std::string& document);
