@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "bench/support/DeviceHome.h"
+#include "bench/support/PerItem.h"
 
 namespace {
 
@@ -55,6 +56,7 @@ void RegularCall(benchmark::State& state) {
     }
     if (home.GetDevice(source).Calls() + home.GetDevice(kFirstId).Calls() == before)
         bench::GiveUp("nobody was called");
+    bench::TellPerItem(state, kOperations);
 }
 
 template <unsigned long devices>
@@ -67,6 +69,7 @@ void GetDeviceState(benchmark::State& state) {
         for (const auto& message : messages)
             bench::ExpectDone(home.GetAgent().Ui(*message));
     }
+    bench::TellPerItem(state, kOperations);
 }
 
 template <unsigned long devices>
@@ -77,6 +80,7 @@ void DeviceChanged(benchmark::State& state) {
         for (const unsigned long id : ids)
             home.GetAgent()->OnDeviceChanged(id, dvIntercom::DEVICE_CURRENT_STATE);
     }
+    bench::TellPerItem(state, kOperations);
 }
 
 template <unsigned long devices>
@@ -88,6 +92,7 @@ void DeviceList(benchmark::State& state) {
         for (unsigned long seen = 0; seen < kMany; seen += devices)
             benchmark::DoNotOptimize(home.GetAgent().Ui(*message));
     }
+    bench::TellPerItem(state, kMany);
 }
 
 template <unsigned long devices>
@@ -106,6 +111,7 @@ void BroadcastAll(benchmark::State& state) {
         for (unsigned long seen = 0; seen < kMany; seen += devices)
             home.GetAgent().Plain(*message);
     }
+    bench::TellPerItem(state, kMany);
 }
 
 dv::auto_com<DvXML::INode> RoomRenamed() {
@@ -127,6 +133,7 @@ void RoomRename(benchmark::State& state) {
         for (unsigned long seen = 0; seen < kMany; seen += devices)
             home.GetAgent()->OnSystemEvent(*event);
     }
+    bench::TellPerItem(state, kMany);
 }
 
 }  // namespace
