@@ -69,7 +69,12 @@ def measure(rows):
     return results, broken
 
 
+ENDING = (signal.SIGINT, signal.SIGTERM)
+
+
 def end_in_order(number, _):
+    for other in ENDING:  # one is enough: a second one would break off what the first began
+        signal.signal(other, signal.SIG_IGN)
     sys.exit(128 + number)  # leaves by way of the workplaces, which end their processes
 
 
@@ -83,7 +88,7 @@ def main():
         for row in rows:
             print("%-22s %-43s %-36s %s" % (row.id, row.what, row.reference or "-", row.goal.text(row.unit)))
         return
-    for number in (signal.SIGINT, signal.SIGTERM):
+    for number in ENDING:
         signal.signal(number, end_in_order)
     take_all_descriptors()
     results, broken = measure(rows)
