@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <string_view>
 #include <utility>
@@ -16,7 +18,6 @@ namespace DvXML {
 namespace {
 
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";  // U+FFFD
-constexpr std::size_t kFirstBytes = 512;                   // room that a text begins with
 
 bool IsAscii(char c) {
     return static_cast<unsigned char>(c) < 0x80;
@@ -44,6 +45,28 @@ constexpr std::string_view EscapeOf(unsigned char byte, bool inAttribute) {
     }
 }
 
+using Word = std::uint64_t;
+
+constexpr Word EachByte(unsigned char byte) {
+    return ~Word{0} / 0xFF * byte;
+}
+
+Word WordAt(const char* from) {
+    Word word;
+    std::memcpy(&word, from, sizeof word);
+    return word;
+}
+
+// True when none of the eight characters is beyond ASCII, a control, or one of "&<>. Most texts hold none of
+// these, which so takes few steps to see. A subtraction borrows from the top bit of a byte that is below
+// what is taken away; the marks differ from each other in one bit, so that two of them take one test.
+bool IsPlainWord(Word word) {
+    const Word controls = word - EachByte(' ');
+    const Word angles = ((word | EachByte('<' ^ '>')) ^ EachByte('>')) - EachByte(1);
+    const Word others = ((word | EachByte('"' ^ '&')) ^ EachByte('&')) - EachByte(1);
+    return ((word | controls | angles | others) & EachByte(0x80)) == 0;
+}
+
 class Escapes {
 public:
     explicit constexpr Escapes(bool inAttribute) {
@@ -53,8 +76,15 @@ public:
         }
     }
 
-    /// True for an ASCII character that stands for itself.
-    bool IsPlain(char c) const { return plain_[static_cast<unsigned char>(c)]; }
+    /// How many characters at the beginning are ASCII and stand for themselves.
+    std::size_t PlainLength(std::string_view text) const {
+        std::size_t length = 0;
+        while (length + sizeof(Word) <= text.size() && IsPlainWord(WordAt(text.data() + length)))
+            length += sizeof(Word);
+        while (length < text.size() && plain_[static_cast<unsigned char>(text[length])])
+            ++length;
+        return length;
+    }
     std::string_view Of(char ascii) const { return escapes_[static_cast<unsigned char>(ascii)]; }
 
 private:
@@ -70,60 +100,86 @@ bool IsForbidden(std::string_view character) {
     return character == "\xEF\xBF\xBE" || character == "\xEF\xBF\xBF";
 }
 
-// A text that grows. Most pieces are a few bytes long: asking for room once for several of them and
-// writing them without a call each is half the time of a document.
+// A text that grows. What is put waits in a buffer: most pieces are a few bytes long, and appending each to
+// a string would take more time than the piece.
 class Output {
 public:
-    Output() : text_(kFirstBytes, '\0') {}
-
     std::string Finish() {
-        text_.resize(length_);
+        Flush();
         return std::move(text_);
     }
 
-    void Put(char c) {
-        *Room(1) = c;
-        ++length_;
-    }
-    void Put(std::string_view piece) {
-        std::memcpy(Room(piece.size()), piece.data(), piece.size());
-        length_ += piece.size();
-    }
+    /// Puts characters, literals and texts one after another.
+    template <class... Pieces>
+    void Put(const Pieces&... pieces);
     void PutEscaped(std::string_view text, const Escapes& escapes);
 
 private:
-    // Where to write so many bytes.
-    char* Room(std::size_t bytes) {
-        if (text_.size() - length_ < bytes) text_.resize(std::max(text_.size() * 2, length_ + bytes));
-        return text_.data() + length_;
+    static std::size_t SizeOf(char) { return 1; }
+    static std::size_t SizeOf(std::string_view piece) { return piece.size(); }
+    static char* Copy(char c, char* to) {
+        *to = c;
+        return to + 1;
     }
-    std::size_t PutPlain(std::string_view text, const Escapes& escapes);
-    std::size_t PutSpecial(std::string_view text, const Escapes& escapes);
+    static char* Copy(std::string_view piece, char* to);
+    template <std::size_t size>
+    static char* Copy(const char (&literal)[size], char* to) {
+        std::memcpy(to, literal, size - 1);
+        return to + size - 1;
+    }
 
-    std::string text_;  // its bytes from length_ on are room
-    std::size_t length_ = 0;
+    std::size_t PutSpecial(std::string_view text, const Escapes& escapes);
+    void Append(char c) { text_.push_back(c); }
+    void Append(std::string_view piece) { text_.append(piece); }
+    void Flush() {
+        text_.append(buffer_.data(), length_);
+        length_ = 0;
+    }
+
+    std::string text_;
+    std::array<char, 4096> buffer_;  // what follows text_; not initialised
+    std::size_t length_ = 0;         // of that
 };
+
+template <class... Pieces>
+void Output::Put(const Pieces&... pieces) {
+    const std::size_t size = (SizeOf(pieces) + ...);
+    if (size > buffer_.size() - length_) Flush();
+    if (size > buffer_.size()) return (Append(pieces), ...);
+    char* to = buffer_.data() + length_;
+    ((to = Copy(pieces, to)), ...);
+    length_ += size;
+}
+
+// Few pieces are longer than two words: these are copied from both ends, where they may overlap, without a
+// call.
+inline char* Output::Copy(std::string_view piece, char* to) {
+    const std::size_t size = piece.size();
+    const auto copyEnds = [&](std::size_t bytes) {
+        std::memcpy(to, piece.data(), bytes);
+        std::memcpy(to + size - bytes, piece.data() + size - bytes, bytes);
+    };
+    if (size > 16)
+        std::memcpy(to, piece.data(), size);
+    else if (size >= 8)
+        copyEnds(8);
+    else if (size >= 4)
+        copyEnds(4);
+    else
+        std::copy(piece.begin(), piece.end(), to);
+    return to + size;
+}
 
 void Output::PutEscaped(std::string_view text, const Escapes& escapes) {
     while (!text.empty()) {
-        text.remove_prefix(PutPlain(text, escapes));
+        const std::size_t plain = escapes.PlainLength(text);
+        Put(text.substr(0, plain));
+        text.remove_prefix(plain);
         if (!text.empty()) text.remove_prefix(PutSpecial(text, escapes));
     }
 }
 
-// Copies what stands for itself at the beginning of the text and tells how much that is.
-std::size_t Output::PutPlain(std::string_view text, const Escapes& escapes) {
-    char* to = Room(text.size());
-    const char* from = text.data();
-    const char* const end = from + text.size();
-    while (from != end && escapes.IsPlain(*from))
-        *to++ = *from++;
-    const auto done = static_cast<std::size_t>(from - text.data());
-    length_ += done;
-    return done;
-}
-
-// The same for the one character there that has an escape or is not ASCII.
+// Writes the one character at the beginning, which has an escape or is not ASCII, and tells how long it is.
 std::size_t Output::PutSpecial(std::string_view text, const Escapes& escapes) {
     if (IsAscii(text.front())) {
         Put(escapes.Of(text.front()));
@@ -161,17 +217,14 @@ std::string LegalName(std::string_view name) {
     return IsLegalName(legal) ? legal : Replaced(name, &IsAsciiNameCharacter);
 }
 
-void PutName(Output& out, const Name& name) {
-    if (name.IsPlain() || IsLegalName(name.Text()))
-        out.Put(name.Text());
-    else
-        out.Put(LegalName(name.Text()));
+// The name as it is written; `made` is where one that had to be made legal is kept.
+std::string_view WrittenName(const Name& name, std::string& made) {
+    if (name.IsPlain() || IsLegalName(name.Text())) return name.Text();
+    return made = LegalName(name.Text());
 }
 
 void PutAttribute(Output& out, std::string_view name, std::string_view value) {
-    out.Put(' ');
-    out.Put(name);
-    out.Put("=\"");
+    out.Put(' ', name, "=\"");
     out.PutEscaped(value, kAttributeEscapes);
     out.Put('"');
 }
@@ -193,24 +246,32 @@ void PutAttributes(Output& out, const Node& node) {
     }
 }
 
-// Writes the start tag and the node's own text. True when child elements and an end tag are to follow.
+void Close(Output& out, std::string_view name) {
+    out.Put("</", name, '>');
+}
+
+// Writes the start tag and the node's own text; all of a node without child elements. True when there are
+// some, which are to follow, and the end tag.
 bool Open(Output& out, const Node& node) {
-    out.Put('<');
-    PutName(out, node.GetName());
+    std::string made;
+    const std::string_view name = WrittenName(node.GetName(), made);
+    const std::string_view text = node.NodeGetText();
+    const bool hasChildren = !node.GetChildren().empty();
+    out.Put('<', name);
     PutAttributes(out, node);
-    if (node.NodeGetText().empty() && node.GetChildren().empty()) {
+    if (text.empty() && !hasChildren) {
         out.Put("/>");
         return false;
     }
     out.Put('>');
-    out.PutEscaped(node.NodeGetText(), kTextEscapes);
-    return true;
+    out.PutEscaped(text, kTextEscapes);
+    if (!hasChildren) Close(out, name);
+    return hasChildren;
 }
 
 void Close(Output& out, const Node& node) {
-    out.Put("</");
-    PutName(out, node.GetName());
-    out.Put('>');
+    std::string made;
+    Close(out, WrittenName(node.GetName(), made));
 }
 
 struct OpenElement {
