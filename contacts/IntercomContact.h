@@ -10,8 +10,10 @@
 #include <boost/shared_ptr.hpp>
 #include <map>
 #include <string>
+#include <utility>
 
-#include "host/glue/LiveObjects.h"
+#include "host/glue/IElementSource.h"
+#include "host/glue/RefCount.h"
 #include "host/interfaces/ICmdMessage.h"
 
 /// What is known of one phone number beside the number.
@@ -27,8 +29,8 @@ using PhoneTypeList = std::multimap<std::string, boost::shared_ptr<T_PHONE_TYPE>
 /// Reads the numbers that stand as child elements in `container`; null has none.
 PhoneTypeList ReadPhoneTypeList(const DvXML::INode* container);
 
-/// All operations: [driver thread]
-class IntercomContact : private dv::Counted {
+/// Counted as a live object by its source.  All operations: [driver thread]
+class IntercomContact {
 public:
     /// Reads "contactId", "displayName", "firstName", "lastName" and, as an XML text, "phoneType".
     /// A text that is no XML document has no numbers.
@@ -43,34 +45,65 @@ public:
     virtual ~IntercomContact();
 
     const std::string& getAddress() const { return address_; }
-    const std::string& getDisplayName() const { return displayName_; }
-    const std::string& getFirstName() const { return firstName_; }
-    const std::string& getLastName() const { return lastName_; }
-    int getContactId() const { return contactId_; }
+    const std::string& getDisplayName() const { return source_->values.displayName; }
+    const std::string& getFirstName() const { return source_->values.firstName; }
+    const std::string& getLastName() const { return source_->values.lastName; }
+    int getContactId() const { return source_->values.contactId; }
     void setAddress(const std::string& address) { address_ = address; }
-    void setDisplayName(const std::string& name) { displayName_ = name; }
-    void setFirstName(const std::string& name) { firstName_ = name; }
-    void setLastName(const std::string& name) { lastName_ = name; }
-    void setContactId(int id) { contactId_ = id; }
+    void setDisplayName(const std::string& name) { Change().displayName = name; }
+    void setFirstName(const std::string& name) { Change().firstName = name; }
+    void setLastName(const std::string& name) { Change().lastName = name; }
+    void setContactId(int id) { Change().contactId = id; }
 
     /// Replaces `out` by the numbers; the entries are shared, not copied.
-    void getPhoneTypeList(PhoneTypeList& out) const { out = phones_; }
+    void getPhoneTypeList(PhoneTypeList& out) const;
     /// Replaces the numbers; the entries are shared, not copied.
-    void setPhoneTypeList(const PhoneTypeList& phones) { phones_ = phones; }
+    void setPhoneTypeList(PhoneTypeList phones);
 
     /// True when a number stands under exactly that key, its position included.
-    bool isPhoneList(const std::string& key) const { return phones_.count(key) != 0; }
+    bool isPhoneList(const std::string& key) const { return source_->values.phones.count(key) != 0; }
 
     /// A new element; the caller holds its one reference.
     dv::auto_com<DvXML::INode> toXml() const;
 
 private:
+    // What stands in the element.
+    struct Values {
+        std::string displayName;
+        std::string firstName;
+        std::string lastName;
+        int contactId = 0;
+        PhoneTypeList phones;
+    };
+
+    // What elements are made of, with their text once somebody asked for that: saved states and lists of
+    // contacts are made after each change of a single contact.
+    class Source final : public dv::RefCount<DvXML::IElementSource> {
+    public:
+        explicit Source(Values given) : values(std::move(given)) {}
+
+        // IElementSource
+        void Describe(DvXML::IElementSink& sink) const override;
+        const std::string& ElementText() const override;
+
+        using RefCount::IsHeldOnce;
+        void ForgetText() { text_.clear(); }
+
+        Values values;
+
+    private:
+        ~Source() override = default;
+
+        mutable std::string text_;  // empty when nobody asked since the last change
+    };
+
+    // The source, held by this contact alone: elements that stand for the values as they were keep those.
+    Source& OwnSource() const;
+    Values& Change();
+
     std::string address_;
-    std::string displayName_;
-    std::string firstName_;
-    std::string lastName_;
-    int contactId_ = 0;
-    PhoneTypeList phones_;
+    mutable dv::auto_com<Source> source_ = dv::auto_com<Source>::adopt(new Source({}));
+    mutable bool phonesAreShared_ = false;  // with somebody who may change the entries, of which nobody tells
 };
 
 #endif

@@ -17,14 +17,27 @@ constexpr int kSlotBits = std::bit_width(kSlots) - 1;
 constexpr std::size_t kProbes = 8;  // neighbouring slots that a name may stand in
 constexpr std::size_t kLongestShared = 64;
 
-bool IsAsciiLetter(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
+struct Characters {
+    std::array<bool, 0x100> start{};
+    std::array<bool, 0x100> any{};
+};
 
-bool IsPlainName(std::string_view text) {
-    return !text.empty() && IsAsciiNameStart(text.front()) &&
-           std::all_of(text.begin(), text.end(), &IsAsciiNameCharacter);
-}
+constexpr Characters kCharacters = [] {
+    Characters made;
+    const auto add = [&made](char first, char last, bool mayStart) {
+        for (char c = first; c <= last; ++c) {
+            made.start[static_cast<unsigned char>(c)] = mayStart;
+            made.any[static_cast<unsigned char>(c)] = true;
+        }
+    };
+    add('A', 'Z', true);
+    add('a', 'z', true);
+    add('_', '_', true);
+    add(':', ':', true);
+    add('0', '9', false);
+    add('-', '.', false);
+    return made;
+}();
 
 template <class Word>
 std::uint64_t WordAt(const char* from) {
@@ -52,11 +65,18 @@ std::size_t FirstSlot(std::string_view text) {
 }  // namespace
 
 bool IsAsciiNameStart(char c) {
-    return IsAsciiLetter(c) || c == '_' || c == ':';
+    return kCharacters.start[static_cast<unsigned char>(c)];
 }
 
 bool IsAsciiNameCharacter(char c) {
-    return IsAsciiNameStart(c) || (c >= '0' && c <= '9') || c == '-' || c == '.';
+    return kCharacters.any[static_cast<unsigned char>(c)];
+}
+
+bool IsPlainName(std::string_view text) {
+    if (text.empty() || !IsAsciiNameStart(text.front())) return false;
+    for (const char c : text)
+        if (!kCharacters.any[static_cast<unsigned char>(c)]) return false;
+    return true;
 }
 
 // Names are added and never taken away, so that no lock is needed: a slot is empty or says the same

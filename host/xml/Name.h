@@ -13,6 +13,9 @@ namespace DvXML {
 bool IsAsciiNameStart(char c);
 bool IsAsciiNameCharacter(char c);
 
+/// True when the name is legal and all ASCII: it can be written as it stands.
+bool IsPlainName(std::string_view text);
+
 /// A handle to a name. Up to 4,096 different names of at most 64 bytes are shared, for as long as the
 /// process lives. Whoever sends documents can name elements as he likes: a name beyond that belongs to
 /// its handle alone.  [any thread]
@@ -30,7 +33,7 @@ public:
     }
 
     std::string_view Text() const { return entry_->text; }
-    /// True when the name is legal and all ASCII: it can be written as it stands.
+    /// Whether IsPlainName is true of it.
     bool IsPlain() const { return entry_->plain; }
 
 private:

@@ -7,6 +7,7 @@
 
 #include "host/glue/Log.h"
 #include "host/glue/Numbers.h"
+#include "host/xml/Described.h"
 #include "host/xml/NodePool.h"
 #include "host/xml/Writer.h"
 
@@ -42,6 +43,12 @@ dv::auto_com<Node> Node::Create(std::string_view name, std::string_view text) {
     return dv::auto_com<Node>::adopt(new Node(name, text));
 }
 
+dv::auto_com<Node> Node::Create(const IElementSource& source) {
+    dv::auto_com<Node> node = Create({});
+    node->source_ = dv::auto_com<const IElementSource>::share(&source);
+    return node;
+}
+
 void Node::Release() const noexcept {
     if (DropReference()) Destroy(const_cast<Node*>(this));
 }
@@ -59,8 +66,18 @@ void Node::Destroy(Node* last) noexcept {
     }
 }
 
+// The source is given up last: where there is no memory, the next one to look tries again.
+void Node::MakeFromSource() {
+    const dv::auto_com<Node> made = MakeNode(*source_);
+    std::swap(name_, made->name_);
+    text_.swap(made->text_);
+    attributes_.swap(made->attributes_);
+    children_.swap(made->children_);
+    source_.reset();
+}
+
 int Node::NodeGetIntValue() const {
-    return dv::ParseInt(text_);
+    return dv::ParseInt(NodeGetText());
 }
 
 void Node::NodeAddChild(INode* child) {
@@ -104,11 +121,12 @@ int Node::NodeGetNamedInt(std::string_view name) const {
 }
 
 INode* Node::NodeChildAt(std::size_t position) const {
-    return position < children_.size() ? children_[position].get() : nullptr;
+    const Children& children = GetChildren();
+    return position < children.size() ? children[position].get() : nullptr;
 }
 
 void Node::NodeSetAttribute(std::string_view name, std::string_view value) {
-    for (Attribute& attribute : attributes_) {
+    for (Attribute& attribute : Made().attributes_) {
         if (attribute.name.Text() != name) continue;
         attribute.value = std::string(value);
         return;
@@ -134,10 +152,11 @@ std::string Node::NodeToText() const {
 }
 
 const Attribute* Node::FindAttribute(std::string_view name) const {
-    const auto found = std::find_if(attributes_.begin(), attributes_.end(), [&](const Attribute& attribute) {
+    const Attributes& attributes = GetAttributes();
+    const auto found = std::find_if(attributes.begin(), attributes.end(), [&](const Attribute& attribute) {
         return attribute.name.Text() == name;
     });
-    return found == attributes_.end() ? nullptr : &*found;
+    return found == attributes.end() ? nullptr : &*found;
 }
 
 void Node::AppendAttribute(std::string_view name, std::string_view value) {
@@ -145,15 +164,17 @@ void Node::AppendAttribute(std::string_view name, std::string_view value) {
 }
 
 Node* Node::Find(std::string_view name) const {
-    const auto found = std::find_if(children_.begin(), children_.end(),
+    const Children& children = GetChildren();
+    const auto found = std::find_if(children.begin(), children.end(),
                                     [&](const auto& child) { return child->NodeGetName() == name; });
-    return found == children_.end() ? nullptr : found->get();
+    return found == children.end() ? nullptr : found->get();
 }
 
 void Node::Append(dv::auto_com<Node> child) {
     Node& added = *child;
-    if (children_.empty()) children_.reserve(kFirstChildren);
-    children_.push_back(std::move(child));
+    Children& children = Made().children_;
+    if (children.empty()) children.reserve(kFirstChildren);
+    children.push_back(std::move(child));
     added.hadParent_ = true;
 }
 

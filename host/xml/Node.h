@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/glue/IElementSource.h"
 #include "host/glue/RefCount.h"
 #include "host/interfaces/DvXML.h"
 #include "host/xml/Name.h"
@@ -22,13 +23,14 @@ struct Attribute {
 class Node final : public dv::RefCount<INode> {
 public:
     static dv::auto_com<Node> Create(std::string_view name, std::string_view text = {});
+    static dv::auto_com<Node> Create(const IElementSource& source);
 
     // IRefCounted
     void Release() const noexcept override;
 
     // INode
-    std::string_view NodeGetName() const override { return name_.Text(); }
-    std::string_view NodeGetText() const override { return text_; }
+    std::string_view NodeGetName() const override { return Made().name_.Text(); }
+    std::string_view NodeGetText() const override { return Made().text_; }
     int NodeGetIntValue() const override;
     void NodeAddChild(INode* child) override;
     void NodeAddNamedValue(std::string_view name, std::string_view value) override;
@@ -38,7 +40,7 @@ public:
     std::string_view NodeGetNamedValue(std::string_view name) const override;
     int NodeGetNamedInt(std::string_view name) const override;
     INode* NodeFindChild(std::string_view name) const override { return Find(name); }
-    std::size_t NodeChildCount() const override { return children_.size(); }
+    std::size_t NodeChildCount() const override { return Made().children_.size(); }
     INode* NodeChildAt(std::size_t position) const override;
     void NodeSetAttribute(std::string_view name, std::string_view value) override;
     std::string_view NodeGetAttribute(std::string_view name) const override;
@@ -49,9 +51,11 @@ public:
     // For reader and writer.
     using Children = std::vector<dv::auto_com<Node>>;
     using Attributes = boost::container::small_vector<Attribute, 1>;
-    const Name& GetName() const { return name_; }
-    const Children& GetChildren() const { return children_; }
-    const Attributes& GetAttributes() const { return attributes_; }
+    /// What the element is still to be made from; null when it is made.
+    const IElementSource* GetSource() const { return source_.get(); }
+    const Name& GetName() const { return Made().name_; }
+    const Children& GetChildren() const { return Made().children_; }
+    const Attributes& GetAttributes() const { return Made().attributes_; }
     /// Null when there is no such attribute.
     const Attribute* FindAttribute(std::string_view name) const;
     /// For a node that has no parent and no children yet.
@@ -69,15 +73,27 @@ private:
     static void operator delete(void* memory) noexcept;
     static void Destroy(Node* last) noexcept;
 
+    // Whoever asks for, or changes, what the node holds does so by these.
+    const Node& Made() const {
+        if (source_) const_cast<Node*>(this)->MakeFromSource();  // what is seen of it stays the same
+        return *this;
+    }
+    Node& Made() {
+        if (source_) MakeFromSource();
+        return *this;
+    }
+    void MakeFromSource();
+
     Node* Find(std::string_view name) const;
     /// True when `wanted` is this node or below it.
     bool Contains(const Node* wanted) const;
 
-    Name name_;
     bool hadParent_ = false;  // was ever added to a node
+    Name name_;
     std::string text_;
     Attributes attributes_;
     Children children_;
+    dv::auto_com<const IElementSource> source_;
     Node* nextDead_ = nullptr;  // links the nodes that are being destroyed
 };
 

@@ -62,6 +62,52 @@ TEST_F(ContactList, IsTheSameForDrivers) {
     EXPECT_EQ("<contacts>" + Ann("3") + "</contacts>", Text(Drivers().GetContactList()));
 }
 
+TEST_F(ContactList, ThatACallerChangesChangesNoDocument) {
+    Start();
+    AddAnn("3");
+    AddAnn("4");
+    const std::string state = State();
+    const auto list = Drivers().GetContactList();
+    list->NodeChildAt(0)->NodeAddNamedValue("new", "1");
+    list->NodeChildAt(1)->NodeFindChild("phoneType")->NodeSetAttribute("new", "1");
+    EXPECT_NE("<contacts>" + Ann("3") + Ann("4") + "</contacts>", Text(list));
+    EXPECT_EQ("<contacts>" + Ann("3") + Ann("4") + "</contacts>", List());
+    EXPECT_EQ(state, State());
+}
+
+TEST_F(ContactList, StaysAsItWasWhenContactsChange) {
+    Start();
+    AddAnn("3");
+    AddAnn("4");
+    const auto list = Drivers().GetContactList();
+    Ui("editContact", {{"contactId", "3"}, {"displayName", "Bob"}});
+    Ui("deleteContact", {{"contactId", "4"}});
+    EXPECT_EQ("Ann", list->NodeChildAt(0)->NodeGetNamedValue("displayName"));
+    EXPECT_EQ("<contacts>" + Ann("3") + Ann("4") + "</contacts>", Text(list));
+}
+
+// What is known of the document before is used for the next one.
+TEST_F(ContactList, ShowsInEveryDocumentWhatHappenedSinceTheOneBefore) {
+    Start();
+    for (const std::string id : {"1", "2", "3"})
+        AddAnn(id);
+    const auto contactsOfState = [this] {
+        const std::string state = State();
+        const auto begin = state.find("<contacts>");
+        return state.substr(begin, state.find("<maxRecentCalls>") - begin);
+    };
+    EXPECT_EQ("<contacts>" + Ann("1") + Ann("2") + Ann("3") + "</contacts>", contactsOfState());
+    Ui("editContact", {{"contactId", "2"}, {"displayName", "Bob"}});
+    const std::string bob =
+        "<contact><contactId>2</contactId><displayName>Bob</displayName><firstName>Anna</firstName><lastName>"
+        "Bell</lastName><phoneType/></contact>";
+    EXPECT_EQ("<contacts>" + Ann("1") + bob + Ann("3") + "</contacts>", contactsOfState());
+    Ui("deleteContact", {{"contactId", "1"}});
+    EXPECT_EQ("<contacts>" + bob + Ann("3") + "</contacts>", contactsOfState());
+    AddAnn("1");
+    EXPECT_EQ("<contacts>" + bob + Ann("3") + Ann("1") + "</contacts>", contactsOfState());
+}
+
 TEST_F(AddContact, MarksTheStateAnnouncesAndSucceeds) {
     Start();
     EXPECT_EQ("<success/>", Ui("addContact", {{"contactId", "3"}}));

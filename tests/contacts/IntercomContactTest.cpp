@@ -3,6 +3,7 @@
 
 #include <boost/make_shared.hpp>
 #include <memory>
+#include <utility>
 
 #include "host/glue/LiveObjects.h"
 #include "host/glue/XmlText.h"
@@ -247,6 +248,80 @@ TEST(ContactElement, TakesOffKeysEverythingUpToTheFirstSeparator) {
         "<phoneType><k speedDial=\"false\">c</k><k speedDial=\"false\">-b</k><k speedDial=\"false\"/>"
         "<k speedDial=\"false\">whole</k></phoneType></contact>",
         Written(contact));
+}
+
+TEST(ContactElement, ShowsEachChangeAfterItsTextWasAskedFor) {
+    IntercomContact contact("", "Ann");
+    auto changed = [&contact, before = Written(contact)]() mutable {
+        const std::string now = Written(contact);
+        EXPECT_EQ(now, DvXML::ParseRoot(now)->NodeToText());
+        return std::exchange(before, now) != now;
+    };
+    EXPECT_FALSE(changed());
+    contact.setDisplayName("Bob");
+    EXPECT_TRUE(changed());
+    contact.setFirstName("Robert");
+    EXPECT_TRUE(changed());
+    contact.setLastName("Ross");
+    EXPECT_TRUE(changed());
+    contact.setContactId(4);
+    EXPECT_TRUE(changed());
+    contact.setPhoneTypeList({{"0-1", boost::make_shared<T_PHONE_TYPE>(T_PHONE_TYPE{"home", true})}});
+    EXPECT_TRUE(changed());
+    contact = IntercomContact("", "Carl");
+    EXPECT_TRUE(changed());
+    EXPECT_EQ(
+        "<contact><contactId>4</contactId><displayName>Carl</displayName><firstName>Robert</firstName>"
+        "<lastName>Ross</lastName><phoneType><home speedDial=\"true\">1</home></phoneType></contact>",
+        Written(contact));
+}
+
+TEST(ContactElement, StaysAsItWasWhenTheContactChangesOrGoes) {
+    auto contact = std::make_unique<IntercomContact>(
+        *Message("addContact", {{"displayName", "Ann"}, {"phoneType", "<x><home>1</home></x>"}}));
+    const std::string before = Written(*contact);
+    const auto written = contact->toXml();
+    const auto lookedInto = contact->toXml();
+    contact->setDisplayName("Bob");
+    PhoneTypeList phones;
+    contact->getPhoneTypeList(phones);
+    phones.begin()->second->kind = "work";
+    EXPECT_EQ(before, written->NodeToText());
+    contact.reset();
+    EXPECT_EQ("Ann", lookedInto->NodeGetNamedValue("displayName"));
+    EXPECT_EQ(before, lookedInto->NodeToText());
+    EXPECT_EQ(before, written->NodeToText());
+}
+
+TEST(ContactElement, IsChangedByItsHolderAlone) {
+    const IntercomContact contact = FromPhoneType("<x><home>1</home></x>");
+    const std::string before = Written(contact);
+    const auto element = contact.toXml();
+    element->NodeFindChild("phoneType")->NodeChildAt(0)->NodeSetAttribute("speedDial", "changed");
+    element->NodeAddNamedValue("new", "1");
+    EXPECT_NE(before, element->NodeToText());
+    EXPECT_EQ(before, Written(contact));
+}
+
+// Nobody tells the contact of changes to entries that it shares.
+TEST(ContactElement, ShowsWhatIsChangedInSharedNumbers) {
+    IntercomContact contact = FromPhoneType("<x><home>1</home></x>");
+    Written(contact);
+    PhoneTypeList phones;
+    contact.getPhoneTypeList(phones);
+    const auto kind = [&contact] {
+        return std::string(contact.toXml()->NodeFindChild("phoneType")->NodeChildAt(0)->NodeGetName());
+    };
+    for (const std::string changed : {"work", "fax"}) {
+        phones.begin()->second->kind = changed;
+        EXPECT_EQ(changed, kind());
+        EXPECT_NE(std::string::npos, Written(contact).find("<" + changed));
+    }
+    IntercomContact other("", "");
+    other.setPhoneTypeList(phones);
+    Written(other);
+    phones.begin()->second->kind = "sip";
+    EXPECT_NE(std::string::npos, Written(other).find("<sip"));
 }
 
 TEST(ContactElement, ReadsBackTheSame) {

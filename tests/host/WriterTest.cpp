@@ -53,6 +53,44 @@ TEST(Writer, ControlCharactersBecomeTheReplacementCharacter) {
     EXPECT_EQ("<a>\x7F\xC2\x85</a>", Written("\x7F\xC2\x85"));
 }
 
+// The writer looks at several characters at a time.
+TEST(Writer, EveryByteIsWrittenTheSameWhereverItStands) {
+    const auto inAttribute = [](const std::string& value) {
+        const auto node = NewNode("a");
+        node->NodeSetAttribute("k", value);
+        const std::string text = node->NodeToText();
+        return text.substr(6, text.size() - 9);
+    };
+    const auto inText = [](const std::string& value) {
+        const std::string text = Written(value);
+        return text.substr(3, text.size() - 7);
+    };
+    for (int byte = 0; byte < 0x100; ++byte) {
+        const std::string alone(1, static_cast<char>(byte));
+        for (std::size_t before = 0; before < 18; ++before) {
+            const std::string left(before, 'x');
+            const std::string right(17 - before, 'y');
+            EXPECT_EQ(left + inText(alone) + right, inText(left + alone + right)) << byte << " at " << before;
+            EXPECT_EQ(left + inAttribute(alone) + right, inAttribute(left + alone + right))
+                << byte << " at " << before;
+        }
+    }
+}
+
+TEST(Writer, PiecesOfAnyLengthAreWrittenWhole) {
+    for (const std::size_t around : {8U, 16U, 4096U, 8192U, 12288U}) {
+        for (std::size_t length = around - 8; length < around + 8; ++length) {
+            const std::string name(length + 1, 'n');
+            const std::string text(length, 't');
+            const auto node = NewNode(name, text + "&");
+            node->NodeSetAttribute("k", text);
+            std::string expected = "<" + name;
+            expected.append(" k=\"").append(text).append("\">").append(text).append("&amp;</");
+            EXPECT_EQ(expected.append(name).append(">"), node->NodeToText()) << length;
+        }
+    }
+}
+
 TEST(Writer, ValidUtf8StaysAsItIs) {
     const std::string text =
         "K\xC3\xBC\x63he \xE2\x82\xAC \xED\x9F\xBF\xEE\x80\x80 \xF0\x9F\x94\x94 \xF4\x8F\xBF\xBF";
