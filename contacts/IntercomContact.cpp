@@ -112,8 +112,3 @@ void IntercomContact::Source::Describe(DvXML::IElementSink& sink) const {
     sink.End();
     sink.End();
 }
-
-const std::string& IntercomContact::Source::ElementText() const {
-    if (text_.empty()) DvXML::WriteElement(*this, text_);
-    return text_;
-}

@@ -12,8 +12,7 @@
 #include <string>
 #include <utility>
 
-#include "host/glue/IElementSource.h"
-#include "host/glue/RefCount.h"
+#include "host/glue/ElementSource.h"
 #include "host/interfaces/ICmdMessage.h"
 
 /// What is known of one phone number beside the number.
@@ -78,23 +77,20 @@ private:
 
     // What elements are made of, with their text once somebody asked for that: saved states and lists of
     // contacts are made after each change of a single contact.
-    class Source final : public dv::RefCount<DvXML::IElementSource> {
+    class Source final : public DvXML::ElementSource {
     public:
         explicit Source(Values given) : values(std::move(given)) {}
 
         // IElementSource
         void Describe(DvXML::IElementSink& sink) const override;
-        const std::string& ElementText() const override;
 
+        using ElementSource::ForgetText;
         using RefCount::IsHeldOnce;
-        void ForgetText() { text_.clear(); }
 
         Values values;
 
     private:
         ~Source() override = default;
-
-        mutable std::string text_;  // empty when nobody asked since the last change
     };
 
     // The source, held by this contact alone: elements that stand for the values as they were keep those.

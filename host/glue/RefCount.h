@@ -34,8 +34,7 @@ protected:
     bool IsHeldOnce() const noexcept { return count_.load(std::memory_order_acquire) == 1; }
 
 private:
-    mutable std::atomic<int> count_{
-        1};  // more references than it counts to would not fit into memory twice over
+    mutable std::atomic<int> count_{1};
 };
 
 }  // namespace dv
