@@ -84,8 +84,10 @@ dv::auto_com<DvXML::INode> IntercomAgent::GetGroup(int id) const {
         const GroupPtr group = groups.Find(id);
         return group ? group->toXml() : Replies::Fail();
     }
+    const std::vector<unsigned long> registeredIds = IdsOfAll();
     std::vector<unsigned long> members;
-    for (const unsigned long registered : IdsOfAll())
+    members.reserve(registeredIds.size());
+    for (const unsigned long registered : registeredIds)
         if (const auto own = Ask(registered, &ISupportIntercom::getDeviceId)) members.push_back(*own);
     KeepFirstOfEach(members);
     IntercomGroup all(IntercomGroup::kAllId, IntercomGroup::kAllName);
