@@ -24,12 +24,8 @@ public:
     virtual void Text(std::string_view text) = 0;
     virtual void End() = 0;
 
-    /// A child element with a text.
-    void NamedValue(std::string_view name, std::string_view value) {
-        Begin(name);
-        Text(value);
-        End();
-    }
+    /// A child element with a text and nothing else.
+    virtual void NamedValue(std::string_view name, std::string_view value) = 0;
 
 protected:
     IElementSink() = default;

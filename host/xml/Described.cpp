@@ -21,6 +21,9 @@ public:
     }
     void Text(std::string_view text) override { open_.back()->AppendText(text); }
     void End() override { open_.pop_back(); }
+    void NamedValue(std::string_view name, std::string_view value) override {
+        open_.back()->Append(Node::Create(name, value));
+    }
 
 private:
     dv::auto_com<Node> root_;
@@ -47,6 +50,7 @@ public:
     void Attribute(std::string_view name, std::string_view value) override;
     void Text(std::string_view text) override;
     void End() override;
+    void NamedValue(std::string_view name, std::string_view value) override;
 
 private:
     struct OpenElement {
@@ -93,6 +97,15 @@ void TextSink::End() {
     else
         out_.Put("</", open_.back().Written(made), '>');
     open_.pop_back();
+}
+
+void TextSink::NamedValue(std::string_view name, std::string_view value) {
+    if (!IsLegalName(name)) return NamedValue(LegalName(name), value);
+    EndTag();
+    if (value.empty()) return out_.Put('<', name, "/>");
+    out_.Put('<', name, '>');
+    out_.PutText(value);
+    out_.Put("</", name, '>');
 }
 
 void TextSink::EndTag() {
