@@ -71,7 +71,8 @@ private:
 
     static void* operator new(std::size_t size);
     static void operator delete(void* memory) noexcept;
-    static void Destroy(Node* last) noexcept;
+    static void Destroy(Node* top) noexcept;
+    static void Prefetch(const Node& node);
 
     // Whoever asks for, or changes, what the node holds does so by these.
     const Node& Made() const {
@@ -94,7 +95,7 @@ private:
     Attributes attributes_;
     Children children_;
     dv::auto_com<const IElementSource> source_;
-    Node* nextDead_ = nullptr;  // links the nodes that are being destroyed
+    Node* takenFrom_ = nullptr;  // the parent, while both are being destroyed
 };
 
 }  // namespace DvXML
