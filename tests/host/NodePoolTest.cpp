@@ -6,6 +6,7 @@
 #include <cstring>
 #include <set>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace NodePool = DvXML::NodePool;
@@ -76,6 +77,36 @@ TEST(NodePool, MemoryOfALargeDocumentGoesBackToTheSystem) {
     const std::vector<void*> pieces = Take(10 * kMany);
     EXPECT_GE(NodePool::HeldBytes(), 10 * kMany * NodePool::kPieceBytes);
     GiveBack(pieces);
+    EXPECT_LE(NodePool::HeldBytes(), 3UL * 1024 * 1024);
+}
+
+TEST(NodePool, OnlyALargeTreeGetsItsMemoryInLargeBlocks) {
+    constexpr std::size_t kLarge = 2UL * 1024 * 1024;
+    std::vector<void*> pieces;
+    std::size_t held = NodePool::HeldBytes();
+    while (pieces.size() < 10 * kMany) {
+        pieces.push_back(NodePool::Take());
+        const std::size_t now = NodePool::HeldBytes();
+        if (now == held) continue;
+        if (held < kLarge)
+            EXPECT_LT(now - held, kLarge / 10) << held;
+        else
+            EXPECT_EQ(kLarge, now - held) << held;
+        held = now;
+    }
+    GiveBack(pieces);
+}
+
+TEST(NodePool, APieceInUseKeepsItsMemoryWhenAllElseOfALargeDocumentGoesBack) {
+    std::vector<void*> pieces = Take(10 * kMany);
+    const std::size_t kept = 5 * kMany;
+    void* const piece = std::exchange(pieces[kept], pieces.back());
+    pieces.pop_back();
+    GiveBack(pieces);
+    EXPECT_LE(NodePool::HeldBytes(), 5UL * 1024 * 1024);
+    GiveBack(Take(kMany));
+    EXPECT_TRUE(HoldsOnly(piece, kept));
+    NodePool::GiveBack(piece);
     EXPECT_LE(NodePool::HeldBytes(), 3UL * 1024 * 1024);
 }
 
