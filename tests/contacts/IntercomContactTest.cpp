@@ -293,6 +293,16 @@ TEST(ContactElement, StaysAsItWasWhenTheContactChangesOrGoes) {
     EXPECT_EQ(before, written->NodeToText());
 }
 
+TEST(ContactElement, StaysAsItWasWhenItsNumbersAreTakenOutAndChanged) {
+    const IntercomContact contact = FromPhoneType("<x><home>1</home></x>");
+    const auto element = contact.toXml();
+    PhoneTypeList phones;
+    contact.getPhoneTypeList(phones);
+    phones.begin()->second->kind = "work";
+    EXPECT_EQ("home", element->NodeFindChild("phoneType")->NodeChildAt(0)->NodeGetName());
+    EXPECT_THAT(NumbersOf(contact), ElementsAre("0-1 work"));
+}
+
 TEST(ContactElement, IsChangedByItsHolderAlone) {
     const IntercomContact contact = FromPhoneType("<x><home>1</home></x>");
     const std::string before = Written(contact);

@@ -119,6 +119,20 @@ TEST(ElementSource, IsNotTouchedByWhoeverChangesItsElement) {
     EXPECT_EQ(kBell, CreateXmlNode(*source)->NodeToText());
 }
 
+TEST(ElementSource, MayBeChangedBeforeAnybodyLooksIntoItsElement) {
+    const auto source = Bell();
+    const auto replaced = CreateXmlNode(*source);
+    replaced->NodeSetAttribute("loud", "false");
+    EXPECT_EQ(1U, replaced->NodeToText().find("bell loud=\"false\">front"));
+    const auto extended = CreateXmlNode(*source);
+    extended->NodeSetBoolAttribute("new", true);
+    EXPECT_EQ(1U, extended->NodeToText().find("bell loud=\"true\" new=\"true\">front"));
+    const auto longer = CreateXmlNode(*source);
+    longer->NodeAddNamedValue("last", "1");
+    EXPECT_EQ("last", longer->NodeChildAt(3)->NodeGetName());
+    EXPECT_EQ(kBell, CreateXmlNode(*source)->NodeToText());
+}
+
 TEST(ElementSource, TakesChildrenLikeAnyElement) {
     const auto element = CreateXmlNode(*Bell());
     element->NodeAddChild(CreateXmlNode(*Bell()).get());
