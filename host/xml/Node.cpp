@@ -44,7 +44,7 @@ dv::auto_com<Node> Node::Create(std::string_view name, std::string_view text) {
 }
 
 dv::auto_com<Node> Node::Create(const IElementSource& source) {
-    dv::auto_com<Node> node = Create({});
+    dv::auto_com<Node> node = Create(std::string_view());
     node->source_ = dv::auto_com<const IElementSource>::share(&source);
     return node;
 }
@@ -206,7 +206,7 @@ bool Node::Contains(const Node* wanted) const {
 }
 
 dv::auto_com<INode> CreateXmlNode() {
-    return Node::Create({});
+    return Node::Create(std::string_view());
 }
 
 dv::auto_com<INode> CreateXmlNode(const std::string& name, const std::string& text) {
