@@ -1,7 +1,7 @@
 # The Debian packages that the system needs, and install_packages, which adds those that are missing. To be sourced.
 
 # What it is built with.
-BUILD_PACKAGES=(g++ cmake ninja-build libboost-dev libboost-program-options-dev libexpat1-dev zlib1g-dev)
+BUILD_PACKAGES=(g++ cmake ninja-build libboost-dev libboost-program-options-dev libexpat1-dev libdeflate-dev)
 # What the tests need beside that.
 TEST_PACKAGES=(libgtest-dev libgmock-dev clang libclang-rt-14-dev lld)
 # What counting the instructions of operations needs beside what it is built with.

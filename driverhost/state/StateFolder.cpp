@@ -7,7 +7,7 @@
 #include <set>
 #include <utility>
 
-#include <zlib.h>
+#include <libdeflate.h>
 
 #include "driverhost/runtime/HostLog.h"
 #include "host/glue/Log.h"
@@ -37,9 +37,9 @@ std::uint64_t NumberOf(std::string_view name) {
 }
 
 std::string SealLine(std::string_view document, std::string_view library) {
-    const auto* bytes = reinterpret_cast<const Bytef*>(document.data());
     std::array<char, 16> checksum{};
-    std::snprintf(checksum.data(), checksum.size(), "%08lX", crc32_z(0, bytes, document.size()));
+    std::snprintf(checksum.data(), checksum.size(), "%08X",
+                  libdeflate_crc32(0, document.data(), document.size()));
     return std::string(kSealStart)
         .append("crc32=")
         .append(checksum.data())
