@@ -98,7 +98,7 @@ IntercomContact::Values& IntercomContact::Change() {
 
 void IntercomContact::Source::Describe(DvXML::IElementSink& sink) const {
     sink.Begin("contact");
-    sink.NamedValue("contactId", std::to_string(values.contactId));
+    sink.NamedNumber("contactId", values.contactId);
     sink.NamedValue("displayName", values.displayName);
     sink.NamedValue("firstName", values.firstName);
     sink.NamedValue("lastName", values.lastName);

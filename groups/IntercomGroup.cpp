@@ -16,7 +16,7 @@ public:
 
     void Describe(DvXML::IElementSink& sink) const override {
         sink.Begin("group");
-        sink.NamedValue("groupId", std::to_string(id_));
+        sink.NamedNumber("groupId", id_);
         sink.NamedValue("name", name_);
         if (!devices_.empty()) DescribeDevices(sink);
         sink.End();
@@ -28,7 +28,7 @@ private:
     void DescribeDevices(DvXML::IElementSink& sink) const {
         sink.Begin("devices");
         for (const unsigned long id : devices_)
-            sink.NamedValue("device", std::to_string(id));
+            sink.NamedNumber("device", id);
         sink.End();
     }
 

@@ -6,6 +6,9 @@
 #ifndef HOST_GLUE_IELEMENTSOURCE_H
 #define HOST_GLUE_IELEMENTSOURCE_H
 
+#include <array>
+#include <charconv>
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -26,6 +29,13 @@ public:
 
     /// A child element with a text and nothing else.
     virtual void NamedValue(std::string_view name, std::string_view value) = 0;
+    /// The same with a decimal number.
+    template <class Integer>
+    void NamedNumber(std::string_view name, Integer value) {
+        std::array<char, 20> digits;  // of 64 bits, with a sign
+        const char* const end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
+        NamedValue(name, {digits.data(), static_cast<std::size_t>(end - digits.data())});
+    }
 
 protected:
     IElementSink() = default;

@@ -98,6 +98,10 @@ bool IsForbidden(std::string_view character) {
 
 }  // namespace
 
+bool IsPlainText(std::string_view text) {
+    return kTextEscapes.PlainLength(text) == text.size();
+}
+
 void Output::PutText(std::string_view text) {
     PutEscaped(text, kTextEscapes);
 }

@@ -86,6 +86,9 @@ inline char* Output::Copy(std::string_view piece, char* to) {
     return to + size;
 }
 
+/// True when the text of an element stands as it is.
+bool IsPlainText(std::string_view text);
+
 /// True when an element or attribute may bear that name.
 bool IsLegalName(std::string_view name);
 
