@@ -64,10 +64,8 @@ private:
     };
 
     void EndTag();
-    bool IsKnownLegal(std::string_view name);
 
     Output out_;
-    std::string legal_;  // the last name that was looked at
     std::vector<OpenElement> open_;
     bool inTag_ = false;  // the start tag of the innermost one has no end yet
 };
@@ -102,21 +100,13 @@ void TextSink::End() {
 }
 
 void TextSink::NamedValue(std::string_view name, std::string_view value) {
-    if (!IsKnownLegal(name)) return NamedValue(LegalName(name), value);
+    if (!IsLegalName(name)) return NamedValue(LegalName(name), value);
     EndTag();
     if (value.empty()) return out_.Put('<', name, "/>");
     if (IsPlainText(value)) return out_.Put('<', name, '>', value, "</", name, '>');
     out_.Put('<', name, '>');
     out_.PutText(value);
     out_.Put("</", name, '>');
-}
-
-// Lists name many children alike.
-bool TextSink::IsKnownLegal(std::string_view name) {
-    if (!name.empty() && name == legal_) return true;
-    if (!IsLegalName(name)) return false;
-    legal_ = name;
-    return true;
 }
 
 void TextSink::EndTag() {
