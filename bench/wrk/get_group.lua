@@ -1,16 +1,6 @@
 -- The group of all devices, which no command changes. Argument: the path.
-dofile("report.lua")
+dofile("same_request.lua")
 
 function init(arguments)
-    wrk.method = "POST"
-    wrk.path = arguments[1]
-    wrk.headers["Content-Type"] = "application/x-www-form-urlencoded"
-    wrk.body = "groupId=0"
-    formatted = wrk.format()
+    format_post(arguments[1], "groupId=0", "application/x-www-form-urlencoded")
 end
-
-function request()
-    return formatted
-end
-
-done = report()

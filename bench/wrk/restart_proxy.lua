@@ -1,14 +1,6 @@
 -- Has the agent restart the SIP proxy: two requests to the system manager, "kill" and "enable".
-dofile("report.lua")
+dofile("same_request.lua")
 
 function init()
-    wrk.method = "POST"
-    wrk.path = "/drivers/agent/commands/applySIPProxyChanges"
-    formatted = wrk.format()
+    format_post("/drivers/agent/commands/applySIPProxyChanges")
 end
-
-function request()
-    return formatted
-end
-
-done = report()

@@ -1,16 +1,7 @@
 -- One entry of a table, asked by JSON-RPC.
-dofile("report.lua")
+dofile("same_request.lua")
 
 function init()
-    wrk.method = "POST"
-    wrk.path = "/RPC"
-    wrk.headers["Content-Type"] = "application/json"
-    wrk.body = '{"jsonrpc": "2.0", "method": "htable.get", "params": ["groups", "0"], "id": 1}'
-    formatted = wrk.format()
+    format_post("/RPC", '{"jsonrpc": "2.0", "method": "htable.get", "params": ["groups", "0"], "id": 1}',
+        "application/json")
 end
-
-function request()
-    return formatted
-end
-
-done = report()
