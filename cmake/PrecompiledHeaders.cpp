@@ -1,0 +1,2 @@
+// Headers are precompiled for a target, and a target needs a source.
+int main() {}

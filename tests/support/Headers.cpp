@@ -1,2 +1,0 @@
-// What CMake precompiles the headers of the tests with.
-int main() {}
