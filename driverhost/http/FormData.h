@@ -5,9 +5,9 @@
 #include <optional>
 #include <string>
 
-#include "driverhost/http/Limits.h"
 #include "driverhost/http/Message.h"
 #include "driverhost/runtime/SystemEvents.h"
+#include "driverhost/settings/Limits.h"
 
 namespace driverhost {
 

@@ -4,7 +4,7 @@
 #include <ctime>
 #include <utility>
 
-#include "driverhost/http/Routes.h"
+#include "driverhost/http/routes/Routes.h"
 #include "host/glue/XmlText.h"
 
 namespace driverhost {

@@ -1,6 +1,6 @@
 // What the process arranges with the system before it does anything else.
-#ifndef DRIVERHOST_RUNTIME_PROCESSSETUP_H
-#define DRIVERHOST_RUNTIME_PROCESSSETUP_H
+#ifndef DRIVERHOST_PROCESSSETUP_H
+#define DRIVERHOST_PROCESSSETUP_H
 
 #include <string>
 

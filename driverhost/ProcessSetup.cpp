@@ -1,4 +1,4 @@
-#include "driverhost/runtime/ProcessSetup.h"
+#include "driverhost/ProcessSetup.h"
 
 #include <fcntl.h>
 #include <pthread.h>
@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <csignal>
 
-#include "driverhost/http/Limits.h"
+#include "driverhost/settings/Limits.h"
 
 namespace driverhost {
 namespace {

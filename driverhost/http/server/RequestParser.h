@@ -1,7 +1,7 @@
 // Beast's parser, which tells of a request piece by piece, and what the host keeps of that: the lines that it
 // looks at, in texts that stay for the connection's next request.
-#ifndef DRIVERHOST_HTTP_REQUESTPARSER_H
-#define DRIVERHOST_HTTP_REQUESTPARSER_H
+#ifndef DRIVERHOST_HTTP_SERVER_REQUESTPARSER_H
+#define DRIVERHOST_HTTP_SERVER_REQUESTPARSER_H
 
 #include <boost/beast/http/basic_parser.hpp>
 #include <cstddef>

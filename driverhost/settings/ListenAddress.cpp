@@ -1,4 +1,4 @@
-#include "driverhost/home/ListenAddress.h"
+#include "driverhost/settings/ListenAddress.h"
 
 #include <arpa/inet.h>
 

@@ -1,10 +1,10 @@
 // That no bound is forgotten: in the options, in --help, on the page.
-#include "driverhost/http/LimitTable.h"
+#include "driverhost/settings/Limits.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "driverhost/home/Options.h"
+#include "driverhost/settings/Options.h"
 #include "tests/support/process/TempFolder.h"
 
 namespace driverhost {

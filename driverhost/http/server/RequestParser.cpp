@@ -1,4 +1,4 @@
-#include "driverhost/http/RequestParser.h"
+#include "driverhost/http/server/RequestParser.h"
 
 namespace driverhost {
 namespace {

@@ -1,14 +1,21 @@
 // The bounds of what clients and drivers may ask for. A bound that is hit is answered, not suffered.
-#ifndef DRIVERHOST_HTTP_LIMITS_H
-#define DRIVERHOST_HTTP_LIMITS_H
+// Each is an option of the command line: the parser, --help and the test of the page that lists them go by
+// one table.
+#ifndef DRIVERHOST_SETTINGS_LIMITS_H
+#define DRIVERHOST_SETTINGS_LIMITS_H
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <variant>
 
 namespace driverhost {
 
 /// The defaults are what the host runs with when its options say nothing else. A field has a row in
-/// LimitTable.cpp, which makes its option.
+/// the table, which makes its option.
 struct Limits {
     std::size_t headBytes = 16 * 1024;          // 431 beyond
     std::size_t bodyBytes = 1024 * 1024;        // 413 beyond
@@ -33,6 +40,23 @@ struct Limits {
     std::chrono::milliseconds endTime{5'000};       // for answers under way when the host ends
     std::chrono::milliseconds libraryTime{10'000};  // for a library to be tried; left out beyond
 };
+
+struct LimitRow {
+    const char* option;  // without its dashes
+    const char* unit;    // BYTES, MS or N
+    std::variant<std::size_t Limits::*, std::chrono::milliseconds Limits::*> field;
+    std::uint64_t least;
+    std::uint64_t most;
+    const char* help;  // what it bounds, and what happens beyond
+};
+
+/// A row for every field of Limits.
+std::span<const LimitRow> LimitTable();
+
+std::uint64_t LimitValue(const Limits& limits, const LimitRow& row);
+
+/// What is wrong with the text, and nothing is set then; empty when it is a value of the row.
+std::string SetLimit(Limits& limits, const LimitRow& row, std::string_view text);
 
 }  // namespace driverhost
 

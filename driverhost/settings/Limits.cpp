@@ -1,4 +1,4 @@
-#include "driverhost/http/LimitTable.h"
+#include "driverhost/settings/Limits.h"
 
 #include <array>
 #include <charconv>

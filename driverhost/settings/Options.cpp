@@ -1,4 +1,4 @@
-#include "driverhost/home/Options.h"
+#include "driverhost/settings/Options.h"
 
 #include <boost/program_options.hpp>
 #include <cstdlib>
@@ -7,8 +7,7 @@
 #include <system_error>
 #include <utility>
 
-#include "driverhost/home/TokenFile.h"
-#include "driverhost/http/LimitTable.h"
+#include "driverhost/settings/TokenFile.h"
 #include "host/glue/PluginEntry.h"
 
 namespace driverhost {

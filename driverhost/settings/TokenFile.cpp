@@ -1,4 +1,4 @@
-#include "driverhost/home/TokenFile.h"
+#include "driverhost/settings/TokenFile.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -10,8 +10,8 @@
 #include <string_view>
 #include <system_error>
 
-#include "driverhost/home/Options.h"
 #include "driverhost/runtime/FileDescriptor.h"
+#include "driverhost/settings/Options.h"
 
 namespace driverhost {
 namespace {

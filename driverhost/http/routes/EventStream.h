@@ -2,8 +2,8 @@
 //
 // The last events stay in a ring. A reader is a position in it, so it needs no queue of its own,
 // and one that stands still costs the others nothing.
-#ifndef DRIVERHOST_HTTP_EVENTSTREAM_H
-#define DRIVERHOST_HTTP_EVENTSTREAM_H
+#ifndef DRIVERHOST_HTTP_ROUTES_EVENTSTREAM_H
+#define DRIVERHOST_HTTP_ROUTES_EVENTSTREAM_H
 
 #include <cstdint>
 #include <deque>
@@ -13,8 +13,8 @@
 #include <string_view>
 #include <unordered_set>
 
-#include "driverhost/http/Limits.h"
 #include "driverhost/http/Message.h"
+#include "driverhost/settings/Limits.h"
 
 namespace driverhost {
 

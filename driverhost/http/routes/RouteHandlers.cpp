@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "driverhost/http/FormData.h"
-#include "driverhost/http/Routes.h"
+#include "driverhost/http/routes/Routes.h"
 #include "host/glue/CmdMessage.h"
 #include "host/glue/XmlText.h"
 

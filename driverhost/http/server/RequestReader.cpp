@@ -1,4 +1,4 @@
-#include "driverhost/http/RequestReader.h"
+#include "driverhost/http/server/RequestReader.h"
 
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http/error.hpp>
@@ -6,7 +6,7 @@
 #include <optional>
 #include <utility>
 
-#include "driverhost/http/RequestParser.h"
+#include "driverhost/http/server/RequestParser.h"
 
 namespace driverhost {
 namespace {

@@ -1,6 +1,6 @@
 // Makes requests of the bytes of a connection, as they come.
-#ifndef DRIVERHOST_HTTP_REQUESTREADER_H
-#define DRIVERHOST_HTTP_REQUESTREADER_H
+#ifndef DRIVERHOST_HTTP_SERVER_REQUESTREADER_H
+#define DRIVERHOST_HTTP_SERVER_REQUESTREADER_H
 
 #include <cstddef>
 #include <memory>

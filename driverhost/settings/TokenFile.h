@@ -1,6 +1,6 @@
 // The file that holds the token which requests must show.
-#ifndef DRIVERHOST_HOME_TOKENFILE_H
-#define DRIVERHOST_HOME_TOKENFILE_H
+#ifndef DRIVERHOST_SETTINGS_TOKENFILE_H
+#define DRIVERHOST_SETTINGS_TOKENFILE_H
 
 #include <string>
 

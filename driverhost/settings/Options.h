@@ -1,12 +1,12 @@
 // The command line.
-#ifndef DRIVERHOST_HOME_OPTIONS_H
-#define DRIVERHOST_HOME_OPTIONS_H
+#ifndef DRIVERHOST_SETTINGS_OPTIONS_H
+#define DRIVERHOST_SETTINGS_OPTIONS_H
 
 #include <stdexcept>
 #include <string>
 
-#include "driverhost/home/ListenAddress.h"
-#include "driverhost/http/Limits.h"
+#include "driverhost/settings/Limits.h"
+#include "driverhost/settings/ListenAddress.h"
 
 namespace driverhost {
 

@@ -1,6 +1,6 @@
 // Where the host listens.
-#ifndef DRIVERHOST_HOME_LISTENADDRESS_H
-#define DRIVERHOST_HOME_LISTENADDRESS_H
+#ifndef DRIVERHOST_SETTINGS_LISTENADDRESS_H
+#define DRIVERHOST_SETTINGS_LISTENADDRESS_H
 
 #include <optional>
 #include <string>

@@ -1,18 +1,18 @@
 // One connection: reads requests, has them answered, writes the answers, and follows the events
 // when it is asked to.
-#ifndef DRIVERHOST_HTTP_SESSION_H
-#define DRIVERHOST_HTTP_SESSION_H
+#ifndef DRIVERHOST_HTTP_SERVER_SESSION_H
+#define DRIVERHOST_HTTP_SERVER_SESSION_H
 
 #include <boost/asio/ip/tcp.hpp>
 #include <functional>
 #include <memory>
 #include <string>
 
-#include "driverhost/http/EventStream.h"
-#include "driverhost/http/Limits.h"
-#include "driverhost/http/RequestReader.h"
-#include "driverhost/http/Routes.h"
+#include "driverhost/http/routes/EventStream.h"
+#include "driverhost/http/routes/Routes.h"
+#include "driverhost/http/server/RequestReader.h"
 #include "driverhost/runtime/DriverThread.h"
+#include "driverhost/settings/Limits.h"
 
 namespace driverhost {
 

@@ -1,4 +1,4 @@
-#include "driverhost/http/Server.h"
+#include "driverhost/http/server/Server.h"
 
 #include <fcntl.h>
 #include <malloc.h>
@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "driverhost/http/Session.h"
+#include "driverhost/http/server/Session.h"
 #include "driverhost/runtime/HostLog.h"
 #include "host/glue/Log.h"
 

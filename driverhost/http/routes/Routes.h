@@ -1,17 +1,17 @@
 // The paths of the HTTP interface and what is done at each.
-#ifndef DRIVERHOST_HTTP_ROUTES_H
-#define DRIVERHOST_HTTP_ROUTES_H
+#ifndef DRIVERHOST_HTTP_ROUTES_ROUTES_H
+#define DRIVERHOST_HTTP_ROUTES_ROUTES_H
 
 #include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "driverhost/http/EventStream.h"
-#include "driverhost/http/Limits.h"
 #include "driverhost/http/Message.h"
 #include "driverhost/http/Trust.h"
+#include "driverhost/http/routes/EventStream.h"
 #include "driverhost/plugins/DriverTable.h"
+#include "driverhost/settings/Limits.h"
 
 namespace driverhost {
 

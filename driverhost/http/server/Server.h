@@ -1,13 +1,13 @@
 // Listens, and keeps the connections.
-#ifndef DRIVERHOST_HTTP_SERVER_H
-#define DRIVERHOST_HTTP_SERVER_H
+#ifndef DRIVERHOST_HTTP_SERVER_SERVER_H
+#define DRIVERHOST_HTTP_SERVER_SERVER_H
 
 #include <functional>
 #include <memory>
 #include <stdexcept>
 
-#include "driverhost/home/ListenAddress.h"
-#include "driverhost/http/Limits.h"
+#include "driverhost/settings/Limits.h"
+#include "driverhost/settings/ListenAddress.h"
 
 namespace driverhost {
 

@@ -1,4 +1,4 @@
-#include "driverhost/http/Session.h"
+#include "driverhost/http/server/Session.h"
 
 #include <array>
 #include <boost/asio/buffer.hpp>
