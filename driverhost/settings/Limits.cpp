@@ -1,8 +1,8 @@
 #include "driverhost/settings/Limits.h"
 
 #include <array>
-#include <charconv>
-#include <system_error>
+
+#include "host/glue/Numbers.h"
 
 namespace driverhost {
 namespace {
@@ -54,17 +54,16 @@ std::uint64_t LimitValue(const Limits& limits, const LimitRow& row) {
         (limits.*std::get<std::chrono::milliseconds Limits::*>(row.field)).count());
 }
 
-std::string SetLimit(Limits& limits, const LimitRow& row, std::string_view text) {
-    std::uint64_t value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc() || end != text.data() + text.size() || value < row.least || value > row.most) {
+Fault SetLimit(Limits& limits, const LimitRow& row, std::string_view text) {
+    const auto value = dv::ParseWhole<std::uint64_t>(text, row.least, row.most);
+    if (!value) {
         return "expected a whole number of " + std::string(row.unit) + " from " + std::to_string(row.least) +
                " to " + std::to_string(row.most);
     }
     if (const auto* count = std::get_if<std::size_t Limits::*>(&row.field)) {
-        limits.** count = value;
+        limits.** count = *value;
     } else {
-        limits.*std::get<std::chrono::milliseconds Limits::*>(row.field) = std::chrono::milliseconds(value);
+        limits.*std::get<std::chrono::milliseconds Limits::*>(row.field) = std::chrono::milliseconds(*value);
     }
     return {};
 }

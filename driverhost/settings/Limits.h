@@ -12,6 +12,8 @@
 #include <string_view>
 #include <variant>
 
+#include "driverhost/runtime/Fault.h"
+
 namespace driverhost {
 
 /// The defaults are what the host runs with when its options say nothing else. A field has a row in
@@ -55,8 +57,9 @@ std::span<const LimitRow> LimitTable();
 
 std::uint64_t LimitValue(const Limits& limits, const LimitRow& row);
 
-/// What is wrong with the text, and nothing is set then; empty when it is a value of the row.
-std::string SetLimit(Limits& limits, const LimitRow& row, std::string_view text);
+/// Sets the bound. The fault says what the row expects when `text` is none of its values; nothing is set
+/// then.
+Fault SetLimit(Limits& limits, const LimitRow& row, std::string_view text);
 
 }  // namespace driverhost
 

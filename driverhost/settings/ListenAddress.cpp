@@ -2,8 +2,9 @@
 
 #include <arpa/inet.h>
 
-#include <charconv>
 #include <cstring>
+
+#include "host/glue/Numbers.h"
 
 namespace driverhost {
 namespace {
@@ -16,13 +17,6 @@ bool IsIPv6(const std::string& text) {
 bool IsIPv4(const std::string& text) {
     in_addr address{};
     return inet_pton(AF_INET, text.c_str(), &address) == 1;
-}
-
-std::optional<unsigned short> ParsePort(std::string_view text) {
-    unsigned short port = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
-    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-    return port;
 }
 
 }  // namespace
@@ -47,7 +41,7 @@ std::string ListenAddress::ToText() const {
 std::optional<ListenAddress> ParseListenAddress(std::string_view text) {
     const std::size_t colon = text.rfind(':');
     if (colon == std::string_view::npos) return std::nullopt;
-    const auto port = ParsePort(text.substr(colon + 1));
+    const auto port = dv::ParseWhole<unsigned short>(text.substr(colon + 1));
     if (!port) return std::nullopt;
     std::string ip(text.substr(0, colon));
     if (ip == "localhost") ip = "127.0.0.1";

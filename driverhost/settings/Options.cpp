@@ -137,7 +137,7 @@ Limits ReadLimits(const po::variables_map& values) {
     Limits limits;
     for (const LimitRow& row : LimitTable()) {
         const std::string text = Text(values, row.option);
-        const std::string fault = SetLimit(limits, row, text);
+        const Fault fault = SetLimit(limits, row, text);
         if (!fault.empty()) throw OptionError("--" + std::string(row.option) + " " + text + ": " + fault);
     }
     return limits;

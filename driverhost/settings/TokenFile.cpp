@@ -6,10 +6,9 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <string_view>
-#include <system_error>
 
+#include "driverhost/runtime/Fault.h"
 #include "driverhost/runtime/FileDescriptor.h"
 #include "driverhost/settings/Options.h"
 
@@ -26,7 +25,7 @@ constexpr std::size_t kMaxTokenBytes = 1024;
 // The open file is looked at, not its name: what was checked is what is read.
 FileDescriptor OpenChecked(const std::string& path) {
     FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!file) Refuse(path, "cannot be read: " + std::generic_category().message(errno));
+    if (!file) Refuse(path, "cannot be read: " + SystemReason());
     struct stat status {};
     if (fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) Refuse(path, "is not a file");
     if ((status.st_mode & kForOthers) != 0) Refuse(path, "others may read or change it; chmod 600 it");
@@ -43,7 +42,7 @@ std::string ReadTokenFile(const std::string& path) {
     const FileDescriptor file = OpenChecked(path);
     std::array<char, kMaxTokenBytes + 1> bytes;
     const ssize_t got = read(file.Get(), bytes.data(), bytes.size());
-    if (got < 0) Refuse(path, "cannot be read: " + std::generic_category().message(errno));
+    if (got < 0) Refuse(path, "cannot be read: " + SystemReason());
     std::string token(bytes.data(), static_cast<std::size_t>(got));
     if (token.ends_with('\n')) token.pop_back();
     if (token.empty()) Refuse(path, "is empty; expected one line with the token");

@@ -10,6 +10,7 @@
 #include <charconv>
 #include <concepts>
 #include <cstdint>
+#include <ctime>
 #include <limits>
 #include <optional>
 #include <string>
@@ -61,13 +62,18 @@ DVHOST_API bool ParseBool(std::string_view text) noexcept;
 /// Decimal text of a number.
 DVHOST_API std::string ToString(unsigned int number);
 
+/// The time in UTC, as 2026-11-21T02:33:04Z.
+DVHOST_API std::string UtcText(std::time_t time);
+
 /// The number after `number`; the smallest follows the largest.
 constexpr int NextNumber(int number) noexcept {
     return static_cast<int>(static_cast<std::uint32_t>(number) + 1U);
 }
 
 /// "true" or "false".
-constexpr const char* BoolText(bool value) noexcept { return value ? "true" : "false"; }
+constexpr const char* BoolText(bool value) noexcept {
+    return value ? "true" : "false";
+}
 
 }  // namespace dv
 

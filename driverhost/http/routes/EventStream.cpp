@@ -1,20 +1,11 @@
 #include "driverhost/http/routes/EventStream.h"
 
-#include <charconv>
 #include <utility>
 #include <vector>
 
+#include "host/glue/Numbers.h"
+
 namespace driverhost {
-namespace {
-
-std::optional<std::uint64_t> ParseId(std::string_view text) {
-    std::uint64_t id = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), id);
-    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-    return id;
-}
-
-}  // namespace
 
 EventStream::EventStream(std::uint64_t firstId, const Limits& limits, Post post)
     : firstId_(firstId), limits_(limits), post_(std::move(post)), nextId_(firstId) {}
@@ -47,7 +38,7 @@ void EventStream::WakeReaders() {
 
 StreamStart EventStream::Begin(const std::optional<std::string_view>& lastEventId) const {
     if (!lastEventId || lastEventId->empty()) return {nextId_, false};
-    const auto seen = ParseId(*lastEventId);
+    const auto seen = dv::ParseWhole<std::uint64_t>(*lastEventId);
     if (seen && *seen == 0) return {FirstKept(), false};
     const bool isKnown = seen && *seen >= firstId_ && *seen < nextId_;
     if (isKnown && *seen + 1 >= FirstKept()) return {*seen + 1, false};

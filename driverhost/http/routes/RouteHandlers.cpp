@@ -1,10 +1,10 @@
 // What is done at each path.
-#include <charconv>
 #include <utility>
 
 #include "driverhost/http/FormData.h"
 #include "driverhost/http/routes/Routes.h"
 #include "host/glue/CmdMessage.h"
+#include "host/glue/Numbers.h"
 #include "host/glue/XmlText.h"
 
 namespace driverhost {
@@ -22,13 +22,6 @@ void AddCommands(DvXML::INode& list, const std::vector<CommandInfo>& commands, c
         element->NodeAddNamedValue("help", command.help);
         list.NodeAddChild(element.get());
     }
-}
-
-std::optional<unsigned int> ParseClass(const std::string& text) {
-    unsigned int number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-    return number;
 }
 
 // The first field "name" is the event's name, the others stay parameters, further "name"s too.
@@ -108,14 +101,14 @@ void Routes::Restart(const Request&, const Path& path, const Reply& reply) {
 }
 
 void Routes::DeliverSystemEvent(const Request& request, const Path& path, const Reply& reply) {
-    const auto eventClass = ParseClass(path[1]);
+    const auto eventClass = dv::ParseWhole<unsigned int>(path[1]);
     if (!eventClass) {
         return reply(
             ErrorResponse(400, "the event class '" + path[1] + "' is not a number; expected one like 11"));
     }
     Form form = ParseForm(request, served_.limits.formFields);
     if (form.status != 0) return reply(ErrorResponse(form.status, form.fault));
-    const std::string faults = served_.drivers.Deliver(MakeEvent(*eventClass, std::move(form.fields)));
+    const Fault faults = served_.drivers.Deliver(MakeEvent(*eventClass, std::move(form.fields)));
     ReplyStored(faults.empty() ? EmptyResponse() : ErrorResponse(500, faults), reply);
 }
 

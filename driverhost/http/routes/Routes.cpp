@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "driverhost/http/UrlText.h"
+#include "driverhost/http/FormData.h"
 
 namespace driverhost {
 namespace {

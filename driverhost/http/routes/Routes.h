@@ -11,6 +11,7 @@
 #include "driverhost/http/Trust.h"
 #include "driverhost/http/routes/EventStream.h"
 #include "driverhost/plugins/DriverTable.h"
+#include "driverhost/runtime/Fault.h"
 #include "driverhost/settings/Limits.h"
 
 namespace driverhost {
@@ -68,7 +69,7 @@ private:
 
     Driver* FindDriver(const std::string& nameOrId, const Reply& reply);
     Driver* FindRunning(const std::string& nameOrId, const Reply& reply);
-    std::string StateFault(Driver& driver, const DvXML::INode& root);
+    Fault StateFault(Driver& driver, const DvXML::INode& root);
     void ReplyRestarted(const Driver& driver, const RestartResult& result, const Reply& reply);
     void ReplyStored(Response response, const Reply& reply);
 

@@ -1,35 +1,17 @@
 // What is done at the paths of a driver's state.
-#include <array>
-#include <charconv>
-#include <ctime>
 #include <utility>
 
 #include "driverhost/http/routes/Routes.h"
+#include "host/glue/Numbers.h"
 #include "host/glue/XmlText.h"
 
 namespace driverhost {
 namespace {
 
-std::optional<std::uint64_t> ParseGeneration(const std::string& text) {
-    std::uint64_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-    return number;
-}
-
-std::string TimeText(std::chrono::system_clock::time_point time) {
-    const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
-    std::tm parts{};
-    gmtime_r(&seconds, &parts);
-    std::array<char, 32> text{};
-    std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts);
-    return text.data();
-}
-
 dv::auto_com<DvXML::INode> GenerationElement(const Generation& generation) {
     auto element = DvXML::CreateXmlNode("generation", "");
     element->NodeAddNamedValue("number", std::to_string(generation.number));
-    element->NodeAddNamedValue("time", TimeText(generation.written));
+    element->NodeAddNamedValue("time", dv::UtcText(std::chrono::system_clock::to_time_t(generation.written)));
     element->NodeAddNamedValue("bytes", std::to_string(generation.bytes));
     element->NodeAddNamedValue("checksum", generation.fault.empty() ? "good" : "damaged");
     if (!generation.fault.empty()) element->NodeAddNamedValue("fault", generation.fault);
@@ -55,7 +37,7 @@ Response GenerationResponse(const std::string& driver, std::uint64_t number,
                                   " is damaged: " + generation->fault + lists);
 }
 
-Response LookFailed(const std::string& error) {
+Response LookFailed(const Fault& error) {
     return ErrorResponse(503, "the stored documents cannot be looked at: " + error);
 }
 
@@ -77,19 +59,19 @@ void Routes::PutState(const Request& request, const Path& path, const Reply& rep
         return reply(ErrorResponse(400, "the document is not XML: " + document->DocumentGetError()));
     }
     const DvXML::INode& root = *document->DocumentGetRoot();
-    if (const std::string fault = StateFault(*driver, root); !fault.empty()) {
+    if (const Fault fault = StateFault(*driver, root); !fault.empty()) {
         return reply(ErrorResponse(400, fault));
     }
     ReplyRestarted(*driver, served_.drivers.RestartWith(*driver, root.NodeToText()), reply);
 }
 
 // A driver that does not run cannot be asked; what it stored earlier tells instead.
-std::string Routes::StateFault(Driver& driver, const DvXML::INode& root) {
+Fault Routes::StateFault(Driver& driver, const DvXML::INode& root) {
     const PulledState pulled = driver.PullState();
     if (!pulled.error.empty()) return {};  // its state cannot be stored, and that is the answer
     const auto document = driver.IsRunning() ? pulled.document : served_.keeper.Stored(driver.StateKey());
     if (!document) {
-        return driver.IsRunning() ? "driver " + driver.Name() + " keeps no state" : std::string();
+        return driver.IsRunning() ? "driver " + driver.Name() + " keeps no state" : Fault();
     }
     const auto own = DvXML::ParseRoot(*document);
     if (!own || own->NodeGetName() == root.NodeGetName()) return {};
@@ -101,16 +83,16 @@ std::string Routes::StateFault(Driver& driver, const DvXML::INode& root) {
 void Routes::ListGenerations(const Request&, const Path& path, const Reply& reply) {
     Driver* driver = FindDriver(path[1], reply);
     if (!driver) return;
-    served_.keeper.ListGenerations(
-        driver->StateKey(), [reply](const std::vector<Generation>& generations, const std::string& error) {
-            reply(error.empty() ? ListResponse(generations) : LookFailed(error));
-        });
+    served_.keeper.ListGenerations(driver->StateKey(),
+                                   [reply](const std::vector<Generation>& generations, const Fault& error) {
+                                       reply(error.empty() ? ListResponse(generations) : LookFailed(error));
+                                   });
 }
 
 void Routes::GetGeneration(const Request&, const Path& path, const Reply& reply) {
     Driver* driver = FindDriver(path[1], reply);
     if (!driver) return;
-    const auto number = ParseGeneration(path[4]);
+    const auto number = dv::ParseWhole<std::uint64_t>(path[4]);
     if (!number) {
         return reply(
             ErrorResponse(400, "the generation '" + path[4] + "' is not a number; expected one like 7"));
@@ -118,7 +100,7 @@ void Routes::GetGeneration(const Request&, const Path& path, const Reply& reply)
     served_.keeper.ExamineGeneration(
         driver->StateKey(), *number,
         [reply, name = driver->Name(), number = *number](const std::optional<Generation>& generation,
-                                                         const std::string& error) {
+                                                         const Fault& error) {
             reply(error.empty() ? GenerationResponse(name, number, generation) : LookFailed(error));
         });
 }

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "driverhost/http/server/RequestParser.h"
+#include "driverhost/runtime/Fault.h"
 
 namespace driverhost {
 namespace {
@@ -77,7 +78,7 @@ struct RequestReader::Parser {
         return length && *length > bodyBytes;
     }
 
-    std::string FramingFault() const;
+    Fault FramingFault() const;
     Progress AdvanceHead();
     Progress AdvanceBody();
     const std::size_t headBytes;
@@ -102,7 +103,7 @@ RequestReader::Progress RequestReader::Parser::AdvanceHead() {
         return understood + buffer.size() > headBytes ? FailHead() : Progress::NeedHead;
     }
     if (understood > headBytes) return FailHead();
-    if (const std::string fault = FramingFault(); !fault.empty()) return Fail(400, fault);
+    if (const Fault fault = FramingFault(); !fault.empty()) return Fail(400, fault);
     message->body_limit(bodyBytes);
     headDone = true;
     parts.FillHead(request);
@@ -111,7 +112,7 @@ RequestReader::Progress RequestReader::Parser::AdvanceHead() {
 
 // Where a request ends must not be a matter of opinion: what another server on the way may
 // understand otherwise would let a second request hide in the first one's body.
-std::string RequestReader::Parser::FramingFault() const {
+Fault RequestReader::Parser::FramingFault() const {
     if (parts.contentLength.count > 1 || parts.contentLength.value.find(',') != std::string::npos) {
         return "Content-Length stands there more than once; send it once";
     }
@@ -120,7 +121,7 @@ std::string RequestReader::Parser::FramingFault() const {
     if (encoding.count > 1 || !beast::iequals(encoding.value, "chunked")) {
         return "no transfer encoding but chunked is understood";
     }
-    return message->IsBeforeVersion11() ? "HTTP/1.0 knows no transfer encoding" : std::string();
+    return message->IsBeforeVersion11() ? "HTTP/1.0 knows no transfer encoding" : Fault();
 }
 
 RequestReader::Progress RequestReader::Parser::AdvanceBody() {
