@@ -1,14 +1,30 @@
-// A file that is there whole or not at all, and for its owner only.
+// A file that appears whole or not at all, readable by its owner only.
 #ifndef CLIENT_BACKUPFILE_H
 #define CLIENT_BACKUPFILE_H
 
+#include <csignal>
+#include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
+/// Holds back, while it lives, every signal that can be held back.
+class SignalHold {
+public:
+    SignalHold();
+    SignalHold(const SignalHold&) = delete;
+    SignalHold& operator=(const SignalHold&) = delete;
+    ~SignalHold();
+
+private:
+    sigset_t before_;
+};
+
 class BackupFile {
 public:
-    /// Begins a file beside `path`. Throws WrongUse when there can be none, or when there is one at
-    /// `path` already and `overwrite` is not set.
+    /// Begins a file that will stand at `path`. It has no name before Finish, so a process that is killed
+    /// leaves nothing of it. Throws WrongUse when the file cannot be made, or when one exists at `path` and
+    /// `overwrite` is not set.
     BackupFile(std::string path, bool overwrite);
     BackupFile(const BackupFile&) = delete;
     BackupFile& operator=(const BackupFile&) = delete;
@@ -19,14 +35,19 @@ public:
     void Finish(std::string_view text);
 
 private:
+    void OpenNamed();
     void Write(std::string_view text) const;
     void Place();
+    void Replace();
+    bool Link(const std::string& name) const;
+    bool TakeTemporaryName(const std::function<bool(const std::string& name)>& make);
     void SyncFolder() const;
 
     const std::string path_;
     const bool overwrite_;
-    std::string temporary_;  // empty when it has become the file
-    int file_ = -1;
+    int file_ = -1;                   // not open before Finish where each file needs a name
+    std::string temporary_;           // the name of the file until it stands at the path; mostly it has none
+    std::optional<SignalHold> hold_;  // from Finish on, while the file may have such a name
 };
 
 #endif

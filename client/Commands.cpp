@@ -4,14 +4,11 @@
 #include <iostream>
 #include <sstream>
 
-#include "client/Events.h"
-#include "client/StateCommands.h"
-#include "client/Xml.h"
+#include "client/Answers.h"
 
 namespace {
 
-constexpr unsigned int kOk = 200;
-constexpr unsigned int kNoContent = 204;
+constexpr std::string_view kPlain = "plain";
 
 std::string DriverPath(const Options& options, const std::string& rest) {
     return "/drivers/" + PercentEncode(options.driver) + rest;
@@ -22,19 +19,19 @@ void WantNoArguments(const Options& options) {
         throw WrongUse(options.command + " takes no arguments, not \"" + options.arguments.front() + "\"");
 }
 
-void PrintCommand(const Xml::Element& command, std::size_t width) {
-    std::string name = command.Value("name");
+void PrintCommand(pugi::xml_node command, std::size_t width) {
+    std::string name = command.child_value("name");
     name.resize(std::max(width, name.size()), ' ');
-    std::cout << "  " << name << "  " << command.Value("help");
-    if (command.Value("kind") == "plain") std::cout << "; no reply";
+    std::cout << "  " << name << "  " << command.child_value("help");
+    if (command.child_value("kind") == kPlain) std::cout << "; no reply";
     std::cout << "\n";
 }
 
-void PrintCommands(const std::vector<Xml::Element>& commands) {
+void PrintCommands(const std::vector<pugi::xml_node>& commands) {
     std::size_t width = 0;
-    for (const Xml::Element& command : commands)
-        width = std::max(width, command.Value("name").size());
-    for (const Xml::Element& command : commands)
+    for (const pugi::xml_node command : commands)
+        width = std::max(width, std::string_view(command.child_value("name")).size());
+    for (const pugi::xml_node command : commands)
         PrintCommand(command, width);
 }
 
@@ -59,20 +56,21 @@ ExitStatus Help(const Options& options, const Connection& connection) {
     const Answer answer = connection.Get(DriverPath(options, "/commands"));
     if (options.raw) return PrintAnswer(answer, true);
     CheckStatus(answer);
-    std::optional<Xml::Element> list = Xml::Parse(answer.body);
-    if (!list) throw Failure(EXIT_NO_ANSWER, "the host's list of commands is not XML");
+    const pugi::xml_document list = ParseXml(answer.body);
+    if (!list.document_element()) throw Failure(EXIT_NO_ANSWER, "the host's list of commands is not XML");
+    std::vector<pugi::xml_node> commands(list.document_element().begin(), list.document_element().end());
     if (options.arguments.empty()) {
         std::cout << "Commands of " << options.driver << ":\n";
     } else {
         const std::string& wanted = options.arguments.front();
         if (PrintOwnCommand(wanted)) return EXIT_DONE;
-        std::erase_if(list->children,
-                      [&](const Xml::Element& command) { return command.Value("name") != wanted; });
-        if (list->children.empty())
+        std::erase_if(commands,
+                      [&](pugi::xml_node command) { return command.child_value("name") != wanted; });
+        if (commands.empty())
             throw WrongUse(options.driver + " has no command \"" + wanted +
                            "\"; intercomctl help lists them");
     }
-    PrintCommands(list->children);
+    PrintCommands(commands);
     if (options.arguments.empty()) std::cout << "Besides them:\n" << Options::OwnCommands();
     return EXIT_DONE;
 }
@@ -105,25 +103,6 @@ constexpr Row kOwnCommands[] = {
 };
 
 }  // namespace
-
-void FlushOutput() {
-    if (!std::cout.flush()) throw Failure(EXIT_NO_ANSWER, "cannot write to standard output");
-}
-
-void CheckStatus(const Answer& answer) {
-    if (answer.status == kOk || answer.status == kNoContent) return;
-    const std::optional<Xml::Element> element = Xml::Parse(answer.body);
-    const std::string words = element && !element->text.empty() ? element->text : "the host refused";
-    throw Failure(EXIT_NO_ANSWER, words + " (HTTP " + std::to_string(answer.status) + ")");
-}
-
-ExitStatus PrintAnswer(const Answer& answer, bool raw) {
-    CheckStatus(answer);
-    const std::optional<Xml::Element> element = Xml::Parse(answer.body);
-    std::cout << (element && !raw ? Xml::Indented(*element) : answer.body);
-    const bool failed = element && (element->name == "fail" || element->name == "failed");
-    return failed ? EXIT_ANSWER_FAIL : EXIT_DONE;
-}
 
 ExitStatus RunCommand(const Options& options) {
     if (options.command.empty()) throw WrongUse("a command is missing");

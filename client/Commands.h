@@ -1,4 +1,4 @@
-// What intercomctl can do.
+// What intercomctl can do. All throw Failure.
 #ifndef CLIENT_COMMANDS_H
 #define CLIENT_COMMANDS_H
 
@@ -6,17 +6,14 @@
 #include "client/Failure.h"
 #include "client/Options.h"
 
-/// Carries the command out and prints its answer. Throws Failure.
+/// Carries the command out and prints its answer.
 ExitStatus RunCommand(const Options& options);
 
-/// Throws Failure when standard output does not take what was printed.
-void FlushOutput();
+/// intercomctl events: prints events until it is stopped. A stream that breaks is taken up again behind the
+/// last event that came, until that has failed for long or the host refuses.
+[[noreturn]] void FollowEvents(const Connection& connection, const Options& options);
 
-/// Throws Failure with the host's words unless the answer is one of success.
-void CheckStatus(const Answer& answer);
-
-/// Prints the answer, indented or as it came; the status tells an answer of "fail". Throws Failure like
-/// CheckStatus.
-ExitStatus PrintAnswer(const Answer& answer, bool raw);
+/// intercomctl state: a driver's state, its earlier generations, and backups in files.
+ExitStatus RunState(const Options& options, const Connection& connection);
 
 #endif

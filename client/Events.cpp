@@ -1,12 +1,10 @@
-#include "client/Events.h"
-
+// intercomctl events.
 #include <iostream>
 #include <thread>
 
+#include "client/Answers.h"
 #include "client/Commands.h"
 #include "client/EventReader.h"
-#include "client/Failure.h"
-#include "client/Xml.h"
 
 namespace {
 
@@ -16,8 +14,7 @@ constexpr int kMostTries = 60;             // a host that restarts is back by th
 void Print(const Event& event) {
     if (event.type == "reset")
         std::cerr << "intercomctl: events were lost in between; ask for what you need to know anew\n";
-    const std::optional<Xml::Element> element = Xml::Parse(event.data);
-    std::cout << (element ? Xml::Indented(*element) : event.data + "\n");
+    std::cout << Indented(event.data).value_or(event.data + "\n");
 }
 
 // Follows the stream over one connection, until it breaks.

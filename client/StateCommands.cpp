@@ -1,12 +1,11 @@
-#include "client/StateCommands.h"
-
+// intercomctl state.
 #include <algorithm>
 #include <array>
 #include <iostream>
 
+#include "client/Answers.h"
 #include "client/BackupFile.h"
 #include "client/Commands.h"
-#include "client/Xml.h"
 
 namespace {
 
@@ -45,30 +44,31 @@ ExitStatus Current(const Options& options, const Connection& connection) {
 
 using Widths = std::array<std::size_t, 3>;
 
-void PrintGeneration(const Xml::Element& generation, const Widths& widths) {
+void PrintGeneration(pugi::xml_node generation, const Widths& widths) {
     const std::array<const char*, 3> columns = {"number", "time", "bytes"};
     for (std::size_t column = 0; column < columns.size(); ++column) {
-        const std::string text = generation.Value(columns[column]);
+        const std::string text = generation.child_value(columns[column]);
         std::cout << std::string(widths[column] - std::min(widths[column], text.size()), ' ') << text << "  ";
     }
-    const std::string fault = generation.Value("fault");
-    std::cout << generation.Value("checksum") << (fault.empty() ? "" : ": " + fault) << "\n";
+    const std::string fault = generation.child_value("fault");
+    std::cout << generation.child_value("checksum") << (fault.empty() ? "" : ": " + fault) << "\n";
 }
 
 ExitStatus List(const Options& options, const Connection& connection) {
     const Answer answer = Checked(connection.Get(Generations(options)));
-    const std::optional<Xml::Element> list = Xml::Parse(answer.body);
+    const pugi::xml_document document = ParseXml(answer.body);
+    const pugi::xml_node list = document.document_element();
     if (options.raw || !list) {
         std::cout << answer.body;
         return EXIT_DONE;
     }
-    if (list->children.empty()) {
+    if (!list.first_child()) {
         std::cout << "Nothing is stored of " << options.driver << " yet.\n";
         return EXIT_DONE;
     }
     constexpr Widths kWidths = {10, 20, 9};
     std::cout << "    number  time                      bytes  checksum\n";
-    for (const Xml::Element& generation : list->children)
+    for (const pugi::xml_node generation : list)
         PrintGeneration(generation, kWidths);
     return EXIT_DONE;
 }

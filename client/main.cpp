@@ -1,9 +1,8 @@
 // intercomctl: the intercom agent from the command line.
 #include <iostream>
 
+#include "client/Answers.h"
 #include "client/Commands.h"
-#include "client/Failure.h"
-#include "client/Options.h"
 
 int main(int argc, char** argv) {
     try {

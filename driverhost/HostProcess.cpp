@@ -7,17 +7,17 @@
 #include <csignal>
 #include <optional>
 
-#include "driverhost/http/EventStream.h"
-#include "driverhost/http/Routes.h"
-#include "driverhost/http/Server.h"
+#include "driverhost/ProcessSetup.h"
 #include "driverhost/http/Trust.h"
+#include "driverhost/http/routes/EventStream.h"
+#include "driverhost/http/routes/Routes.h"
+#include "driverhost/http/server/Server.h"
 #include "driverhost/plugins/DriverTable.h"
 #include "driverhost/plugins/InterfaceTable.h"
 #include "driverhost/plugins/LibraryTrial.h"
 #include "driverhost/runtime/DriverThread.h"
 #include "driverhost/runtime/HostLog.h"
 #include "driverhost/runtime/Metrics.h"
-#include "driverhost/runtime/ProcessSetup.h"
 #include "driverhost/runtime/ServiceManager.h"
 #include "driverhost/runtime/SystemEvents.h"
 #include "driverhost/runtime/Watchdog.h"

@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "driverhost/home/HomeFile.h"
-#include "driverhost/home/Options.h"
+#include "driverhost/settings/Options.h"
 
 namespace driverhost {
 

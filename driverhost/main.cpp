@@ -6,11 +6,11 @@
 #include <string>
 
 #include "driverhost/HostProcess.h"
-#include "driverhost/http/Server.h"
+#include "driverhost/ProcessSetup.h"
+#include "driverhost/http/server/Server.h"
 #include "driverhost/plugins/AbiNote.h"
 #include "driverhost/plugins/LibraryTrial.h"
 #include "driverhost/runtime/HostLog.h"
-#include "driverhost/runtime/ProcessSetup.h"
 #include "driverhost/state/FileSystem.h"
 #include "host/glue/Log.h"
 

@@ -5,7 +5,6 @@
 #include <optional>
 
 #include "driverhost/http/FormData.h"
-#include "driverhost/http/UrlText.h"
 #include "fuzz/Fuzz.h"
 
 namespace {

@@ -7,14 +7,14 @@
 // of a chunk, that reaches the bound of a head may be refused for that or for what else is wrong
 // with it; a frame that comes whole is not held against that bound. And a chunk whose extension has a
 // quote that is not closed in its line is counted anew at each look, and reaches the bound of a body.
-#include "driverhost/http/RequestReader.h"
+#include "driverhost/http/server/RequestReader.h"
 
 #include <algorithm>
 #include <array>
 #include <cstring>
 #include <string>
 
-#include "driverhost/http/Limits.h"
+#include "driverhost/settings/Limits.h"
 #include "fuzz/Fuzz.h"
 
 namespace {

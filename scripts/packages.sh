@@ -1,13 +1,14 @@
 # The Debian packages that the system needs, and install_packages, which adds those that are missing. To be sourced.
 
 # What it is built with.
-BUILD_PACKAGES=(g++ cmake ninja-build libboost-dev libboost-program-options-dev libexpat1-dev libdeflate-dev)
+BUILD_PACKAGES=(g++ cmake ninja-build libboost-dev libboost-program-options-dev libexpat1-dev libdeflate-dev
+                libpugixml-dev)
 # What the tests need beside that.
 TEST_PACKAGES=(libgtest-dev libgmock-dev clang libclang-rt-14-dev lld)
 # What counting the instructions of operations needs beside what it is built with.
-GUARD_PACKAGES=(libbenchmark-dev libpugixml-dev valgrind)
+GUARD_PACKAGES=(libbenchmark-dev valgrind)
 # What bench/run needs beside what the system is built with, and the peers that it compares with, as PROGRAM:PACKAGE.
-BENCH_PACKAGES=(libbenchmark-dev libpugixml-dev wrk python3)
+BENCH_PACKAGES=(libbenchmark-dev wrk python3)
 BENCH_PEERS=(nginx:nginx-light kamailio:kamailio mosquitto:mosquitto)
 
 # missing_packages PACKAGE...: those that are not installed, one a line.

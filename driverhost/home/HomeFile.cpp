@@ -4,13 +4,13 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <charconv>
 #include <initializer_list>
 #include <map>
 #include <set>
 
 #include "driverhost/home/ElementLines.h"
 #include "driverhost/state/PosixFileSystem.h"
+#include "host/glue/Numbers.h"
 
 namespace driverhost {
 namespace {
@@ -79,7 +79,7 @@ public:
     Home Read();
 
 private:
-    [[noreturn]] void Fault(Element where, const std::string& what) const;
+    [[noreturn]] void Refuse(Element where, const std::string& what) const;
     void CheckChildren(Element parent, std::initializer_list<std::string_view> once,
                        std::initializer_list<std::string_view> often) const;
     std::string Text(Element parent, const char* name) const;
@@ -110,14 +110,14 @@ HomeReader::HomeReader(std::string_view text, std::string fileName, std::string 
     lines_.emplace(text, *document_->DocumentGetRoot());
 }
 
-void HomeReader::Fault(Element where, const std::string& what) const {
+void HomeReader::Refuse(Element where, const std::string& what) const {
     throw HomeFileError(fileName_ + ":" + std::to_string(lines_->LineOf(where)) + ": " + what);
 }
 
 Home HomeReader::Read() {
     Element root = *document_->DocumentGetRoot();
     if (root.NodeGetName() != "home") {
-        Fault(root, "the root element is " + Quoted(root.NodeGetName()) + "; expected 'home'");
+        Refuse(root, "the root element is " + Quoted(root.NodeGetName()) + "; expected 'home'");
     }
     CheckChildren(root, {"controller"}, {"driver"});
     Home home;
@@ -134,26 +134,26 @@ Home HomeReader::Read() {
 void HomeReader::CheckChildren(Element parent, std::initializer_list<std::string_view> once,
                                std::initializer_list<std::string_view> often) const {
     if (parent.NodeGetText().find_first_not_of(kXmlSpace) != std::string_view::npos) {
-        Fault(parent,
-              "text between the elements of " + Quoted(parent.NodeGetName()) + "; expected elements only");
+        Refuse(parent,
+               "text between the elements of " + Quoted(parent.NodeGetName()) + "; expected elements only");
     }
     std::set<std::string_view> seen;
     for (const DvXML::INode* child : parent.NodeChildren()) {
         const std::string_view name = child->NodeGetName();
         if (std::find(often.begin(), often.end(), name) != often.end()) continue;
         if (std::find(once.begin(), once.end(), name) == once.end()) {
-            Fault(*child, "unknown element " + Quoted(name) + " in " + Quoted(parent.NodeGetName()));
+            Refuse(*child, "unknown element " + Quoted(name) + " in " + Quoted(parent.NodeGetName()));
         }
         if (!seen.insert(name).second) {
-            Fault(*child, "element " + Quoted(name) + " stands twice in " + Quoted(parent.NodeGetName()));
+            Refuse(*child, "element " + Quoted(name) + " stands twice in " + Quoted(parent.NodeGetName()));
         }
     }
 }
 
 std::string HomeReader::Text(Element parent, const char* name) const {
     const DvXML::INode* child = parent.NodeFindChild(name);
-    if (!child) Fault(parent, Quoted(parent.NodeGetName()) + " has no element " + Quoted(name));
-    if (child->NodeChildCount() > 0) Fault(*child, Quoted(name) + " holds elements; expected text");
+    if (!child) Refuse(parent, Quoted(parent.NodeGetName()) + " has no element " + Quoted(name));
+    if (child->NodeChildCount() > 0) Refuse(*child, Quoted(name) + " holds elements; expected text");
     return std::string(child->NodeGetText());
 }
 
@@ -161,9 +161,9 @@ std::string HomeReader::ReadAddress(Element controller) const {
     const std::string address = Text(controller, "address");
     in_addr parsed{};
     if (!address.empty() && inet_pton(AF_INET, address.c_str(), &parsed) != 1) {
-        Fault(*controller.NodeFindChild("address"),
-              "the address " + Quoted(address) +
-                  " is no IPv4 address; expected one like 192.168.1.10, or none");
+        Refuse(*controller.NodeFindChild("address"),
+               "the address " + Quoted(address) +
+                   " is no IPv4 address; expected one like 192.168.1.10, or none");
     }
     return address;
 }
@@ -178,8 +178,8 @@ DriverEntry HomeReader::ReadDriver(Element driver) {
     entry.library = ReadLibrary(driver);
     entry.libraryPath = pluginFolder_ + "/" + entry.library + std::string(kLibraryEnding);
     if (!IsFile(entry.libraryPath)) {
-        Fault(driver, "the library " + Quoted(entry.library) + " of driver " + Quoted(entry.name) +
-                          " is missing; expected it at " + entry.libraryPath);
+        Refuse(driver, "the library " + Quoted(entry.library) + " of driver " + Quoted(entry.name) +
+                           " is missing; expected it at " + entry.libraryPath);
     }
     const DvXML::INode* config = driver.NodeFindChild("config");
     entry.config = config ? config->NodeToText() : "<config/>";
@@ -188,20 +188,19 @@ DriverEntry HomeReader::ReadDriver(Element driver) {
 
 unsigned long HomeReader::ReadId(Element driver) const {
     const std::string text = Text(driver, "id");
-    unsigned long id = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), id);
-    if (error != std::errc() || end != text.data() + text.size() || id == 0 || id > kMaxId) {
-        Fault(*driver.NodeFindChild("id"),
-              "the driver id " + Quoted(text) + " is no number from 1 to " + std::to_string(kMaxId));
+    const auto id = dv::ParseWhole<unsigned long>(text, 1, kMaxId);
+    if (!id) {
+        Refuse(*driver.NodeFindChild("id"),
+               "the driver id " + Quoted(text) + " is no number from 1 to " + std::to_string(kMaxId));
     }
-    return id;
+    return *id;
 }
 
 void HomeReader::CheckName(Element driver, const std::string& name) const {
     if (IsFolderName(name)) return;
-    Fault(*driver.NodeFindChild("name"),
-          "the driver name " + Quoted(name) + " cannot name a folder; expected 1 to " +
-              std::to_string(kMaxNameBytes) + " bytes without '/', not beginning with '.'");
+    Refuse(*driver.NodeFindChild("name"),
+           "the driver name " + Quoted(name) + " cannot name a folder; expected 1 to " +
+               std::to_string(kMaxNameBytes) + " bytes without '/', not beginning with '.'");
 }
 
 // A path may name a driver by either, so a name must not be another driver's id.
@@ -209,30 +208,30 @@ void HomeReader::CheckUnique(Element driver, const DriverEntry& entry) {
     const int line = lines_->LineOf(driver);
     const auto [id, newId] = ids_.emplace(entry.id, line);
     if (!newId) {
-        Fault(driver,
-              "the driver id " + std::to_string(entry.id) + " is used twice" + LineOfEarlier(id->second));
+        Refuse(driver,
+               "the driver id " + std::to_string(entry.id) + " is used twice" + LineOfEarlier(id->second));
     }
     const auto [name, newName] = names_.emplace(entry.name, line);
     if (!newName) {
-        Fault(driver,
-              "the driver name " + Quoted(entry.name) + " is used twice" + LineOfEarlier(name->second));
+        Refuse(driver,
+               "the driver name " + Quoted(entry.name) + " is used twice" + LineOfEarlier(name->second));
     }
     for (const auto& [otherId, otherLine] : ids_) {
         const auto other = names_.find(std::to_string(otherId));
         if (other == names_.end() || other->second == otherLine) continue;
-        Fault(driver, "the driver name " + Quoted(other->first) + " in line " +
-                          std::to_string(other->second) + " is the id of the driver in line " +
-                          std::to_string(otherLine));
+        Refuse(driver, "the driver name " + Quoted(other->first) + " in line " +
+                           std::to_string(other->second) + " is the id of the driver in line " +
+                           std::to_string(otherLine));
     }
 }
 
 std::string HomeReader::ReadLibrary(Element driver) const {
     const std::string library = Text(driver, "library");
     if (IsLibraryName(library)) return library;
-    Fault(*driver.NodeFindChild("library"),
-          "the library name " + Quoted(library) +
-              " is not usable; expected letters, digits, '_', '.', '+' and single '-', without folder and "
-              "without the ending .so");
+    Refuse(*driver.NodeFindChild("library"),
+           "the library name " + Quoted(library) +
+               " is not usable; expected letters, digits, '_', '.', '+' and single '-', without folder and "
+               "without the ending .so");
 }
 
 }  // namespace

@@ -2,9 +2,12 @@
 
 #include <strings.h>
 
+#include <algorithm>
+#include <charconv>
 #include <utility>
 
-#include "driverhost/http/UrlText.h"
+#include "host/glue/Numbers.h"
+#include "host/xml/Utf8.h"
 
 namespace driverhost {
 namespace {
@@ -14,36 +17,78 @@ constexpr unsigned int kMalformed = 400;
 constexpr unsigned int kTooMany = 413;
 constexpr unsigned int kOtherType = 415;
 
-Form Refusal(unsigned int status, std::string fault) {
+// The byte that two hexadecimal digits write.
+std::optional<char> HexByte(std::string_view digits) {
+    if (digits.size() < 2) return std::nullopt;
+    unsigned char byte = 0;
+    const char* const end = digits.data() + 2;
+    if (std::from_chars(digits.data(), end, byte, 16).ptr != end) return std::nullopt;
+    return static_cast<char>(byte);
+}
+
+// How many of the first characters are ASCII, and no controls.
+std::size_t CountPlain(std::string_view text) {
+    const auto isPlain = [](char c) { return static_cast<signed char>(c) >= ' '; };
+    return static_cast<std::size_t>(std::find_if_not(text.begin(), text.end(), isPlain) - text.begin());
+}
+
+Form Refusal(unsigned int status, Fault fault) {
     return {{}, status, std::move(fault)};
 }
 
 // Without its parameters: "; charset=UTF-8" adds nothing.
 bool IsFormType(std::string_view contentType) {
-    std::string_view type = contentType.substr(0, contentType.find(';'));
-    while (type.ends_with(' ') || type.ends_with('\t'))
-        type.remove_suffix(1);
+    const std::string_view type = dv::Trim(contentType.substr(0, contentType.find(';')));
     return type.size() == kFormType.size() && strncasecmp(type.data(), kFormType.data(), type.size()) == 0;
 }
 
-std::string AddField(std::string_view pair, Parameters& fields) {
+Fault AddField(std::string_view pair, Parameters& fields) {
     const std::size_t equals = pair.find('=');
     auto name = PercentDecode(pair.substr(0, equals), Plus::IsBlank);
     auto value =
         PercentDecode(equals == std::string_view::npos ? "" : pair.substr(equals + 1), Plus::IsBlank);
     if (!name || !value) return "a '%' is not followed by two hexadecimal digits; write '%' as %25";
     if (name->empty()) return "a field has no name; expected name=value";
-    if (const auto fault = XmlTextFault(*name); !fault.empty()) {
-        return std::string("the name of a field is not usable: ").append(fault);
-    }
-    if (const auto fault = XmlTextFault(*value); !fault.empty()) {
-        return "the value of field '" + *name + "' is not usable: " + std::string(fault);
-    }
+    if (const Fault fault = XmlTextFault(*name); !fault.empty())
+        return "the name of a field is not usable: " + fault;
+    if (const Fault fault = XmlTextFault(*value); !fault.empty())
+        return "the value of field '" + *name + "' is not usable: " + fault;
     fields.emplace_back(std::move(*name), std::move(*value));
     return {};
 }
 
 }  // namespace
+
+std::optional<std::string> PercentDecode(std::string_view text, Plus plus) {
+    const auto stays = [](char c) { return c != '%' && c != '+'; };
+    std::string decoded(text.begin(), std::find_if_not(text.begin(), text.end(), stays));
+    if (decoded.size() == text.size()) return decoded;
+    decoded.reserve(text.size());
+    for (std::size_t at = decoded.size(); at < text.size(); ++at) {
+        if (text[at] != '%') {
+            decoded += text[at] == '+' && plus == Plus::IsBlank ? ' ' : text[at];
+            continue;
+        }
+        const auto byte = HexByte(text.substr(at + 1));
+        if (!byte) return std::nullopt;
+        decoded += *byte;
+        at += 2;
+    }
+    return decoded;
+}
+
+// Most texts are nothing but ASCII.
+Fault XmlTextFault(std::string_view text) {
+    while (true) {
+        text.remove_prefix(CountPlain(text));
+        if (text.empty()) return {};
+        const std::size_t length = DvXML::Utf8Length(text);
+        if (length == 0) return "it is not UTF-8";
+        if (!DvXML::IsXmlCharacter(text.substr(0, length)))
+            return "it holds a character that XML cannot carry";
+        text.remove_prefix(length);
+    }
+}
 
 Form ParseForm(const Request& request, std::size_t maxFields) {
     if (request.contentType ? !IsFormType(*request.contentType) : !request.body.empty()) {
@@ -60,7 +105,7 @@ Form ParseForm(const Request& request, std::size_t maxFields) {
             return Refusal(kTooMany, "the form has too many fields; at most " + std::to_string(maxFields) +
                                          " are taken");
         }
-        if (const std::string fault = AddField(pair, form.fields); !fault.empty()) {
+        if (const Fault fault = AddField(pair, form.fields); !fault.empty()) {
             return Refusal(kMalformed, "malformed form: " + fault);
         }
     }

@@ -9,8 +9,8 @@
 #include <optional>
 #include <string>
 
-#include "driverhost/home/ListenAddress.h"
 #include "driverhost/http/Message.h"
+#include "driverhost/settings/ListenAddress.h"
 
 namespace driverhost {
 

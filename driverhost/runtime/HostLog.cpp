@@ -11,10 +11,10 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <mutex>
 
 #include "host/glue/Log.h"
+#include "host/glue/Numbers.h"
 
 namespace driverhost {
 namespace {
@@ -22,16 +22,12 @@ namespace {
 std::atomic<unsigned int> highestLevel{dv::LOG_LEVEL_INFO};
 std::atomic<LogForm> lineForm{LogForm::Plain};
 
-std::string UtcTime(std::chrono::system_clock::time_point time) {
+std::string UtcToTheMillisecond(std::chrono::system_clock::time_point time) {
     const auto sinceEpoch = std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch());
-    const std::time_t seconds = sinceEpoch.count() / 1000;
-    std::tm utc{};
-    gmtime_r(&seconds, &utc);
-    std::array<char, 32> date{};
-    std::strftime(date.data(), date.size(), "%Y-%m-%dT%H:%M:%S", &utc);
     std::array<char, 8> millis{};
-    std::snprintf(millis.data(), millis.size(), ".%03dZ", static_cast<int>(sinceEpoch.count() % 1000));
-    return std::string(date.data()) + millis.data();
+    std::snprintf(millis.data(), millis.size(), ".%03d", static_cast<int>(sinceEpoch.count() % 1000));
+    std::string text = dv::UtcText(sinceEpoch.count() / 1000);
+    return text.insert(text.size() - 1, millis.data());  // before the Z
 }
 
 constexpr std::size_t kPieceBytes = PIPE_BUF;  // what a pipe that is writable takes at once
@@ -97,7 +93,8 @@ Output output;
 std::string FormatLogLine(LogForm form, std::chrono::system_clock::time_point time, unsigned int level,
                           std::string_view name, std::string_view text) {
     const std::string number = std::to_string(level);
-    std::string line = form == LogForm::Journal ? "<" + number + ">" : UtcTime(time) + " " + number + " ";
+    std::string line =
+        form == LogForm::Journal ? "<" + number + ">" : UtcToTheMillisecond(time) + " " + number + " ";
     return line.append(name).append(" ").append(dv::EscapeLogText(text));
 }
 

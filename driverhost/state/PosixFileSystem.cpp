@@ -8,20 +8,18 @@
 #include <cerrno>
 #include <cstdio>
 #include <memory>
-#include <system_error>
 #include <utility>
 
+#include "driverhost/runtime/Fault.h"
 #include "driverhost/runtime/FileDescriptor.h"
 
 namespace driverhost {
 namespace {
 
-constexpr mode_t kOwnerFolder = 0700;
-constexpr mode_t kOwnerFile = 0600;
 constexpr std::size_t kReadBytes = 64 * 1024;
 
 std::string Words(const char* operation, const std::string& path, int error) {
-    return std::string("cannot ") + operation + " " + path + ": " + std::generic_category().message(error);
+    return std::string("cannot ") + operation + " " + path + ": " + SystemReason(error);
 }
 
 [[noreturn]] void Throw(const char* operation, const std::string& path) {

@@ -2,9 +2,15 @@
 #ifndef DRIVERHOST_STATE_POSIXFILESYSTEM_H
 #define DRIVERHOST_STATE_POSIXFILESYSTEM_H
 
+#include <sys/types.h>
+
 #include "driverhost/state/FileSystem.h"
 
 namespace driverhost {
+
+/// The rights of what is made here: states hold passwords.
+inline constexpr mode_t kOwnerFolder = 0700;
+inline constexpr mode_t kOwnerFile = 0600;
 
 class PosixFileSystem final : public FileSystem {
 public:

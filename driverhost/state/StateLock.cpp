@@ -11,6 +11,7 @@
 #include <optional>
 #include <system_error>
 
+#include "driverhost/runtime/Fault.h"
 #include "driverhost/runtime/HostLog.h"
 #include "driverhost/state/PosixFileSystem.h"
 #include "driverhost/state/StateRights.h"
@@ -20,12 +21,7 @@ namespace driverhost {
 namespace {
 
 constexpr char kLockName[] = "/.lock";
-constexpr mode_t kOwnerFile = 0600;
 constexpr std::size_t kMostHolder = 4096;
-
-std::string Reason() {
-    return std::generic_category().message(errno);
-}
 
 // A folder that was made is there after a power cut when its name is on disk in the one around it.
 void SyncFolderAround(const std::filesystem::path& path) {
@@ -74,9 +70,10 @@ std::optional<pid_t> TryLock(const FileDescriptor& file) {
         lock.l_type = F_WRLCK;
         lock.l_whence = SEEK_SET;
         if (fcntl(file.Get(), F_SETLK, &lock) == 0) return std::nullopt;
-        if (errno != EAGAIN && errno != EACCES) throw FileError("cannot lock the state folder: " + Reason());
+        if (errno != EAGAIN && errno != EACCES)
+            throw FileError("cannot lock the state folder: " + SystemReason());
         if (fcntl(file.Get(), F_GETLK, &lock) != 0)
-            throw FileError("cannot lock the state folder: " + Reason());
+            throw FileError("cannot lock the state folder: " + SystemReason());
         if (lock.l_type != F_UNLCK) return lock.l_pid;
     }
 }
@@ -94,7 +91,7 @@ StateLock::StateLock(const std::string& folder, const std::string& holder) {
 void StateLock::Take(const std::string& folder) {
     const std::string path = folder + kLockName;
     file_ = FileDescriptor(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kOwnerFile));
-    if (!file_) throw FileError("cannot use the state folder " + folder + ": " + Reason());
+    if (!file_) throw FileError("cannot use the state folder " + folder + ": " + SystemReason());
     const std::optional<pid_t> other = TryLock(file_);
     if (!other) return;
     throw FileError("the state folder " + folder + " is in use by another driverhost, " +
@@ -106,7 +103,7 @@ void StateLock::Sign(const std::string& folder, const std::string& holder) {
     const auto length = static_cast<ssize_t>(line.size());
     if (ftruncate(file_.Get(), 0) == 0 && pwrite(file_.Get(), line.data(), line.size(), 0) == length) return;
     HostLog::Write(dv::LOG_LEVEL_ERROR, kHostName,
-                   "cannot write who uses the state folder " + folder + ": " + Reason());
+                   "cannot write who uses the state folder " + folder + ": " + SystemReason());
 }
 
 std::string DescribeHolder(const std::string& homeFile) {

@@ -4,10 +4,9 @@
 #include <unistd.h>
 
 #include <array>
-#include <cerrno>
 #include <cstdio>
-#include <system_error>
 
+#include "driverhost/runtime/Fault.h"
 #include "driverhost/runtime/HostLog.h"
 #include "driverhost/state/PosixFileSystem.h"
 #include "host/glue/Log.h"
@@ -15,13 +14,7 @@
 namespace driverhost {
 namespace {
 
-constexpr mode_t kOwnerFolder = 0700;
-constexpr mode_t kOwnerFile = 0600;
 constexpr mode_t kPermissions = 07777;
-
-std::string Reason() {
-    return std::generic_category().message(errno);
-}
 
 std::string Octal(mode_t mode) {
     std::array<char, 8> text{};
@@ -31,7 +24,7 @@ std::string Octal(mode_t mode) {
 
 struct stat Look(const std::string& path) {
     struct stat status {};
-    if (stat(path.c_str(), &status) != 0) throw FileError("cannot use " + path + ": " + Reason());
+    if (stat(path.c_str(), &status) != 0) throw FileError("cannot use " + path + ": " + SystemReason());
     return status;
 }
 
@@ -49,7 +42,7 @@ void Tighten(const std::string& path, const struct stat& status, mode_t allowed)
     if ((mode & ~kOwnerFolder) == 0) return;
     if (chmod(path.c_str(), mode & allowed) != 0) {
         throw FileError("others may read " + path + " (mode " + Octal(mode) +
-                        "), and that cannot be changed: " + Reason());
+                        "), and that cannot be changed: " + SystemReason());
     }
     HostLog::Write(dv::LOG_LEVEL_ERROR, kHostName,
                    "others could use " + path + " (mode " + Octal(mode) +

@@ -1,25 +1,15 @@
 #include "drivers/panel/CallSimulation.h"
 
 #include <algorithm>
-#include <ctime>
 
 #include "drivers/panel/Panel.h"
 #include "host/glue/Log.h"
+#include "host/glue/Numbers.h"
 
 using std::chrono::steady_clock;
 using std::chrono::system_clock;
 
 namespace {
-
-// ISO 8601 in UTC, to the second.
-std::string UtcText(system_clock::time_point time) {
-    const std::time_t seconds = system_clock::to_time_t(time);
-    std::tm parts{};
-    ::gmtime_r(&seconds, &parts);
-    char text[sizeof "2026-11-21T02:33:04Z"];
-    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts);
-    return text;
-}
 
 // The user part may hold an "@" itself, the address behind it never does.
 std::string NameIn(const std::string& address) {
@@ -183,6 +173,6 @@ void CallSimulation::Report(const Leg& leg, const std::string& length) const {
     if (!agent)
         return panel_.LogXMessage(dv::LOG_LEVEL_INFO, "call with %s not reported: no intercom agent runs",
                                   leg.peerKey.c_str());
-    agent->AddRecentContact(leg.peerName, leg.peerKey, UtcText(leg.begin), length, leg.received,
-                            leg.accepted);
+    agent->AddRecentContact(leg.peerName, leg.peerKey, dv::UtcText(system_clock::to_time_t(leg.begin)),
+                            length, leg.received, leg.accepted);
 }

@@ -1,9 +1,7 @@
 #include "host/glue/Numbers.h"
 
 #include <algorithm>
-#include <limits>
-
-#include "host/glue/Trim.h"
+#include <array>
 
 namespace dv {
 namespace {
@@ -61,6 +59,14 @@ bool ParseBool(std::string_view text) noexcept {
 
 std::string ToString(unsigned int number) {
     return std::to_string(number);
+}
+
+std::string UtcText(std::time_t time) {
+    std::tm parts{};
+    gmtime_r(&time, &parts);
+    std::array<char, 32> text{};
+    std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts);
+    return text.data();
 }
 
 }  // namespace dv

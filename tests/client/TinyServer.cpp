@@ -33,9 +33,10 @@ std::string ReadRequest(tcp::socket& socket) {
 
 }  // namespace
 
-TinyServer::TinyServer(std::vector<std::string> answers)
+TinyServer::TinyServer(std::vector<std::string> answers, AfterAnswer after)
     : acceptor_(context_, tcp::endpoint(asio::ip::address_v4::loopback(), 0)),
       answers_(std::move(answers)),
+      after_(after),
       thread_([this] { Serve(); }) {}
 
 TinyServer::~TinyServer() {
@@ -62,6 +63,7 @@ std::string TinyServer::Xml(int status, const std::string& body) {
 }
 
 void TinyServer::Serve() {
+    std::vector<tcp::socket> open;
     for (std::size_t number = 0;; ++number) {
         tcp::socket socket = acceptor_.accept();
         const std::string request = ReadRequest(socket);
@@ -72,6 +74,7 @@ void TinyServer::Serve() {
         }
         error_code error;
         if (number < answers_.size()) asio::write(socket, asio::buffer(answers_[number]), error);
+        if (after_ == KeepOpen) open.push_back(std::move(socket));
     }
 }
 

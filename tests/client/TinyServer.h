@@ -15,7 +15,9 @@ namespace test {
 /// they stand, and is closed; connections beyond the last answer are closed without one.
 class TinyServer {
 public:
-    explicit TinyServer(std::vector<std::string> answers);
+    /// With KeepOpen, connections stay open behind their answers until the end of the server.
+    enum AfterAnswer { Close, KeepOpen };
+    explicit TinyServer(std::vector<std::string> answers, AfterAnswer after = Close);
     ~TinyServer();
     TinyServer(const TinyServer&) = delete;
     TinyServer& operator=(const TinyServer&) = delete;
@@ -33,6 +35,7 @@ private:
     boost::asio::io_context context_;
     boost::asio::ip::tcp::acceptor acceptor_;
     const std::vector<std::string> answers_;
+    const AfterAnswer after_;
     mutable std::mutex mutex_;
     std::vector<std::string> requests_;
     std::thread thread_;

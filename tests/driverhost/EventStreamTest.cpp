@@ -1,4 +1,4 @@
-#include "driverhost/http/EventStream.h"
+#include "driverhost/http/routes/EventStream.h"
 
 #include <gtest/gtest.h>
 

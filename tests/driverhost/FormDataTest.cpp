@@ -3,8 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "driverhost/http/UrlText.h"
-
 namespace driverhost {
 namespace {
 

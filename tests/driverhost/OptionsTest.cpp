@@ -1,4 +1,4 @@
-#include "driverhost/home/Options.h"
+#include "driverhost/settings/Options.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

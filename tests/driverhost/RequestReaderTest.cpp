@@ -1,4 +1,4 @@
-#include "driverhost/http/RequestReader.h"
+#include "driverhost/http/server/RequestReader.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

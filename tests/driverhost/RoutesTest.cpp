@@ -1,4 +1,4 @@
-#include "driverhost/http/Routes.h"
+#include "driverhost/http/routes/Routes.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 // The server over real sockets: the test thread turns the loop, the client has a thread of its own.
-#include "driverhost/http/Server.h"
+#include "driverhost/http/server/Server.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

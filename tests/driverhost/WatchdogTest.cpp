@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "driverhost/http/Server.h"
+#include "driverhost/http/server/Server.h"
 #include "tests/driverhost/support/HttpClient.h"
 #include "tests/driverhost/support/TemporaryFolder.h"
 

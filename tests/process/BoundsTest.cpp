@@ -9,7 +9,7 @@
 #include <map>
 #include <thread>
 
-#include "driverhost/http/LimitTable.h"
+#include "driverhost/settings/Limits.h"
 #include "tests/process/support/ProcessFixture.h"
 
 namespace driverhost {

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "driverhost/http/EventStream.h"
-#include "driverhost/http/Routes.h"
+#include "driverhost/http/routes/EventStream.h"
+#include "driverhost/http/routes/Routes.h"
 #include "driverhost/plugins/DriverTable.h"
 #include "driverhost/plugins/InterfaceTable.h"
 #include "driverhost/runtime/DriverThread.h"

@@ -1,0 +1,158 @@
+// What is done at each path.
+#include <utility>
+
+#include "driverhost/http/FormData.h"
+#include "driverhost/http/routes/Routes.h"
+#include "host/glue/CmdMessage.h"
+#include "host/glue/Numbers.h"
+#include "host/glue/XmlText.h"
+
+namespace driverhost {
+namespace {
+
+constexpr std::string_view kEventStreamType = "text/event-stream";
+constexpr std::string_view kMetricsType = "text/plain; version=0.0.4";
+constexpr std::string_view kEventNameField = "name";
+
+void AddCommands(DvXML::INode& list, const std::vector<CommandInfo>& commands, const char* kind) {
+    for (const CommandInfo& command : commands) {
+        const auto element = DvXML::CreateXmlNode("command", "");
+        element->NodeAddNamedValue("name", command.name);
+        element->NodeAddNamedValue("kind", kind);
+        element->NodeAddNamedValue("help", command.help);
+        list.NodeAddChild(element.get());
+    }
+}
+
+// The first field "name" is the event's name, the others stay parameters, further "name"s too.
+SystemEvent MakeEvent(unsigned int eventClass, Parameters fields) {
+    SystemEvent event{eventClass, {}, std::move(fields)};
+    const auto isName = [](const auto& field) { return field.first == kEventNameField; };
+    const auto name = std::find_if(event.parameters.begin(), event.parameters.end(), isName);
+    if (name == event.parameters.end()) return event;
+    event.name = std::move(name->second);
+    event.parameters.erase(name);
+    return event;
+}
+
+Response CommandResponse(const Driver& driver, const std::string& command, CommandResult result) {
+    if (!result.fault.empty()) return ErrorResponse(500, result.fault + "; its log tells more");
+    if (!result.known) {
+        return ErrorResponse(404, "driver " + driver.Name() + " has no command '" + command +
+                                      "'; GET /drivers/" + driver.Name() + "/commands lists them");
+    }
+    return result.reply ? XmlResponse(std::move(*result.reply)) : EmptyResponse();
+}
+
+}  // namespace
+
+Driver* Routes::FindDriver(const std::string& nameOrId, const Reply& reply) {
+    Driver* driver = served_.drivers.Find(nameOrId);
+    if (!driver) reply(ErrorResponse(404, "no driver '" + nameOrId + "'; GET /drivers lists them"));
+    return driver;
+}
+
+Driver* Routes::FindRunning(const std::string& nameOrId, const Reply& reply) {
+    Driver* driver = FindDriver(nameOrId, reply);
+    if (!driver || driver->IsRunning()) return driver;
+    reply(ErrorResponse(503, "driver " + driver->Name() + " does not run: " + driver->Failure() +
+                                 "; POST /drivers/" + driver->Name() + "/restart tries it again"));
+    return nullptr;
+}
+
+void Routes::RunCommand(const Request& request, const Path& path, const Reply& reply) {
+    Driver* driver = FindRunning(path[1], reply);
+    if (!driver) return;
+    Form form = ParseForm(request, served_.limits.formFields);
+    if (form.status != 0) return reply(ErrorResponse(form.status, form.fault));
+    const auto message = dv::CmdMessage::Create(path[3]);
+    for (auto& [name, value] : form.fields)
+        message->AddParameter(std::move(name), std::move(value));
+    ReplyStored(CommandResponse(*driver, path[3], driver->Run(*message)), reply);
+}
+
+void Routes::ListDrivers(const Request&, const Path&, const Reply& reply) {
+    const auto list = DvXML::CreateXmlNode("drivers", "");
+    for (const auto& driver : served_.drivers.All()) {
+        const auto element = DvXML::CreateXmlNode("driver", "");
+        element->NodeAddNamedULong("id", driver->Entry().id);
+        element->NodeAddNamedValue("name", driver->Name());
+        element->NodeAddNamedValue("library", driver->Entry().library);
+        element->NodeAddNamedValue("status", driver->IsRunning() ? "running" : "failed");
+        if (!driver->IsRunning()) element->NodeAddNamedValue("failure", driver->Failure());
+        list->NodeAddChild(element.get());
+    }
+    reply(XmlResponse(list->NodeToText()));
+}
+
+void Routes::ListCommands(const Request&, const Path& path, const Reply& reply) {
+    Driver* driver = FindRunning(path[1], reply);
+    if (!driver) return;
+    const auto list = DvXML::CreateXmlNode("commands", "");
+    AddCommands(*list, driver->UICommands().Commands(), "ui");
+    AddCommands(*list, driver->PlainCommands().Commands(), "plain");
+    reply(XmlResponse(list->NodeToText()));
+}
+
+void Routes::Restart(const Request&, const Path& path, const Reply& reply) {
+    Driver* driver = FindDriver(path[1], reply);
+    if (!driver) return;
+    ReplyRestarted(*driver, served_.drivers.Restart(*driver), reply);
+}
+
+void Routes::DeliverSystemEvent(const Request& request, const Path& path, const Reply& reply) {
+    const auto eventClass = dv::ParseWhole<unsigned int>(path[1]);
+    if (!eventClass) {
+        return reply(
+            ErrorResponse(400, "the event class '" + path[1] + "' is not a number; expected one like 11"));
+    }
+    Form form = ParseForm(request, served_.limits.formFields);
+    if (form.status != 0) return reply(ErrorResponse(form.status, form.fault));
+    const Fault faults = served_.drivers.Deliver(MakeEvent(*eventClass, std::move(form.fields)));
+    ReplyStored(faults.empty() ? EmptyResponse() : ErrorResponse(500, faults), reply);
+}
+
+void Routes::FollowEvents(const Request& request, const Path&, const Reply& reply) {
+    Response response;
+    response.status = 200;
+    response.contentType = kEventStreamType;
+    response.stream = served_.events.Begin(request.lastEventId);
+    reply(std::move(response));
+}
+
+void Routes::TellHealth(const Request&, const Path&, const Reply& reply) {
+    std::vector<std::string> warnings = served_.keeper.Warnings();
+    for (const auto& driver : served_.drivers.All()) {
+        if (!driver->IsRunning())
+            warnings.push_back("driver " + driver->Name() + " does not run: " + driver->Failure());
+    }
+    if (std::string trouble = served_.keeper.Trouble(); !trouble.empty()) {
+        for (const std::string& warning : warnings)
+            trouble.append("; ").append(warning);
+        return reply(ErrorResponse(503, trouble));
+    }
+    const auto health = DvXML::CreateXmlNode("health", "ok");
+    for (const std::string& warning : warnings)
+        health->NodeAddNamedValue("warning", warning);
+    reply(XmlResponse(health->NodeToText()));
+}
+
+void Routes::TellMetrics(const Request&, const Path&, const Reply& reply) {
+    Response response;
+    response.status = 200;
+    response.contentType = kMetricsType;
+    response.body = served_.metrics.ToText(served_.gauges());
+    reply(std::move(response));
+}
+
+// What was answered is stored: the answer waits until what this call marked is on disk.
+void Routes::ReplyStored(Response response, const Reply& reply) {
+    if (served_.keeper.IsSettled()) return reply(std::move(response));
+    served_.keeper.Settle([response = std::move(response), reply](const std::string& error) {
+        if (error.empty()) return reply(response);
+        reply(ErrorResponse(503, "done, but not stored: " + error +
+                                     "; the change is kept in memory and storing is tried again"));
+    });
+}
+
+}  // namespace driverhost

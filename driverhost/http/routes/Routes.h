@@ -1,0 +1,81 @@
+// The paths of the HTTP interface and what is done at each.
+#ifndef DRIVERHOST_HTTP_ROUTES_ROUTES_H
+#define DRIVERHOST_HTTP_ROUTES_ROUTES_H
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "driverhost/http/Message.h"
+#include "driverhost/http/Trust.h"
+#include "driverhost/http/routes/EventStream.h"
+#include "driverhost/plugins/DriverTable.h"
+#include "driverhost/runtime/Fault.h"
+#include "driverhost/settings/Limits.h"
+
+namespace driverhost {
+
+/// What the routes serve. Not owned.
+struct Served {
+    DriverTable& drivers;
+    StateKeeper& keeper;
+    const EventStream& events;
+    Metrics& metrics;
+    const Trust& trust;
+    const Limits& limits;
+    std::function<Gauges()> gauges;
+};
+
+/// All operations: [driver thread]
+class Routes {
+public:
+    explicit Routes(Served served);
+
+    /// Looks at a request whose head is complete.
+    struct Admission {
+        std::optional<Response> refusal;
+        std::size_t bodyLimit;
+    };
+    Admission Admit(const Request& head) const;
+
+    /// Carries an admitted request out and replies, at once or when what it changed is on disk.
+    void Answer(const Request& request, const Reply& reply);
+
+private:
+    using Path = std::vector<std::string>;
+    using Handler = void (Routes::*)(const Request&, const Path&, const Reply&);
+    struct Route {
+        std::string_view method;
+        std::vector<std::string_view> pattern;  // "*" is any text
+        Handler handler;
+    };
+    static const std::vector<Route>& Table();
+
+    void Find(const Request& request, const Path& path, const Reply& reply);
+
+    void RunCommand(const Request& request, const Path& path, const Reply& reply);
+    void ListDrivers(const Request& request, const Path& path, const Reply& reply);
+    void ListCommands(const Request& request, const Path& path, const Reply& reply);
+    void GetState(const Request& request, const Path& path, const Reply& reply);
+    void PutState(const Request& request, const Path& path, const Reply& reply);
+    void ListGenerations(const Request& request, const Path& path, const Reply& reply);
+    void GetGeneration(const Request& request, const Path& path, const Reply& reply);
+    void Restart(const Request& request, const Path& path, const Reply& reply);
+    void DeliverSystemEvent(const Request& request, const Path& path, const Reply& reply);
+    void FollowEvents(const Request& request, const Path& path, const Reply& reply);
+    void TellHealth(const Request& request, const Path& path, const Reply& reply);
+    void TellMetrics(const Request& request, const Path& path, const Reply& reply);
+
+    Driver* FindDriver(const std::string& nameOrId, const Reply& reply);
+    Driver* FindRunning(const std::string& nameOrId, const Reply& reply);
+    Fault StateFault(Driver& driver, const DvXML::INode& root);
+    void ReplyRestarted(const Driver& driver, const RestartResult& result, const Reply& reply);
+    void ReplyStored(Response response, const Reply& reply);
+
+    Served served_;
+};
+
+}  // namespace driverhost
+
+#endif

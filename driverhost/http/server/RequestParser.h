@@ -1,0 +1,77 @@
+// Beast's parser, which tells of a request piece by piece, and what the host keeps of that: the lines that it
+// looks at, in texts that stay for the connection's next request.
+#ifndef DRIVERHOST_HTTP_SERVER_REQUESTPARSER_H
+#define DRIVERHOST_HTTP_SERVER_REQUESTPARSER_H
+
+#include <boost/beast/http/basic_parser.hpp>
+#include <cstddef>
+#include <optional>
+#include <string>
+
+#include "driverhost/http/Message.h"
+
+namespace driverhost {
+
+/// A line of the head, of which the first one counts.
+struct HeadLine {
+    std::size_t count = 0;  // how often it stands there
+    std::string value;      // of the first
+
+    std::optional<std::string_view> Get() const {
+        return count == 0 ? std::nullopt : std::optional<std::string_view>(value);
+    }
+};
+
+/// What came of a request.
+struct RequestParts {
+    /// Empty again. Room for heads and for bodies of usual size stays.
+    void Clear();
+    /// `request` gets views into this.
+    void FillHead(Request& request) const;
+
+    std::string method;
+    std::string target;
+    HeadLine host;
+    HeadLine origin;
+    HeadLine authorization;
+    HeadLine contentType;
+    HeadLine contentLength;
+    HeadLine transferEncoding;
+    HeadLine expect;
+    HeadLine lastEventId;
+    std::string body;
+};
+
+/// One request; made anew for each.
+class RequestParser final : public boost::beast::http::basic_parser<true> {
+public:
+    /// Appends to `parts`, which is clear and outlives this.
+    explicit RequestParser(RequestParts& parts) : parts_(parts) {}
+
+    bool IsBeforeVersion11() const { return version_ < 11; }
+
+private:
+    using Error = boost::beast::error_code;
+    using Text = boost::beast::string_view;
+    using Field = boost::beast::http::field;
+
+    HeadLine* Find(Field field, Text name);
+
+    // basic_parser
+    void on_request_impl(boost::beast::http::verb, Text method, Text target, int version, Error&) override;
+    void on_response_impl(int, Text, int, Error&) override {}  // never called: this parses requests
+    void on_field_impl(Field field, Text name, Text value, Error&) override;
+    void on_header_impl(Error&) override {}
+    void on_body_init_impl(const boost::optional<std::uint64_t>& length, Error&) override;
+    std::size_t on_body_impl(Text piece, Error&) override;
+    void on_chunk_header_impl(std::uint64_t, Text, Error&) override {}
+    std::size_t on_chunk_body_impl(std::uint64_t, Text piece, Error&) override;
+    void on_finish_impl(Error&) override {}
+
+    RequestParts& parts_;
+    int version_ = 0;
+};
+
+}  // namespace driverhost
+
+#endif

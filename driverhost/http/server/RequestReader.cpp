@@ -1,0 +1,198 @@
+#include "driverhost/http/server/RequestReader.h"
+
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/http/error.hpp>
+#include <limits>
+#include <optional>
+#include <utility>
+
+#include "driverhost/http/server/RequestParser.h"
+#include "driverhost/runtime/Fault.h"
+
+namespace driverhost {
+namespace {
+
+namespace beast = boost::beast;
+namespace http = boost::beast::http;
+
+constexpr std::size_t kReadBytes = 16 * 1024;
+
+// The end of a chunked body. Given three of these bytes and then a fourth, the parser asserts, which
+// ends a process that was built with assertions: it is given all of them at once.
+constexpr std::string_view kLastChunk = "0\r\n\r\n";
+
+bool IsOversizedHead(const beast::error_code& error) {
+    return error == http::error::header_limit || error == http::error::buffer_overflow;
+}
+
+}  // namespace
+
+struct RequestReader::Parser {
+    Parser(std::size_t headLimit, std::size_t bodyLimit)
+        : headBytes(headLimit), largestBody(bodyLimit), bodyBytes(bodyLimit) {}
+
+    void Begin() {
+        message.emplace(parts);
+        message->header_limit(static_cast<std::uint32_t>(headBytes));
+        bodyBytes = largestBody;
+        message->body_limit(std::numeric_limits<std::uint64_t>::max());  // whose it is tells the head
+    }
+
+    // True when a part was understood; else `error` is set, or more bytes are needed.
+    bool Put() {
+        if (buffer.size() == 0) return false;
+        const std::size_t used = message->put(buffer.data(), error);
+        buffer.consume(used);
+        understood += used;
+        if (error != http::error::need_more) return !error;
+        error = {};
+        return false;
+    }
+
+    bool IsWithinLastChunk() const {
+        const std::string_view begun(static_cast<const char*>(buffer.data().data()), buffer.size());
+        return message->chunked() && begun != kLastChunk && kLastChunk.starts_with(begun);
+    }
+
+    Progress Fail(unsigned int status, std::string text) {
+        failure = ErrorResponse(status, text);
+        return Progress::Failed;
+    }
+
+    Progress FailByError() {
+        if (IsOversizedHead(error)) return FailHead();
+        if (error == http::error::body_limit) return FailBody();
+        return Fail(400, "malformed request: " + error.message());
+    }
+
+    Progress FailBody() {
+        return Fail(413, "the body is too large; at most " + std::to_string(bodyBytes) + " bytes are taken");
+    }
+
+    Progress FailHead() {
+        return Fail(431, "the head is too large; at most " + std::to_string(headBytes) + " bytes are taken");
+    }
+
+    bool IsTooLong() const {
+        const auto length = message->content_length();
+        return length && *length > bodyBytes;
+    }
+
+    Fault FramingFault() const;
+    Progress AdvanceHead();
+    Progress AdvanceBody();
+    const std::size_t headBytes;
+    const std::size_t largestBody;
+    std::size_t bodyBytes;  // of this request
+    beast::flat_buffer buffer;
+    RequestParts parts;
+    std::optional<RequestParser> message;
+    beast::error_code error;
+    std::size_t understood = 0;  // bytes of the current request
+    bool headDone = false;
+    Request request;
+    Response failure;
+};
+
+// The parser bounds what it is given at a time, so what came before is counted here.
+RequestReader::Progress RequestReader::Parser::AdvanceHead() {
+    if (!message) Begin();
+    Put();
+    if (error) return FailByError();
+    if (!message->is_header_done()) {
+        return understood + buffer.size() > headBytes ? FailHead() : Progress::NeedHead;
+    }
+    if (understood > headBytes) return FailHead();
+    if (const Fault fault = FramingFault(); !fault.empty()) return Fail(400, fault);
+    message->body_limit(bodyBytes);
+    headDone = true;
+    parts.FillHead(request);
+    return Progress::HeadDone;
+}
+
+// Where a request ends must not be a matter of opinion: what another server on the way may
+// understand otherwise would let a second request hide in the first one's body.
+Fault RequestReader::Parser::FramingFault() const {
+    if (parts.contentLength.count > 1 || parts.contentLength.value.find(',') != std::string::npos) {
+        return "Content-Length stands there more than once; send it once";
+    }
+    const HeadLine& encoding = parts.transferEncoding;
+    if (encoding.count == 0) return {};
+    if (encoding.count > 1 || !beast::iequals(encoding.value, "chunked")) {
+        return "no transfer encoding but chunked is understood";
+    }
+    return message->IsBeforeVersion11() ? "HTTP/1.0 knows no transfer encoding" : Fault();
+}
+
+RequestReader::Progress RequestReader::Parser::AdvanceBody() {
+    if (IsTooLong()) return FailBody();
+    while (!message->is_done()) {
+        if (IsWithinLastChunk()) return Progress::NeedBody;
+        if (Put()) continue;
+        if (error) return FailByError();
+        // Body bytes are taken at once: what stays is the frame of a chunk, and that is short.
+        return buffer.size() > headBytes ? FailHead() : Progress::NeedBody;
+    }
+    request.body = parts.body;
+    return Progress::Done;
+}
+
+RequestReader::RequestReader(std::size_t headBytes, std::size_t bodyBytes)
+    : parser_(std::make_unique<Parser>(headBytes, bodyBytes)) {}
+
+RequestReader::~RequestReader() = default;
+
+std::span<char> RequestReader::Prepare() {
+    const auto room = parser_->buffer.prepare(kReadBytes);
+    return {static_cast<char*>(room.data()), room.size()};
+}
+
+void RequestReader::Commit(std::size_t bytes) {
+    parser_->buffer.commit(bytes);
+}
+
+RequestReader::Progress RequestReader::Advance() {
+    return parser_->headDone ? parser_->AdvanceBody() : parser_->AdvanceHead();
+}
+
+bool RequestReader::HasBegun() const {
+    return parser_->understood > 0 || parser_->buffer.size() > 0;
+}
+
+const Request& RequestReader::Get() const {
+    return parser_->request;
+}
+
+bool RequestReader::KeepAlive() const {
+    return parser_->message && parser_->message->keep_alive();
+}
+
+bool RequestReader::ExpectsContinue() const {
+    return beast::iequals(parser_->parts.expect.value, "100-continue");
+}
+
+bool RequestReader::LimitBody(std::size_t bytes) {
+    parser_->bodyBytes = bytes;
+    parser_->message->body_limit(bytes);
+    if (!parser_->IsTooLong()) return true;
+    parser_->FailBody();
+    return false;
+}
+
+Response RequestReader::Failure() const {
+    return parser_->failure;
+}
+
+void RequestReader::Next() {
+    parser_->message.reset();
+    parser_->parts.Clear();
+    parser_->request = {};
+    parser_->understood = 0;
+    parser_->headDone = false;
+}
+
+void RequestReader::Discard() {
+    parser_->buffer.consume(parser_->buffer.size());
+}
+
+}  // namespace driverhost

@@ -1,0 +1,165 @@
+#include "driverhost/http/server/Server.h"
+
+#include <fcntl.h>
+#include <malloc.h>
+
+#include <boost/asio/ip/tcp.hpp>
+#include <optional>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+#include "driverhost/http/server/Session.h"
+#include "driverhost/runtime/HostLog.h"
+#include "host/glue/Log.h"
+
+namespace driverhost {
+namespace {
+
+namespace asio = boost::asio;
+using asio::ip::tcp;
+using ErrorCode = boost::system::error_code;
+
+constexpr std::chrono::milliseconds kAcceptPause{1000};  // when the system cannot give one more
+
+// Programs that drivers start must not inherit connections.
+void CloseOnExec(int socket) {
+    fcntl(socket, F_SETFD, FD_CLOEXEC);
+}
+
+}  // namespace
+
+class Server::Impl {
+public:
+    Impl(DriverThread& thread, const ListenAddress& address, const Limits& limits);
+    ~Impl();
+
+    void Start(Routes& routes, EventStream& events, Metrics& metrics);
+    void Stop(std::function<void()> stopped);
+
+    ListenAddress address;
+    tcp::acceptor acceptor;
+    std::unordered_set<std::shared_ptr<Session>> sessions;
+
+private:
+    void Accept();
+    void OnAccepted(const ErrorCode& error, tcp::socket socket);
+    void Admit(tcp::socket socket);
+    void Tick();
+    void OnClosed(Session& session);
+
+    DriverThread& thread_;
+    const Limits& limits_;
+    std::optional<SessionContext> context_;
+    std::function<void()> stopped_;
+};
+
+Server::Impl::Impl(DriverThread& thread, const ListenAddress& wanted, const Limits& limits)
+    : address(wanted), acceptor(thread.Loop()), thread_(thread), limits_(limits) {
+    try {
+        const tcp::endpoint endpoint(asio::ip::make_address(wanted.ip), wanted.port);
+        acceptor.open(endpoint.protocol());
+        CloseOnExec(acceptor.native_handle());
+        acceptor.set_option(tcp::acceptor::reuse_address(true));
+        acceptor.bind(endpoint);
+        acceptor.listen();
+        acceptor.non_blocking(true);
+        address.port = acceptor.local_endpoint().port();
+    } catch (const boost::system::system_error& error) {
+        throw ListenError("cannot listen on " + wanted.ToText() + ": " + error.code().message() +
+                          "; --listen takes another address");
+    }
+}
+
+// What the loop still holds must find no context any more.
+Server::Impl::~Impl() {
+    for (const auto& session : std::vector(sessions.begin(), sessions.end()))
+        session->Stop();
+}
+
+void Server::Impl::Start(Routes& routes, EventStream& events, Metrics& metrics) {
+    context_.emplace(
+        SessionContext{routes, events, metrics, limits_, [this](Session& session) { OnClosed(session); }});
+    Accept();
+    Tick();
+}
+
+void Server::Impl::Accept() {
+    acceptor.async_accept(
+        [this](const ErrorCode& error, tcp::socket socket) { OnAccepted(error, std::move(socket)); });
+}
+
+void Server::Impl::OnAccepted(const ErrorCode& error, tcp::socket socket) {
+    if (!acceptor.is_open()) return;
+    if (!error) {
+        Admit(std::move(socket));
+        return Accept();
+    }
+    if (error == asio::error::connection_aborted) return Accept();  // that one broke off
+    HostLog::Write(dv::LOG_LEVEL_ERROR, kHostName, "cannot accept connections: " + error.message());
+    thread_.After(kAcceptPause, [this] {
+        if (acceptor.is_open()) Accept();
+    });
+}
+
+void Server::Impl::Admit(tcp::socket socket) {
+    CloseOnExec(socket.native_handle());
+    ErrorCode ignored;  // a connection that is gone already shows when it is read
+    socket.set_option(tcp::no_delay(true), ignored);
+    if (sessions.size() >= limits_.connections + limits_.refusals) return;  // not even a refusal
+    const bool full = sessions.size() >= limits_.connections;
+    const auto session = std::make_shared<Session>(std::move(socket), *context_);
+    sessions.insert(session);
+    if (!full) return session->Start();
+    session->Refuse(ErrorResponse(503, "too many connections; try again later"));
+}
+
+void Server::Impl::Tick() {
+    const Clock::time_point now = Clock::now();
+    for (const auto& session : std::vector(sessions.begin(), sessions.end()))
+        session->Tick(now);
+    // What was built of it lies in the heap in many small pieces, which are free and stay.
+    if (std::exchange(context_->hadLargeRequest, false)) malloc_trim(0);
+    thread_.After(limits_.tick, [this] { Tick(); });
+}
+
+void Server::Impl::OnClosed(Session& session) {
+    sessions.erase(session.shared_from_this());
+    if (sessions.empty() && stopped_) thread_.Post(std::exchange(stopped_, {}));
+}
+
+void Server::Impl::Stop(std::function<void()> stopped) {
+    ErrorCode ignored;  // it accepts nothing any more either way
+    acceptor.close(ignored);
+    stopped_ = std::move(stopped);
+    for (const auto& session : std::vector(sessions.begin(), sessions.end()))
+        session->Stop();
+    if (sessions.empty() && stopped_) thread_.Post(std::exchange(stopped_, {}));
+}
+
+Server::Server(DriverThread& thread, const ListenAddress& address, const Limits& limits)
+    : impl_(std::make_unique<Impl>(thread, address, limits)) {}
+
+Server::~Server() = default;
+
+const ListenAddress& Server::Address() const {
+    return impl_->address;
+}
+
+int Server::ListeningSocket() const {
+    return impl_->acceptor.native_handle();
+}
+
+void Server::Start(Routes& routes, EventStream& events, Metrics& metrics) {
+    impl_->Start(routes, events, metrics);
+}
+
+void Server::Stop(std::function<void()> stopped) {
+    impl_->Stop(std::move(stopped));
+}
+
+std::size_t Server::Connections() const {
+    return impl_->sessions.size();
+}
+
+}  // namespace driverhost

@@ -1,0 +1,219 @@
+#include "driverhost/http/server/Session.h"
+
+#include <array>
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/write.hpp>
+#include <utility>
+
+#include "driverhost/runtime/HostLog.h"
+#include "host/glue/Log.h"
+
+namespace driverhost {
+namespace {
+
+namespace asio = boost::asio;
+using ErrorCode = boost::system::error_code;
+
+constexpr std::size_t kStreamBytes = 64 * 1024;  // of events in one write
+constexpr std::size_t kLargeBody = 64 * 1024;
+constexpr std::chrono::hours kNoLimit{24 * 365};
+constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
+
+}  // namespace
+
+Session::Session(asio::ip::tcp::socket socket, SessionContext& context)
+    : socket_(std::move(socket)),
+      context_(context),
+      reader_(context.limits.headBytes, context.limits.stateBytes) {}
+
+// A handler that keeps the session alive, and does nothing once the connection is closed.
+template <class Handler>
+auto Session::Guarded(Handler handler) {
+    return [self = shared_from_this(), handler](const ErrorCode& error, std::size_t bytes) {
+        if (self->phase_ == Phase::Closed || error == asio::error::operation_aborted) return;
+        if (error) return self->Close();
+        handler(*self, bytes);
+    };
+}
+
+void Session::Start() {
+    Enter(Phase::Idle, context_.limits.idleTime);
+    Read();
+}
+
+void Session::Refuse(Response response) {
+    Write(std::move(response), false);
+}
+
+void Session::Tick(Clock::time_point now) {
+    if (phase_ == Phase::Streaming && !sending_ && now - lastSent_ >= context_.limits.commentTime) {
+        body_ = kEventComment;
+        SendToReader();
+    }
+    if (now < deadline_) return;
+    if (phase_ == Phase::Head || phase_ == Phase::Body) {
+        return Write(ErrorResponse(408, "the request was not complete in time; send it again"), false);
+    }
+    Close();
+}
+
+void Session::Stop() {
+    stopping_ = true;
+    if (phase_ == Phase::Answering || phase_ == Phase::Writing || phase_ == Phase::Lingering) return;
+    Close();
+}
+
+void Session::Enter(Phase phase, Duration time) {
+    phase_ = phase;
+    deadline_ = CoarseNow() + time;
+}
+
+void Session::Read() {
+    const auto room = reader_.Prepare();
+    socket_.async_read_some(asio::buffer(room.data(), room.size()),
+                            Guarded([](Session& self, std::size_t bytes) { self.OnRead(bytes); }));
+}
+
+void Session::OnRead(std::size_t bytes) {
+    if (phase_ == Phase::Lingering) return Drain();
+    if (phase_ == Phase::Streaming) return WatchReader();
+    if (phase_ == Phase::Writing) return;  // it came too late: the answer is on its way
+    reader_.Commit(bytes);
+    Proceed();
+}
+
+void Session::Proceed() {
+    switch (reader_.Advance()) {
+        case RequestReader::Progress::NeedHead:
+            if (phase_ == Phase::Idle && reader_.HasBegun()) Enter(Phase::Head, context_.limits.headTime);
+            return Read();
+        case RequestReader::Progress::HeadDone:
+            return Admit();
+        case RequestReader::Progress::NeedBody:
+            return Read();
+        case RequestReader::Progress::Done:
+            return Answer();
+        case RequestReader::Progress::Failed:
+            return Write(reader_.Failure(), false);
+    }
+}
+
+// Looked at before the body is read, so that strangers cannot make the host hold large bodies.
+void Session::Admit() {
+    Routes::Admission admission = context_.routes.Admit(reader_.Get());
+    if (admission.refusal) return Write(std::move(*admission.refusal), false);
+    if (!reader_.LimitBody(admission.bodyLimit)) return Write(reader_.Failure(), false);
+    Enter(Phase::Body, context_.limits.bodyTime);
+    if (reader_.ExpectsContinue()) return Continue();
+    Proceed();
+}
+
+void Session::Continue() {
+    asio::async_write(socket_, asio::buffer(kContinue),
+                      Guarded([](Session& self, std::size_t) { self.Proceed(); }));
+}
+
+void Session::Answer() {
+    if (reader_.Get().body.size() > kLargeBody) context_.hadLargeRequest = true;
+    Enter(Phase::Answering, kNoLimit);
+    context_.routes.Answer(reader_.Get(), [self = shared_from_this()](Response response) {
+        if (self->phase_ != Phase::Answering) return;
+        if (response.stream) return self->BeginStream(std::move(response));
+        self->Write(std::move(response), self->reader_.KeepAlive() && !self->stopping_);
+    });
+}
+
+void Session::Write(Response response, bool keepAlive) {
+    context_.metrics.CountResponse(response.status);
+    Enter(Phase::Writing, context_.limits.writeTime);
+    ErrorCode ignored;  // nothing to cancel is no trouble
+    socket_.cancel(ignored);
+    keepAlive_ = keepAlive;
+    head_ = FormatHead(response, keepAlive);
+    body_ = std::move(response.body);
+    const std::array<asio::const_buffer, 2> parts = {asio::buffer(head_), asio::buffer(body_)};
+    asio::async_write(socket_, parts, Guarded([](Session& self, std::size_t) { self.OnWritten(); }));
+}
+
+void Session::OnWritten() {
+    if (!keepAlive_ || stopping_) return Linger();
+    reader_.Next();
+    Enter(Phase::Idle, context_.limits.idleTime);
+    Proceed();
+}
+
+void Session::BeginStream(Response response) {
+    context_.metrics.CountResponse(response.status);
+    if (stopping_) return Close();
+    Enter(Phase::Streaming, kNoLimit);
+    nextEvent_ = response.stream->next;
+    context_.events.AddReader(*this);
+    body_ = FormatHead(response, false);
+    if (response.stream->reset) body_ += kResetEvent;
+    SendToReader();
+    reader_.Discard();
+    WatchReader();
+}
+
+void Session::OnEvents() {
+    if (!sending_) return Pump();
+    if (context_.events.NextId() - newestWhenSent_ <= context_.limits.readerQueue) return;
+    HostLog::Write(dv::LOG_LEVEL_INFO, kHostName,
+                   "an event reader is too slow and was dropped; it may resume");
+    Close();
+}
+
+void Session::Pump() {
+    body_.clear();
+    switch (context_.events.Take(nextEvent_, body_, kStreamBytes)) {
+        case EventStream::Taken::Nothing:
+            return;
+        case EventStream::Taken::Lost:
+            return Close();
+        case EventStream::Taken::Some:
+            return SendToReader();
+    }
+}
+
+void Session::SendToReader() {
+    sending_ = true;
+    newestWhenSent_ = context_.events.NextId();
+    lastSent_ = CoarseNow();
+    deadline_ = lastSent_ + context_.limits.writeTime;
+    asio::async_write(socket_, asio::buffer(body_), Guarded([](Session& self, std::size_t) {
+                          self.sending_ = false;
+                          self.deadline_ = CoarseNow() + kNoLimit;
+                          self.Pump();
+                      }));
+}
+
+// A reader says nothing more; that it has gone shows here.
+void Session::WatchReader() {
+    Read();
+}
+
+// Closing at once would tear the answer out of the client's hands when it is still sending.
+void Session::Linger() {
+    ErrorCode error;
+    socket_.shutdown(asio::ip::tcp::socket::shutdown_send, error);
+    if (error) return Close();
+    Enter(Phase::Lingering, context_.limits.lingerTime);
+    Drain();
+}
+
+void Session::Drain() {
+    reader_.Discard();
+    Read();
+}
+
+void Session::Close() {
+    if (phase_ == Phase::Closed) return;
+    const auto self = shared_from_this();
+    phase_ = Phase::Closed;
+    context_.events.RemoveReader(*this);
+    ErrorCode ignored;  // the connection is given up either way
+    socket_.close(ignored);
+    context_.closed(*this);
+}
+
+}  // namespace driverhost

@@ -1,0 +1,183 @@
+#include "driverhost/settings/Options.h"
+
+#include <boost/program_options.hpp>
+#include <cstdlib>
+#include <filesystem>
+#include <sstream>
+#include <system_error>
+#include <utility>
+
+#include "driverhost/settings/TokenFile.h"
+#include "host/glue/PluginEntry.h"
+
+namespace driverhost {
+namespace {
+
+namespace po = boost::program_options;
+
+constexpr char kVersion[] = "1.0.0";
+constexpr char kDefaultListen[] = "127.0.0.1:8350";
+constexpr unsigned int kDefaultLogLevel = 6;
+constexpr unsigned int kHighestLogLevel = 7;
+constexpr unsigned int kHelpColumns = 80;
+
+constexpr char kHelpHead[] =
+    "driverhost --home FILE [OPTIONS]\n"
+    "Loads the drivers that the home file names and serves them over HTTP.\n";
+
+constexpr char kHelpTail[] =
+    "\nDefault state folder: $STATE_DIRECTORY, else $XDG_STATE_HOME/driverhost,\n"
+    "else $HOME/.local/state/driverhost.\n"
+    "\nSignals: SIGTERM and SIGINT end the host in order, SIGHUP reads the home file\n"
+    "again.\n"
+    "\nExit status:\n"
+    "  0  ended in order, on SIGTERM or SIGINT\n"
+    "  1  could not start (address in use, state folder unusable or in use by\n"
+    "     another driverhost), or could not store the last state\n"
+    "  2  wrong options, a fault in the home file, or a plug-in that does not fit;\n"
+    "     nothing was started\n";
+
+po::options_description DescribeLimits() {
+    po::options_description options("Bounds (MS: milliseconds)", kHelpColumns, kHelpColumns / 2);
+    for (const LimitRow& row : LimitTable()) {
+        const std::string preset = std::to_string(LimitValue(Limits(), row));
+        options.add_options()(
+            row.option, po::value<std::string>()->value_name(row.unit)->default_value(preset), row.help);
+    }
+    return options;
+}
+
+po::options_description DescribeOptions() {
+    po::options_description options("Options", kHelpColumns, kHelpColumns / 2);
+    options.add_options()("home", po::value<std::string>()->value_name("FILE"),
+                          "the home file; must be given")(
+        "state-dir", po::value<std::string>()->value_name("DIR"), "where states are stored")(
+        "listen", po::value<std::string>()->value_name("ADDRESS:PORT")->default_value(kDefaultListen),
+        "where to listen; port 0 takes any free one; an address that others reach needs --token-file")(
+        "token-file", po::value<std::string>()->value_name("FILE"),
+        "requests must show the token in this file (mode 0600)")(
+        "plugin-dir", po::value<std::string>()->value_name("DIR"),
+        "where libraries are looked for; default: ../plugins beside the program")(
+        "log-level",
+        po::value<std::string>()->value_name("N")->default_value(std::to_string(kDefaultLogLevel)),
+        "lines up to this level: 3 errors, 6 information, 7 debugging")("help", "print this help")(
+        "version", "print the version");
+    return options.add(DescribeLimits());
+}
+
+std::string HelpText(const po::options_description& options) {
+    std::ostringstream text;
+    text << kHelpHead << "\n" << options << kHelpTail;
+    return text.str();
+}
+
+std::string VersionText() {
+    return std::string("driverhost ") + kVersion + " (driver ABI " + std::to_string(dv::kAbiVersion) + ")\n";
+}
+
+po::variables_map Parse(int argc, const char* const* argv, const po::options_description& options) {
+    // An abbreviation that works today may be ambiguous tomorrow.
+    const int style = po::command_line_style::default_style & ~po::command_line_style::allow_guessing;
+    po::variables_map values;
+    po::store(po::command_line_parser(argc, argv)
+                  .options(options)
+                  .positional(po::positional_options_description())
+                  .style(style)
+                  .run(),
+              values);
+    return values;
+}
+
+std::string Text(const po::variables_map& values, const char* name) {
+    return values.count(name) > 0 ? values[name].as<std::string>() : std::string();
+}
+
+std::string FromEnvironment(const char* name) {
+    const char* value = std::getenv(name);
+    return value ? value : "";
+}
+
+std::string DefaultStateFolder() {
+    if (const std::string given = FromEnvironment("STATE_DIRECTORY"); !given.empty()) return given;
+    if (const std::string states = FromEnvironment("XDG_STATE_HOME"); !states.empty()) {
+        return states + "/driverhost";
+    }
+    if (const std::string home = FromEnvironment("HOME"); !home.empty())
+        return home + "/.local/state/driverhost";
+    throw OptionError("there is no default state folder without $HOME; give --state-dir");
+}
+
+std::string DefaultPluginFolder() {
+    std::error_code error;
+    const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+    if (error) throw OptionError("the program's own folder is unknown; give --plugin-dir");
+    return (program.parent_path().parent_path() / "plugins").string();
+}
+
+unsigned int ParseLogLevel(const std::string& text) {
+    if (text.size() == 1 && text[0] >= '0' && text[0] <= static_cast<char>('0' + kHighestLogLevel)) {
+        return static_cast<unsigned int>(text[0] - '0');
+    }
+    throw OptionError("--log-level " + text + ": expected a number from 0 to " +
+                      std::to_string(kHighestLogLevel));
+}
+
+ListenAddress ParseListen(const std::string& text, bool hasToken) {
+    const auto address = ParseListenAddress(text);
+    if (!address) {
+        throw OptionError("--listen " + text + ": expected ADDRESS:PORT, like 127.0.0.1:8350 or [::1]:8350");
+    }
+    if (!address->IsLoopback() && !hasToken) {
+        throw OptionError("--listen " + text + ": others can reach this address, so --token-file is needed");
+    }
+    return *address;
+}
+
+Limits ReadLimits(const po::variables_map& values) {
+    Limits limits;
+    for (const LimitRow& row : LimitTable()) {
+        const std::string text = Text(values, row.option);
+        const Fault fault = SetLimit(limits, row, text);
+        if (!fault.empty()) throw OptionError("--" + std::string(row.option) + " " + text + ": " + fault);
+    }
+    return limits;
+}
+
+Options Read(const po::variables_map& values) {
+    Options options;
+    options.home = Text(values, "home");
+    if (options.home.empty())
+        throw OptionError("--home FILE is missing; driverhost --help lists the options");
+    const std::string tokenFile = Text(values, "token-file");
+    if (values.count("token-file") > 0) options.token = ReadTokenFile(tokenFile);
+    options.listen = ParseListen(Text(values, "listen"), !options.token.empty());
+    options.logLevel = ParseLogLevel(Text(values, "log-level"));
+    options.limits = ReadLimits(values);
+    options.stateFolder = Text(values, "state-dir");
+    if (options.stateFolder.empty()) options.stateFolder = DefaultStateFolder();
+    options.pluginFolder = Text(values, "plugin-dir");
+    if (options.pluginFolder.empty()) options.pluginFolder = DefaultPluginFolder();
+    return options;
+}
+
+Options PrintOnly(std::string text) {
+    Options options;
+    options.printOnly = std::move(text);
+    return options;
+}
+
+}  // namespace
+
+Options ParseOptions(int argc, const char* const* argv) {
+    const po::options_description described = DescribeOptions();
+    try {
+        const po::variables_map values = Parse(argc, argv, described);
+        if (values.count("help") > 0) return PrintOnly(HelpText(described));
+        if (values.count("version") > 0) return PrintOnly(VersionText());
+        return Read(values);
+    } catch (const po::error& error) {
+        throw OptionError(std::string(error.what()) + "; driverhost --help lists the options");
+    }
+}
+
+}  // namespace driverhost
