@@ -260,7 +260,7 @@ TEST_F(Sysman, DoesNotWaitLongForAnotherRequest) {
     Ask("enable");
     const int lock = ::open((folder / "state" / "lock").c_str(), O_RDWR);
     ASSERT_EQ(0, ::flock(lock, LOCK_EX));
-    const test::ProgramResult result = Ask("disable");
+    const test::ProgramResult result = Run({"disable", "sipproxy"});
     ::close(lock);
     EXPECT_EQ(1, result.status);
     EXPECT_EQ("", result.output);
