@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/process/DriverHost.h"
+#include "tests/support/process/Patience.h"
+#include "tests/support/process/Process.h"
 #include "tests/support/process/RunProgram.h"
 #include "tests/support/process/TempFolder.h"
 
@@ -100,8 +102,11 @@ TEST_F(IntercomctlAndHost, ABackupIsSavedAndLoaded) {
 TEST_F(IntercomctlAndHost, EventsOfThePastAreToldFromTheirId) {
     Ctl({"addGroup", "name=Upstairs"});
     const std::string url = "http://127.0.0.1:" + std::to_string(host.Port());
-    // timeout(1): the stream has no end of its own.
-    const test::ProgramResult result =
-        test::RunProgram({"timeout", "2", INTERCOMCTL_PROGRAM, "--url", url, "events", "--since", "0"});
-    EXPECT_THAT(result.output, HasSubstr("<GroupAdded>\n  <id>1</id>\n</GroupAdded>\n"));
+    const test::TempFolder folder;
+    const test::Process following(
+        {{INTERCOMCTL_PROGRAM, "--url", url, "events", "--since", "0"}, {}, folder / "output"});
+    EXPECT_TRUE(test::Comes([&] {
+        return test::ReadFile(folder / "output").find("<GroupAdded>\n  <id>1</id>\n</GroupAdded>\n") !=
+               std::string::npos;
+    })) << test::ReadFile(folder / "output");
 }

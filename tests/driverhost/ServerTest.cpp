@@ -20,11 +20,9 @@ using testing::StartsWith;
 class ServerTest : public HostFixture {
 protected:
     ServerTest() {
-        limits_.headTime = 200ms;
-        limits_.bodyTime = 300ms;
-        limits_.idleTime = 400ms;
-        limits_.lingerTime = 200ms;
-        limits_.writeTime = 5s;
+        for (auto* time : {&limits_.headTime, &limits_.bodyTime, &limits_.idleTime, &limits_.lingerTime,
+                           &limits_.writeTime})
+            *time = test::kPatience;  // but where a test is about one of them
         limits_.tick = 20ms;
     }
 
@@ -150,20 +148,23 @@ TEST_F(ServerTest, AStrangersBodyIsNotWaitedFor) {
 }
 
 TEST_F(ServerTest, AHeadThatDoesNotCompleteIsAnswered) {
+    limits_.headTime = 200ms;
     Serve();
     EXPECT_THAT(ConversationOf("GET / HTTP/1.1\r\nHos"), StartsWith("HTTP/1.1 408 Request Timeout\r\n"));
 }
 
 TEST_F(ServerTest, ABodyThatDoesNotCompleteIsAnswered) {
+    limits_.bodyTime = 200ms;
     Serve();
     EXPECT_THAT(ConversationOf("POST / HTTP/1.1\r\nHost: localhost\r\nContent-Length: 9\r\n\r\na="),
                 StartsWith("HTTP/1.1 408 "));
 }
 
 TEST_F(ServerTest, AnIdleConnectionIsClosed) {
+    limits_.idleTime = 200ms;
     Serve();
     EXPECT_EQ(ConversationOf(""), "");
-    EXPECT_THAT(ConversationOf(RequestText("GET", "/health")), StartsWith("HTTP/1.1 200 "));
+    EXPECT_EQ(With([this] { return AskedConnection(port_, "/health")->ReadToEnd(); }), "");
     EXPECT_EQ(server_->Connections(), 0U);
 }
 
@@ -183,7 +184,6 @@ TEST_F(ServerTest, AClientThatWaitsForPermissionGetsIt) {
 
 TEST_F(ServerTest, OneConnectionTooManyIsRefused) {
     limits_.connections = 2;
-    limits_.idleTime = 10s;
     Serve();
     const std::string said = With([this] {
         HttpConnection first(port_);
@@ -237,13 +237,12 @@ TEST_F(ServerTest, AReaderResumesWhereItStopped) {
 
 TEST_F(ServerTest, CommentsKeepAQuietStreamOpen) {
     limits_.commentTime = 50ms;
+    limits_.idleTime = 200ms;
     Serve();
     const std::string told = With([this] {
-        HttpConnection reader(port_);
-        reader.Send(RequestText("GET", "/events"));
-        reader.ReadUntil("\r\n\r\n");
-        std::this_thread::sleep_for(600ms);  // beyond the time for idle connections
-        return reader.ReadUntil(":\n\n") + reader.ReadUntil(":\n\n");
+        const auto reader = AskedConnection(port_, "/events");
+        std::this_thread::sleep_for(2 * limits_.idleTime);
+        return reader->ReadUntil(":\n\n") + reader->ReadUntil(":\n\n");
     });
     EXPECT_EQ(told, ":\n\n:\n\n");
 }
@@ -305,7 +304,6 @@ TEST_F(ServerTest, AnAnswerThatWaitsForTheDiskOutlivesTheStop) {
 }
 
 TEST_F(ServerTest, StoppingClosesIdleConnectionsAndStreams) {
-    limits_.idleTime = 10s;
     Serve();
     bool stopped = false;
     const std::string left = With([&] {

@@ -9,6 +9,7 @@
 #include "host/glue/Log.h"
 #include "tests/driverhost/support/FaultRun.h"
 #include "tests/driverhost/support/StoreHistory.h"
+#include "tests/support/process/Patience.h"
 
 namespace driverhost {
 namespace {
@@ -17,7 +18,6 @@ using namespace std::chrono_literals;
 
 constexpr int kActions = 8;  // in one life of the process
 constexpr unsigned int kSeeds = 3;
-constexpr auto kPatience = 20s;
 
 std::string AnyDocument(std::string_view) {
     return {};
@@ -144,7 +144,7 @@ private:
 
     template <class Condition>
     void TurnUntil(Condition condition, const char* what) {
-        const auto end = Clock::now() + kPatience;
+        const auto end = Clock::now() + test::kPatience;
         while (!condition() && Clock::now() < end) {
             thread_.After(1ms, [this] { thread_.Stop(); });
             thread_.Run();

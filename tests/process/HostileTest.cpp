@@ -21,6 +21,7 @@ using testing::StartsWith;
 
 constexpr std::size_t kMegabyte = 1024 * 1024;
 constexpr auto kPromise = 100ms;  // a command of a quiet home, whatever came before
+constexpr int kSlower = 10;       // than before, on a machine that is too slow for the promise
 
 // A sanitizer keeps what was freed for a while, and shadows it.
 #ifdef SANITIZED
@@ -32,6 +33,8 @@ constexpr std::size_t kMemoryLeft = 24 * kMegabyte;
 const std::string kEcho = "/drivers/lamp/commands/echo";
 const std::string kFormHead =
     "POST " + kEcho + " HTTP/1.1\r\nHost: localhost\r\nContent-Type: application/x-www-form-urlencoded\r\n";
+
+const std::string kChunked = kFormHead + "Transfer-Encoding: chunked\r\n\r\n";
 
 class HostileTest : public ProcessFixture {
 protected:
@@ -45,34 +48,34 @@ protected:
         setrlimit(RLIMIT_NOFILE, &files);
     }
 
-    /// Starts the host with short times, and notes what it holds.
+    /// Starts the host, which looks at its clocks often, and notes what it holds and how quick it is.
     void Begin(const std::vector<std::string>& more = {}) {
-        std::vector<std::string> options = {"--tick-time", "20", "--linger-time", "200"};
+        std::vector<std::string> options = {"--tick-time", "20"};
         options.insert(options.end(), more.begin(), more.end());
         Start(options);
         EXPECT_EQ(Command("lamp", "count"), "<count>1</count>");
+        for (int attempt = 0; attempt < 5; ++attempt)
+            promise_ = std::min(promise_, kSlower * TimeOfCommand());
+        promise_ = std::max<steady_clock::duration>(promise_, kPromise);
         descriptors_ = host_->Descriptors().size();
         memory_ = host_->ResidentBytes();
     }
 
-    /// The time of a command, the best of a few.
-    steady_clock::duration BestTime() const {
-        steady_clock::duration best = 1h;
-        for (int attempt = 0; attempt < 20 && best > kPromise / 10; ++attempt) {
-            const auto begin = steady_clock::now();
-            EXPECT_THAT(Command("agent", "getGroupList"), StartsWith("<"));
-            best = std::min(best, steady_clock::now() - begin);
-        }
-        return best;
+    steady_clock::duration TimeOfCommand() const {
+        const auto begin = steady_clock::now();
+        EXPECT_THAT(Command("agent", "getGroupList"), StartsWith("<groups"));
+        return steady_clock::now() - begin;
     }
 
-    void ExpectWell() {
-        EXPECT_LT(BestTime(), kPromise);
-        const auto deadline = steady_clock::now() + 20s;
-        while (host_->Descriptors().size() > descriptors_ && steady_clock::now() < deadline)
-            std::this_thread::sleep_for(10ms);
-        EXPECT_LE(host_->Descriptors().size(), descriptors_);
-        EXPECT_LT(host_->ResidentBytes(), memory_ + kMemoryLeft);
+    /// A machine that does much else needs several attempts at it.
+    void ExpectQuick() const {
+        EXPECT_TRUE(test::Comes([this] { return TimeOfCommand() < promise_; }));
+    }
+
+    void ExpectWell() const {
+        EXPECT_TRUE(test::Comes([this] { return host_->Descriptors().size() <= descriptors_; }));
+        EXPECT_TRUE(test::Comes([this] { return host_->ResidentBytes() < memory_ + kMemoryLeft; }));
+        ExpectQuick();
     }
 
     /// What the host says to these bytes until it closes.
@@ -100,20 +103,18 @@ protected:
         return all;
     }
 
+    /// With escapes only where the form needs them.
     static std::string Encoded(const std::string& text) {
         std::string encoded;
-        for (const char c : text) {
-            if (c == '&' || c == '+' || c == '%') {
-                encoded += test::PercentEncoded(std::string(1, c));
-            } else {
-                encoded += c;
-            }
-        }
-        return encoded;
+        std::size_t begin = 0;
+        for (std::size_t at; (at = text.find_first_of("&+%", begin)) != std::string::npos; begin = at + 1)
+            encoded.append(text, begin, at - begin).append(test::PercentEncoded(text.substr(at, 1)));
+        return encoded.append(text, begin);
     }
 
     std::size_t descriptors_ = 0;
     std::size_t memory_ = 0;
+    steady_clock::duration promise_ = steady_clock::duration::max();
 };
 
 TEST_F(HostileTest, HeadsWithoutEnd) {
@@ -133,11 +134,9 @@ TEST_F(HostileTest, BodiesBeyondTheirBound) {
     const std::string refusal = ConversationOf(FormText("xml=" + fifty));
     EXPECT_THAT(refusal, StartsWith("HTTP/1.1 413 "));
     EXPECT_THAT(refusal, HasSubstr("at most 1048576 bytes"));
-    EXPECT_THAT(
-        ConversationOf(kFormHead + "Transfer-Encoding: chunked\r\n\r\n3200000\r\n" + fifty + "\r\n0\r\n\r\n"),
-        StartsWith("HTTP/1.1 413 "));
-    EXPECT_THAT(ConversationOf(kFormHead + "Transfer-Encoding: chunked\r\n\r\n" +
-                               Repeated("400\r\n" + std::string(1024, 'x') + "\r\n", 2000)),
+    EXPECT_THAT(ConversationOf(kChunked + "3200000\r\n" + fifty + "\r\n0\r\n\r\n"),
+                StartsWith("HTTP/1.1 413 "));
+    EXPECT_THAT(ConversationOf(kChunked + Repeated("400\r\n" + std::string(1024, 'x') + "\r\n", 2000)),
                 StartsWith("HTTP/1.1 413 "));
     EXPECT_THAT(ConversationOf(kFormHead + "Content-Length: 18446744073709551615\r\n\r\n"),
                 StartsWith("HTTP/1.1 413 "));
@@ -151,16 +150,17 @@ TEST_F(HostileTest, BodiesBeyondTheirBound) {
 
 TEST_F(HostileTest, HeadsAndBodiesThatDrip) {
     Begin({"--head-time", "300", "--body-time", "400"});
-    for (const std::string& start : {std::string("GET /hea"), kFormHead + "Content-Length: 100\r\n\r\na=",
-                                     kFormHead + "Transfer-Encoding: chunked\r\n\r\n64\r\na="}) {
-        HttpConnection connection(port_);
+    for (const std::string& start : {std::string("GET /hea"), kFormHead + "Content-Length: 100000\r\n\r\na=",
+                                     kChunked + "186A0\r\na="}) {
+        test::Connection connection(port_);
         connection.Send(start);
-        const auto deadline = steady_clock::now() + 900ms;
-        while (steady_clock::now() < deadline) {
+        std::string said;
+        EXPECT_TRUE(test::Comes([&] {
             connection.Send("x");
-            std::this_thread::sleep_for(50ms);
-        }
-        EXPECT_THAT(connection.ReadToEnd(), StartsWith("HTTP/1.1 408 ")) << start;
+            said = connection.Receive(50ms);
+            return !said.empty();
+        })) << start;
+        EXPECT_THAT(said, StartsWith("HTTP/1.1 408 ")) << start;
     }
     ExpectWell();
 }
@@ -173,11 +173,8 @@ TEST_F(HostileTest, AnswersThatNobodyTakes) {
         for (int request = 0; request < 12; ++request)  // more than the sockets hold
             clients.back()->Send(FormText("a=" + std::string(kMegabyte - 100, 'x')));
     }
-    EXPECT_LT(BestTime(), kPromise);
-    const auto deadline = steady_clock::now() + 30s;
-    while (Metric("driverhost_connections") > 1 && steady_clock::now() < deadline)
-        std::this_thread::sleep_for(20ms);
-    EXPECT_EQ(Metric("driverhost_connections"), 1) << "they were closed";
+    ExpectQuick();
+    EXPECT_TRUE(test::Comes([this] { return Metric("driverhost_connections") == 1; })) << "they were closed";
     ExpectWell();
 }
 
@@ -197,8 +194,7 @@ TEST_F(HostileTest, ManyRequestsInOnePiece) {
 
 TEST_F(HostileTest, ARequestInTwoPiecesWhereverItIsCut) {
     Begin();
-    const std::string chunked =
-        kFormHead + "Transfer-Encoding: chunked\r\n\r\n3\r\na=%\r\n4;x=y\r\n41&b\r\n0\r\nT: t\r\n\r\n";
+    const std::string chunked = kChunked + "3\r\na=%\r\n4;x=y\r\n41&b\r\n0\r\nT: t\r\n\r\n";
     for (const std::string& text : {FormText("a=%41&b"), chunked}) {
         HttpConnection connection(port_);
         for (std::size_t cut = 1; cut < text.size(); ++cut) {
@@ -298,22 +294,29 @@ TEST_F(HostileTest, RequestsHiddenInOthers) {
 }
 
 TEST_F(HostileTest, ChunksThatAreNone) {
-    Begin({"--body-time", "1000"});
-    const auto conversation = [this](const std::string& chunks) {
-        return ConversationOf(kFormHead + "Transfer-Encoding: chunked\r\n\r\n" + chunks);
-    };
+    Begin();
+    const auto conversation = [this](const std::string& chunks) { return ConversationOf(kChunked + chunks); };
     for (const char* size : {"x", "-1", "", " 1", "0x1", "1 1", "G", "10000000000000000", ";"})
         EXPECT_THAT(conversation(std::string(size) + "\r\na\r\n0\r\n\r\n"), StartsWith("HTTP/1.1 400 "))
             << size;
     EXPECT_THAT(conversation("FFFFFFFFFFFFFFFF\r\na"), StartsWith("HTTP/1.1 413 "));
     EXPECT_THAT(conversation("1\r\naXX0\r\n\r\n"), StartsWith("HTTP/1.1 400 "));
-    EXPECT_THAT(conversation("1\na\n0\n\n"), StartsWith("HTTP/1.1 4"));
     EXPECT_THAT(conversation("1;" + std::string(kMegabyte, 'x')), StartsWith("HTTP/1.1 4"));
     EXPECT_THAT(conversation("0\r\n" + Repeated("A: b\r\n", 100'000)), StartsWith("HTTP/1.1 4"));
     EXPECT_THAT(conversation("0\r\nContent-Length: 5\r\n\r\n"), StartsWith("HTTP/1.1 400 "));
+    ExpectWell();
+}
+
+TEST_F(HostileTest, ChunksWhoseLinesNeverEnd) {
+    Begin({"--body-time", "300"});
+    EXPECT_THAT(ConversationOf(kChunked + "1\na\n0\n\n"), StartsWith("HTTP/1.1 408 "));
+    ExpectWell();
+}
+
+TEST_F(HostileTest, ChunksOfOneByte) {
+    Begin();
     auto connection = std::make_unique<HttpConnection>(port_);
-    connection->Send(kFormHead + "Transfer-Encoding: chunked\r\n\r\n1\r\na\r\n1\r\n=\r\n" +
-                     Repeated("1\r\nx\r\n", 100'000) + "0\r\n\r\n");
+    connection->Send(kChunked + "1\r\na\r\n1\r\n=\r\n" + Repeated("1\r\nx\r\n", 100'000) + "0\r\n\r\n");
     EXPECT_EQ(connection->ReadAnswer().body, "<echo><a>" + std::string(100'000, 'x') + "</a></echo>");
     connection.reset();
     ExpectWell();
@@ -339,13 +342,14 @@ TEST_F(HostileTest, DocumentsThatAttackInParameters) {
         "<?xml version='1.0' encoding='UTF-16'?><a/>",
         Repeated("]]>", 100'000)};
     for (const std::string& document : documents) {
+        const std::string encoded = Encoded(document);
         for (const auto& [command, parameter] :
              {std::pair("setDeviceOrder", "xml"), std::pair("addContact", "phoneType"),
               std::pair("SIP_BROADCAST_CALL", "destinations")}) {
-            const int status = Ask("POST", "/drivers/agent/commands/" + std::string(command),
-                                   "source=101&video=0&contactId=1&displayName=n&" + std::string(parameter) +
-                                       "=" + Encoded(document))
-                                   .status;
+            const int status =
+                Ask("POST", "/drivers/agent/commands/" + std::string(command),
+                    "source=101&video=0&contactId=1&displayName=n&" + std::string(parameter) + "=" + encoded)
+                    .status;
             EXPECT_THAT(status, AnyOf(200, 204)) << command << " " << document.substr(0, 60);
         }
     }
@@ -372,7 +376,7 @@ TEST_F(HostileTest, TwoThousandConnectionsThatSayNothing) {
     std::vector<std::unique_ptr<HttpConnection>> idle;
     for (int connection = 0; connection < 2000; ++connection)
         idle.push_back(std::make_unique<HttpConnection>(port_));
-    EXPECT_LT(BestTime(), kPromise);
+    ExpectQuick();
     EXPECT_GE(Metric("driverhost_connections"), 2000);
     idle[1000]->Send(RequestText("GET", "/health"));
     EXPECT_EQ(idle[1000]->ReadAnswer().status, 200);
@@ -390,7 +394,7 @@ TEST_F(HostileTest, ConnectionsBeyondTheBound) {
     int refused = 0;
     for (int connection = 0; connection < 200; ++connection) {
         try {
-            HttpConnection more(port_, 5s);
+            HttpConnection more(port_);
             const std::string said = more.ReadToEnd();
             if (said.starts_with("HTTP/1.1 503 ")) ++refused;
             EXPECT_THAT(said, AnyOf("", HasSubstr("too many connections")));

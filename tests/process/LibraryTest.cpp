@@ -2,7 +2,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <filesystem>
 
 #include "tests/process/support/ProcessFixture.h"
@@ -17,10 +16,13 @@ protected:
     LibraryTest() { plugins_ = TEST_PLUGINS; }
 
     /// Starts a home of a lamp and of a driver "bad" of that library, which must not run.
-    void ExpectLeftOut(const std::string& library, const std::string& reason,
-                       const std::vector<std::string>& options = {}) {
+    void ExpectLeftOut(const std::string& library, const std::string& reason) {
         WriteHome(Driver(1, "bad", library) + Driver(2, "lamp", "probe"));
-        Start(options);
+        Start();
+        ExpectOthersRun(library, reason);
+    }
+
+    void ExpectOthersRun(const std::string& library, const std::string& reason) {
         EXPECT_THAT(Log(), HasSubstr(" 3 host driver bad (" + library + ") does not run: " + reason + "\n"));
         EXPECT_THAT(Ask("GET", "/drivers").body, HasSubstr("<status>failed</status><failure>" + reason));
         const HttpAnswer health = Ask("GET", "/health");
@@ -70,9 +72,17 @@ TEST_F(LibraryTest, ThatThrowsWhileItIsLoadedIsLeftOut) {
     EXPECT_EQ(Command("lamp", "count"), "<count>1</count>");
 }
 
+// The time must run out for one library and not for the other, so a machine that is too busy gets more of it.
 TEST_F(LibraryTest, ThatHangsWhileItIsLoadedIsLeftOutAfterItsTime) {
-    ExpectLeftOut("hang_at_load", "its library was not loaded within 3000 ms (--library-time)",
-                  {"--library-time", "3000"});
+    WriteHome(Driver(1, "bad", "hang_at_load") + Driver(2, "lamp", "probe"));
+    std::string time;
+    for (const char* longer : {"1000", "5000", "25000", "125000"}) {
+        time = longer;
+        Start({"--library-time", time});
+        if (Ask("GET", "/drivers").body.find("<library>probe</library><status>running<") != std::string::npos)
+            break;
+    }
+    ExpectOthersRun("hang_at_load", "its library was not loaded within " + time + " ms (--library-time)");
 }
 
 TEST_F(LibraryTest, IsTriedBeforeARestartToo) {
@@ -116,12 +126,12 @@ TEST_F(LibraryTest, ADriverThatHangsInItsStartIsNamedToWhoeverAsks) {
     WriteHome(Driver(1, "bad", "probe", "<waitsFor>" + go + "</waitsFor>") + Driver(2, "lamp", "probe"));
     StartListening({"--held-time", "200"});
     host_->WaitForLog(" 3 host driver bad has held the driver thread in Initialize for ");
-    const HttpAnswer answer = Ask("GET", "/drivers");
+    const HttpAnswer answer = AskUntil(503, "GET", "/drivers");
     EXPECT_EQ(answer.status, 503);
     EXPECT_THAT(answer.body, HasSubstr("driver bad has held the driver thread in Initialize for "));
     folder_.Write("go", "");
     host_->WaitUntilServing();
-    EXPECT_EQ(Command("lamp", "count"), "<count>1</count>");
+    EXPECT_EQ(AskUntil(200, "POST", "/drivers/lamp/commands/count").body, "<count>1</count>");
     EXPECT_EQ(Stop(), 0);
 }
 

@@ -129,8 +129,7 @@ TEST_F(SecretsTest, StatesThatAreRefusedOrDamagedTellNoPassword) {
 
 TEST_F(SecretsTest, DisksThatFailTellNoPassword) {
     StartLoud();
-    std::filesystem::rename(StateFolder() + "/agent", StateFolder() + "/aside");
-    folder_.Write("state/agent", "in the way");
+    BlockState("agent");
     EXPECT_EQ(Run("editService", "name=P&host=h&username=u&password=" + kPassword), 503);
     ExpectHushed();
 }

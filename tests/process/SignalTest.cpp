@@ -177,14 +177,12 @@ TEST_F(SignalTest, AFaultyHomeFileChangesNothingAndIsOneLine) {
 TEST_F(SignalTest, AHomeFileThatTakesADriverAwayWaitsForItsDisk) {
     Start();
     Command("shutter", "setQuietly", "value=down");
-    std::filesystem::rename(StateFolder() + "/shutter", StateFolder() + "/aside");
-    folder_.Write("state/shutter", "in the way");
+    BlockState("shutter");
     WriteHome(Driver(1, "lamp", "probe"));
     Reread();
     EXPECT_THAT(Log(), HasSubstr("nothing changed: the state of driver shutter could not be stored: "));
     EXPECT_THAT(Command("shutter", "get"), HasSubstr("<value>down</value>"));
-    std::filesystem::remove(StateFolder() + "/shutter");
-    std::filesystem::rename(StateFolder() + "/aside", StateFolder() + "/shutter");
+    FreeState("shutter");
     Reread();
     EXPECT_EQ(Ask("POST", "/drivers/shutter/commands/get").status, 404);
     WriteHome(Driver(2, "shutter", "probe"));
@@ -280,18 +278,25 @@ TEST_F(SignalTest, ALowSoftLimitOfOpenFilesIsRaised) {
 class ManagerTest : public SignalTest {
 protected:
     ManagerTest() {
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        const std::string path = folder_.Path() + "/notify";
-        path.copy(address.sun_path, sizeof address.sun_path - 1);
-        EXPECT_EQ(bind(socket_.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-        environment_["NOTIFY_SOCKET"] = path;
+        address_.sun_family = AF_UNIX;
+        path_.copy(address_.sun_path, sizeof address_.sun_path - 1);
+        EXPECT_EQ(bind(socket_.Get(), reinterpret_cast<const sockaddr*>(&address_), sizeof address_), 0);
+        environment_["NOTIFY_SOCKET"] = path_;
+    }
+
+    /// Has more messages wait than the system takes for one that does not read.
+    void FillQueue() const {
+        const FileDescriptor sender(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+        const auto* const address = reinterpret_cast<const sockaddr*>(&address_);
+        while (sendto(sender.Get(), "x", 1, 0, address, sizeof address_) == 1) {
+        }
+        EXPECT_EQ(errno, EAGAIN);
     }
 
     /// The next message; waits for it.
     std::string Message() {
         std::array<char, 200> bytes;
-        const timeval patience{30, 0};
+        const timeval patience{test::kPatience.count(), 0};
         setsockopt(socket_.Get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
         const ssize_t got = recv(socket_.Get(), bytes.data(), bytes.size(), 0);
         return got > 0 ? std::string(bytes.data(), static_cast<std::size_t>(got)) : "none";
@@ -306,6 +311,8 @@ protected:
         return all;
     }
 
+    const std::string path_ = folder_.Path() + "/notify";
+    sockaddr_un address_{};
     FileDescriptor socket_{socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
 };
 
@@ -321,18 +328,23 @@ TEST_F(ManagerTest, HearsOfStartRereadingAndEndAndOfNothingElse) {
 
 TEST_F(ManagerTest, IsTheWatchdogsOnlyWhenItAsks) {
     environment_["WATCHDOG_USEC"] = "100000";
-    Start();
-    const std::vector<std::string> heard = {Message(), Message(),
-                                            Message()};  // it may look before it is told
-    EXPECT_THAT(heard, testing::UnorderedElementsAre("READY=1", "WATCHDOG=1", "WATCHDOG=1"));
+    Launch();
+    int ready = 0;
+    int signs = 0;
+    while (ready < 1 || signs < 2) {  // on a busy machine many signs come before it is ready
+        const std::string message = Message();
+        ASSERT_THAT(message, testing::AnyOf("READY=1", "WATCHDOG=1"));
+        ++(message == "READY=1" ? ready : signs);
+    }
 }
 
 TEST_F(ManagerTest, ThatDoesNotReadHoldsNobody) {
     Start();
-    for (int round = 0; round < 40; ++round)
-        host_->Signal(SIGHUP);
+    EXPECT_EQ(Message(), "READY=1");
+    FillQueue();
+    Reread();
     EXPECT_EQ(Command("lamp", "count"), "<count>1</count>");
-    EXPECT_EQ(Messages().front(), "READY=1");
+    EXPECT_THAT(Log(), HasSubstr(" 3 host the service manager at " + path_ + " does not listen\n"));
     EXPECT_EQ(Stop(), 0);
 }
 

@@ -64,8 +64,7 @@ TEST_F(TroubleTest, WorkFromADriversOwnThreadsArrives) {
 TEST_F(TroubleTest, AFailingDiskIsAnsweredShownAndRecoveredFrom) {
     Start();
     EXPECT_EQ(Ask("POST", "/drivers/lamp/commands/set", "value=1").status, 200);
-    std::filesystem::rename(StateFolder() + "/lamp", StateFolder() + "/aside");
-    folder_.Write("state/lamp", "in the way");
+    BlockState("lamp");
     const HttpAnswer refused = Ask("POST", "/drivers/lamp/commands/set", "value=2");
     EXPECT_EQ(refused.status, 503);
     EXPECT_THAT(refused.body, HasSubstr("done, but not stored: cannot write "));
@@ -74,8 +73,7 @@ TEST_F(TroubleTest, AFailingDiskIsAnsweredShownAndRecoveredFrom) {
     EXPECT_THAT(red.body, HasSubstr("<error>the state of driver lamp is not stored: cannot write "));
     EXPECT_THAT(Ask("GET", "/metrics").body,
                 HasSubstr("driverhost_state_write_failures_total{driver=\"lamp\"} "));
-    std::filesystem::remove(StateFolder() + "/lamp");
-    std::filesystem::rename(StateFolder() + "/aside", StateFolder() + "/lamp");
+    FreeState("lamp");
     host_->WaitForLog(" 6 lamp the state is stored again");
     EXPECT_EQ(Ask("GET", "/health").body, "<health>ok</health>");
     Kill();
@@ -128,14 +126,16 @@ TEST_F(TroubleTest, AStateThatEndsTheProcessIsNotWhatTheNextOneBeginsWith) {
 TEST_F(TroubleTest, AHeldThreadIsAnsweredForByTheWatchdog) {
     Start({"--held-time", "300"});
     const std::string letGo = folder_.Path() + "/let-go";
-    std::thread held([&] { EXPECT_EQ(Command("lamp", "holdUntil", "path=" + letGo), "<success/>"); });
+    std::thread held([&] {
+        EXPECT_EQ(AskUntil(200, "POST", "/drivers/lamp/commands/holdUntil", "path=" + letGo).status, 200);
+    });
     host_->WaitForLog(" 3 host driver lamp has held the driver thread in holdUntil for ");
-    const HttpAnswer answer = Ask("GET", "/drivers");
+    const HttpAnswer answer = AskUntil(503, "GET", "/drivers");
     EXPECT_EQ(answer.status, 503);
     EXPECT_THAT(answer.body, HasSubstr("driver lamp has held the driver thread in holdUntil for "));
     folder_.Write("let-go", "");
     held.join();
-    EXPECT_EQ(Ask("GET", "/drivers").status, 200);
+    EXPECT_EQ(AskUntil(200, "GET", "/drivers").status, 200);
     EXPECT_EQ(Stop(), 0);
 }
 

@@ -12,8 +12,6 @@ namespace {
 
 using std::chrono::steady_clock;
 
-/// How long something that is expected may be late, on a machine under load.
-constexpr std::chrono::seconds kPatience{5};
 constexpr std::chrono::milliseconds kBetweenLooks{10};
 constexpr std::size_t kPageWidth = 100;
 
@@ -159,7 +157,7 @@ void Player::Start() {
 void Player::Watch(const Step& step, Seen& seen) {
     TakeEvents(seen.events, step.events.size());
     seen.requests = host_.TakeRequests();
-    const auto end = steady_clock::now() + kPatience;
+    const auto end = steady_clock::now() + patience_;
     for (;;) {
         for (const std::string& line : host_.TakeLog())
             seen.log.push_back(WithoutTime(line));
@@ -171,7 +169,7 @@ void Player::Watch(const Step& step, Seen& seen) {
 // What the process says it has sent is waited for, so that an event too many is seen as well.
 void Player::TakeEvents(std::vector<std::string>& events, std::size_t expected) {
     const std::size_t sent = std::max(host_.EventsSent(), eventsRead_) - eventsRead_;
-    for (const test::Event& event : reader_->Take(std::max(sent, expected), kPatience))
+    for (const test::Event& event : reader_->Take(std::max(sent, expected), patience_))
         events.push_back(event.type.empty() ? event.data : event.type + " " + event.data);
     eventsRead_ += events.size();
 }

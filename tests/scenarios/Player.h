@@ -2,6 +2,7 @@
 #ifndef TESTS_SCENARIOS_PLAYER_H
 #define TESTS_SCENARIOS_PLAYER_H
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,7 +23,8 @@ struct Seen {
 
 class Player {
 public:
-    explicit Player(const std::string& home) : host_(home) {}
+    /// What a step expects is waited for so long.
+    Player(const std::string& home, std::chrono::milliseconds patience) : host_(home), patience_(patience) {}
 
     /// Starts the process, unless the scenario does it in its first step.
     void Begin(const Scenario& scenario);
@@ -43,6 +45,7 @@ private:
     void TakeEvents(std::vector<std::string>& events, std::size_t expected);
 
     test::DriverHost host_;
+    const std::chrono::milliseconds patience_;
     std::optional<test::EventReader> reader_;
     std::size_t eventsRead_ = 0;  // of this run of the process
 };

@@ -1,5 +1,7 @@
-// run_scenario [--record] PATH...: plays scenarios, each a folder or a page. Ends with 1 when one of them
-// differs from what it expects; --record prints the steps with what was seen in the place of that.
+// run_scenario [--record] [--patience=MS] PATH...: plays scenarios, each a folder or a page. Ends with 1 when
+// one of them differs from what it expects; --record prints the steps with what was seen in the place of
+// that. What is expected is waited for, for MS at most.
+#include <chrono>
 #include <cstdio>
 #include <exception>
 #include <string>
@@ -7,6 +9,7 @@
 
 #include "tests/scenarios/Player.h"
 #include "tests/scenarios/Scenario.h"
+#include "tests/support/process/Patience.h"
 
 namespace {
 
@@ -15,10 +18,12 @@ using scenario::Scenario;
 using scenario::Step;
 
 constexpr char kUsage[] =
-    "use: run_scenario [--record] PATH...  (a folder with home.xml and steps, or a page)";
+    "use: run_scenario [--record] [--patience=MS] PATH...  (a folder with home.xml and steps, or a page)";
+constexpr std::string_view kPatienceOption = "--patience=";
 
 struct Options {
     bool record = false;
+    std::chrono::milliseconds patience = test::kPatience;
     std::vector<std::string> paths;
 };
 
@@ -27,6 +32,8 @@ Options ReadOptions(const std::vector<std::string>& words) {
     for (const std::string& word : words) {
         if (word == "--record")
             options.record = true;
+        else if (word.starts_with(kPatienceOption))
+            options.patience = std::chrono::milliseconds(std::stoi(word.substr(kPatienceOption.size())));
         else
             options.paths.push_back(word);
     }
@@ -50,9 +57,9 @@ bool PlayStep(Player& player, const Scenario& scenario, const Step& step) {
     return false;
 }
 
-bool Run(const std::string& path) {
+bool Run(const std::string& path, std::chrono::milliseconds patience) {
     const Scenario scenario = scenario::ReadScenario(path);
-    Player player(scenario.home);
+    Player player(scenario.home, patience);
     player.Begin(scenario);
     for (const Step& step : scenario.steps)
         if (!PlayStep(player, scenario, step)) return false;
@@ -61,9 +68,9 @@ bool Run(const std::string& path) {
     return true;
 }
 
-bool Record(const std::string& path) {
+bool Record(const std::string& path, std::chrono::milliseconds patience) {
     Scenario scenario = scenario::ReadScenario(path);
-    Player player(scenario.home);
+    Player player(scenario.home, patience);
     player.Begin(scenario);
     for (Step& step : scenario.steps)
         std::printf("%s", RecordOf(step, player.Play(step)).c_str());
@@ -71,9 +78,9 @@ bool Record(const std::string& path) {
     return true;
 }
 
-bool RunOrRecord(const std::string& path, bool record) {
+bool RunOrRecord(const std::string& path, const Options& options) {
     try {
-        return record ? Record(path) : Run(path);
+        return options.record ? Record(path, options.patience) : Run(path, options.patience);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s\n", error.what());
         return false;
@@ -90,6 +97,6 @@ int main(int argc, char** argv) {
     }
     bool allWell = true;
     for (const std::string& path : options.paths)
-        allWell = RunOrRecord(path, options.record) && allWell;
+        allWell = RunOrRecord(path, options) && allWell;
     return allWell ? 0 : 1;
 }

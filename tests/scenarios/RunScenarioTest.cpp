@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/process/Patience.h"
 #include "tests/support/process/Process.h"
 #include "tests/support/process/TempFolder.h"
 
@@ -24,8 +25,10 @@ protected:
         test::Process::Command command{{RUN_SCENARIO}, {}, folder_ / "output"};
         command.words.insert(command.words.end(), options.begin(), options.end());
         command.words.push_back(folder_.Path().string());
-        return test::Process(command).Wait(std::chrono::minutes(2)).value_or(-1);
+        return test::Process(command).Wait(2 * test::kPatience).value_or(-1);
     }
+    /// The same with steps that expect what never comes.
+    int RunInVain(const std::string& steps) { return Run(steps, {"--patience=100"}); }
 
     std::string Output() const { return test::ReadFile(folder_ / "output"); }
 
@@ -56,7 +59,7 @@ TEST_F(RunScenario, EventTooManyIsADifference) {
 }
 
 TEST_F(RunScenario, MissingEventIsADifference) {
-    EXPECT_EQ(1, Run("> agent getPopupTimeout\n<timeout>20</timeout>\n! <PopupTimeoutChanged/>\n"));
+    EXPECT_EQ(1, RunInVain("> agent getPopupTimeout\n<timeout>20</timeout>\n! <PopupTimeoutChanged/>\n"));
     EXPECT_THAT(Output(), HasSubstr("  - <PopupTimeoutChanged/>\n"));
 }
 
@@ -66,7 +69,7 @@ TEST_F(RunScenario, RequestTooManyIsADifference) {
 }
 
 TEST_F(RunScenario, MissingLogLineIsADifference) {
-    EXPECT_EQ(1, Run("> agent getPopupTimeout\n<timeout>20</timeout>\n~ 3 agent nobody said this\n"));
+    EXPECT_EQ(1, RunInVain("> agent getPopupTimeout\n<timeout>20</timeout>\n~ 3 agent nobody said this\n"));
     EXPECT_THAT(Output(), HasSubstr("  - 3 agent nobody said this\n"));
 }
 

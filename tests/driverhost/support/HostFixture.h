@@ -19,6 +19,7 @@
 #include "driverhost/state/StateKeeper.h"
 #include "driverhost/state/StateStore.h"
 #include "tests/driverhost/support/MemoryFileSystem.h"
+#include "tests/support/process/Patience.h"
 
 namespace driverhost {
 
@@ -43,12 +44,14 @@ protected:
 
     /// Turns the loop until nothing is left to do, or so long at most.
     void Turn(std::chrono::milliseconds time = std::chrono::milliseconds(50));
-    /// Turns the loop until `condition` holds; fails the test after some seconds.
+    /// Turns the loop until `condition` holds; fails the test when it never does.
     template <class Condition>
     void TurnUntil(Condition condition) {
-        for (int tries = 0; tries < 400 && !condition(); ++tries)
+        const auto end = Clock::now() + test::kPatience;
+        while (!condition()) {
+            if (Clock::now() > end) FAIL() << "it did not come";
             Turn(std::chrono::milliseconds(10));
-        EXPECT_TRUE(condition());
+        }
     }
 
     /// The newest stored document of a driver; empty when there is none.

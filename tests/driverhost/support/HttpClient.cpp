@@ -87,6 +87,34 @@ std::string RequestText(std::string_view method, std::string_view target, std::s
     return text.append("\r\n").append(form);
 }
 
+HttpAnswer AskAgainUntil(int port, int status, std::string_view method, std::string_view target,
+                         std::string_view form) {
+    HttpAnswer answer;
+    test::Comes([&] {
+        try {
+            answer = AskOnce(port, method, target, form);
+        } catch (const std::runtime_error&) {
+            answer = {};  // closed before it was answered
+        }
+        return answer.status == status;
+    });
+    return answer;
+}
+
+std::unique_ptr<HttpConnection> AskedConnection(int port, std::string_view target) {
+    std::unique_ptr<HttpConnection> connection;
+    const bool answered = test::Comes([&] {
+        connection = std::make_unique<HttpConnection>(port);
+        try {
+            return connection->Ask("GET", target).status == 200;
+        } catch (const std::runtime_error&) {
+            return false;  // closed before it was answered
+        }
+    });
+    if (!answered) throw std::runtime_error("no answer on any connection");
+    return connection;
+}
+
 HttpAnswer AskOnce(int port, std::string_view method, std::string_view target, std::string_view form,
                    std::string_view headers) {
     return HttpConnection(port).Ask(method, target, form, headers);

@@ -4,10 +4,12 @@
 
 #include <chrono>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 
 #include "tests/support/process/HttpClient.h"
+#include "tests/support/process/Patience.h"
 
 namespace driverhost {
 
@@ -20,7 +22,7 @@ struct HttpAnswer {
 /// Throws std::runtime_error when the other side does not do its part in time.
 class HttpConnection {
 public:
-    explicit HttpConnection(int port, std::chrono::milliseconds patience = std::chrono::seconds(30));
+    explicit HttpConnection(int port, std::chrono::milliseconds patience = test::kPatience);
 
     /// What the other side does not take is left: what it said can be read still.
     void Send(std::string_view bytes);
@@ -50,6 +52,14 @@ std::string RequestText(std::string_view method, std::string_view target, std::s
 /// One request on a connection of its own.
 HttpAnswer AskOnce(int port, std::string_view method, std::string_view target, std::string_view form = "",
                    std::string_view headers = "");
+
+/// Asks again, each time on a new connection, until the answer has that status; the last answer.
+HttpAnswer AskAgainUntil(int port, int status, std::string_view method, std::string_view target,
+                         std::string_view form = "");
+
+/// A connection whose request was answered, and its body read. Where the time for idle connections is short,
+/// a busy machine may be too late with the request: then it is sent again on another one.
+std::unique_ptr<HttpConnection> AskedConnection(int port, std::string_view target);
 
 }  // namespace driverhost
 

@@ -4,24 +4,19 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
-#include <thread>
 #include <utility>
 
+#include "tests/support/process/Patience.h"
 #include "tests/support/process/TempFolder.h"
 
 namespace driverhost {
 namespace {
 
-using namespace std::chrono_literals;
-
-constexpr auto kPatience = 60s;  // sanitizers are slow, and so are machines that do much else
-constexpr auto kLook = 5ms;
 constexpr char kServing[] = "host listening on http://";
 
 std::vector<std::string> WithProgram(const std::vector<std::string>& arguments, const std::string& shell) {
@@ -69,17 +64,20 @@ unsigned short HostProgram::WaitUntilServing() {
 }
 
 unsigned short HostProgram::WaitUntilListening() {
+    std::optional<unsigned short> port;
+    test::Comes([&] { return (port = FindListeningPort()) || !process_.IsRunning(); });
+    if (!port) throw std::runtime_error("it does not listen");
+    return *port;
+}
+
+std::optional<unsigned short> HostProgram::FindListeningPort() const {
     constexpr std::string_view socket = "socket:[";
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
-    while (std::chrono::steady_clock::now() < deadline && process_.IsRunning()) {
-        for (const auto& [number, target] : Descriptors()) {
-            if (!target.starts_with(socket)) continue;
-            const std::string inode = target.substr(socket.size(), target.size() - socket.size() - 1);
-            if (const auto port = PortOf(inode)) return *port;
-        }
-        std::this_thread::sleep_for(kLook);
+    for (const auto& [number, target] : Descriptors()) {
+        if (!target.starts_with(socket)) continue;
+        const std::string inode = target.substr(socket.size(), target.size() - socket.size() - 1);
+        if (const auto port = PortOf(inode)) return port;
     }
-    throw std::runtime_error("it does not listen");
+    return std::nullopt;
 }
 
 std::map<int, std::string> HostProgram::Descriptors() const {
@@ -102,20 +100,19 @@ std::size_t HostProgram::ResidentBytes() const {
 }
 
 void HostProgram::WaitForLog(const std::string& text) {
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
-    for (;;) {
+    const auto isThere = [&] {
         const std::string log = Log();
         const std::size_t found = log.find(text);
-        if (found != std::string::npos && log.find('\n', found) != std::string::npos) return;
-        if (!process_.IsRunning()) throw std::runtime_error("it has ended before '" + text + "':\n" + Log());
-        if (std::chrono::steady_clock::now() > deadline)
-            throw std::runtime_error("no '" + text + "':\n" + log);
-        std::this_thread::sleep_for(kLook);
-    }
+        return found != std::string::npos && log.find('\n', found) != std::string::npos;
+    };
+    bool runs = true;
+    test::Comes([&] { return isThere() || !(runs = process_.IsRunning()); });
+    if (isThere()) return;
+    throw std::runtime_error((runs ? "no '" : "it has ended before '") + text + "':\n" + Log());
 }
 
 int HostProgram::WaitForEnd() {
-    const std::optional<int> status = process_.Wait(kPatience);
+    const std::optional<int> status = process_.Wait(test::kPatience);
     if (!status) throw std::runtime_error("it does not end:\n" + Log());
     return *status;
 }

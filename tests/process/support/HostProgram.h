@@ -3,6 +3,7 @@
 #define TESTS_PROCESS_SUPPORT_HOSTPROGRAM_H
 
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -42,6 +43,8 @@ public:
     std::string Log() const;
 
 private:
+    std::optional<unsigned short> FindListeningPort() const;
+
     const std::string logPath_;
     test::Process process_;
 };

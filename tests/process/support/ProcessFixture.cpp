@@ -1,13 +1,22 @@
 #include "tests/process/support/ProcessFixture.h"
 
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 
+#include "tests/support/process/DriverHost.h"
+
 namespace driverhost {
+namespace {
+
+const std::string kAside = "aside";
+
+}  // namespace
 
 ProcessFixture::ProcessFixture() : plugins_(PLUGINS) {
     const std::string bin = folder_.Path() + "/bin";
@@ -35,6 +44,8 @@ std::vector<std::string> ProcessFixture::Arguments(const std::vector<std::string
     std::vector<std::string> all = {
         "--home", folder_.Path() + "/home.xml", "--state-dir", StateFolder(), "--plugin-dir", plugins_};
     all.insert(all.end(), more.begin(), more.end());
+    const std::vector<std::string> times = test::PatientTimes(more);
+    all.insert(all.end(), times.begin(), times.end());
     return all;
 }
 
@@ -90,6 +101,11 @@ HttpAnswer ProcessFixture::Ask(const std::string& method, const std::string& tar
     return AskOnce(port_, method, target, form, headers);
 }
 
+HttpAnswer ProcessFixture::AskUntil(int status, const std::string& method, const std::string& target,
+                                    const std::string& form) const {
+    return AskAgainUntil(port_, status, method, target, form);
+}
+
 std::string ProcessFixture::Command(const std::string& driver, const std::string& command,
                                     const std::string& form) const {
     return Ask("POST", "/drivers/" + driver + "/commands/" + command, form).body;
@@ -108,6 +124,22 @@ int ProcessFixture::Metric(const std::string& name) const {
     const std::string text = Ask("GET", "/metrics").body;
     const std::size_t found = text.find("\n" + name + " ");
     return found == std::string::npos ? -1 : std::stoi(text.substr(found + name.size() + 2));
+}
+
+void ProcessFixture::BlockState(const std::string& driver) {
+    folder_.Write("state/" + kAside, "in the way");
+    SwapState(driver);
+}
+
+void ProcessFixture::FreeState(const std::string& driver) {
+    SwapState(driver);
+    std::filesystem::remove(StateFolder() + "/" + kAside);
+}
+
+void ProcessFixture::SwapState(const std::string& driver) const {
+    const std::string aside = StateFolder() + "/" + kAside;
+    const std::string used = StateFolder() + "/" + driver;
+    EXPECT_EQ(renameat2(AT_FDCWD, aside.c_str(), AT_FDCWD, used.c_str(), RENAME_EXCHANGE), 0);
 }
 
 std::string ProcessFixture::Log() const {

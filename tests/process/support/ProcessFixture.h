@@ -24,7 +24,7 @@ protected:
     static std::string Driver(int id, const std::string& name, const std::string& library,
                               const std::string& config = "");
 
-    /// The arguments of a host of this home, with others behind them.
+    /// The arguments of a host of this home, with others behind them, and all the time it may need.
     std::vector<std::string> Arguments(const std::vector<std::string>& more = {}) const;
     /// Starts the host and does not wait.
     void Launch(const std::vector<std::string>& more = {});
@@ -43,6 +43,10 @@ protected:
 
     HttpAnswer Ask(const std::string& method, const std::string& target, const std::string& form = "",
                    const std::string& headers = "") const;
+    /// Asks until the answer has that status; the last answer. For hosts one of whose times is short: a busy
+    /// machine may let it run out for a request that has nothing to do with it.
+    HttpAnswer AskUntil(int status, const std::string& method, const std::string& target,
+                        const std::string& form = "") const;
     /// The body of the answer to a command.
     std::string Command(const std::string& driver, const std::string& command,
                         const std::string& form = "") const;
@@ -51,6 +55,11 @@ protected:
     std::string AllPlugins() const;
     /// The value of a metric without labels.
     int Metric(const std::string& name) const;
+
+    /// Puts a file in the place of a driver's state folder, so that nothing of it can be stored.
+    void BlockState(const std::string& driver);
+    /// Puts the folder back. The host, which may try to store at any time, finds one of both always.
+    void FreeState(const std::string& driver);
 
     std::string StateFolder() const { return folder_.Path() + "/state"; }
     std::string Log() const;
@@ -67,6 +76,7 @@ protected:
 
 private:
     std::unique_ptr<HostProgram> Begin(const std::vector<std::string>& arguments);
+    void SwapState(const std::string& driver) const;
 
     int starts_ = 0;
 };

@@ -2,19 +2,17 @@
 
 #include <signal.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <sstream>
 #include <stdexcept>
-#include <thread>
+
+#include "tests/support/process/Patience.h"
 
 namespace test {
 
 namespace {
 
-using std::chrono::steady_clock;
-
-constexpr std::chrono::seconds kPatience{60};
-constexpr std::chrono::milliseconds kBetweenLooks{5};
 constexpr char kRequests[] = "sysman.requests";
 constexpr char kAnswer[] = "sysman.answer";
 constexpr char kLog[] = "log";
@@ -46,6 +44,20 @@ std::vector<std::string> NewLines(const std::string& text, std::size_t& read) {
 
 }  // namespace
 
+std::vector<std::string> PatientTimes(const std::vector<std::string>& given) {
+    const std::string enough = std::to_string(std::chrono::milliseconds(10 * kPatience).count());
+    const std::vector<std::pair<std::string, std::string>> times = {
+        {"--head-time", enough},    {"--body-time", enough},   {"--idle-time", enough},
+        {"--write-time", enough},   {"--held-time", enough},   {"--end-time", enough},
+        {"--library-time", enough}, {"--linger-time", "60000"}};  // the most that the host takes for it
+    std::vector<std::string> arguments;
+    for (const auto& [option, value] : times) {
+        if (std::find(given.begin(), given.end(), option) != given.end()) continue;
+        arguments.insert(arguments.end(), {option, value});
+    }
+    return arguments;
+}
+
 DriverHost::DriverHost(const std::string& home) {
     WriteFile(folder_ / "home.xml", home);
     std::filesystem::create_directory(folder_ / "bin");
@@ -68,18 +80,17 @@ void DriverHost::Start() {
                      DRIVERHOST_PLUGINS,
                      "--log-level",
                      "7"};
+    const std::vector<std::string> times = PatientTimes();
+    command.words.insert(command.words.end(), times.begin(), times.end());
     command.environment = {{"PATH", (folder_ / "bin").string() + ":" + (path ? path : "/usr/bin:/bin")}};
     command.output = folder_ / kLog;
     process_ = std::make_unique<Process>(command);
 
-    const auto end = steady_clock::now() + kPatience;
-    std::optional<int> port = FindPort();
-    for (; !port; port = FindPort()) {
-        if (!process_->IsRunning() || steady_clock::now() > end)
-            throw std::runtime_error("driverhost does not start:\n" +
-                                     ReadFile(folder_ / kLog).substr(startOfRun_));
-        std::this_thread::sleep_for(kBetweenLooks);
-    }
+    std::optional<int> port;
+    Comes([&] { return (port = FindPort()) || !process_->IsRunning(); });
+    if (!port)
+        throw std::runtime_error("driverhost does not start:\n" +
+                                 ReadFile(folder_ / kLog).substr(startOfRun_));
     port_ = *port;
 }
 

@@ -14,6 +14,10 @@
 
 namespace test {
 
+/// Arguments that give a driverhost all the time it may need: a test that is about one of its times sets that
+/// one, and none of the others runs out however busy the machine is. Options in `given` are left out.
+std::vector<std::string> PatientTimes(const std::vector<std::string>& given = {});
+
 class DriverHost {
 public:
     explicit DriverHost(const std::string& home);

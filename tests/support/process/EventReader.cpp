@@ -3,13 +3,13 @@
 #include <stdexcept>
 #include <utility>
 
+#include "tests/support/process/Patience.h"
+
 namespace test {
 
 namespace {
 
 using std::chrono::steady_clock;
-
-constexpr std::chrono::seconds kPatience{60};
 
 std::string ValueOf(const std::string& line) {
     const auto begin = line.find_first_not_of(' ', line.find(':') + 1);

@@ -15,14 +15,14 @@
 #include <stdexcept>
 #include <utility>
 
+#include "tests/support/process/Patience.h"
+
 namespace test {
 
 namespace {
 
 using std::chrono::steady_clock;
 
-/// Far longer than any answer takes; a machine under load must not fail a test.
-constexpr std::chrono::seconds kPatience{60};
 constexpr std::string_view kEndOfHead = "\r\n\r\n";
 
 [[noreturn]] void Fail(const std::string& what) {

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/process/Patience.h"
+
 namespace test {
 
 struct ProgramResult {
@@ -20,7 +22,7 @@ struct ProgramResult {
 /// value is set, not removed. Throws std::runtime_error when there can be no process.
 ProgramResult RunProgram(const std::vector<std::string>& words,
                          const std::map<std::string, std::string>& environment = {},
-                         std::chrono::milliseconds most = std::chrono::seconds(30));
+                         std::chrono::milliseconds most = kPatience);
 
 }  // namespace test
 
