@@ -8,17 +8,18 @@
 namespace {
 
 struct ItemEvent {
-    int item = 0;
-    int room = 0;
+    unsigned long item = 0;
+    unsigned long room = 0;
 };
 
-// Of a repeated parameter the last one counts.
+// Both parameters are ids: one above 2147483647 may also arrive as a negative number. Of a repeated
+// parameter the last one counts.
 ItemEvent ReadItemEvent(const DvXML::INode& event) {
     ItemEvent read;
     for (const DvXML::INode* parameter : event.NodeChildren()) {
         const std::string_view name = parameter->NodeGetNamedValue("name");
-        if (name == "iditem") read.item = parameter->NodeGetIntValue();
-        if (name == "idroom") read.room = parameter->NodeGetIntValue();
+        if (name == "iditem") read.item = dv::ParseULong(parameter->NodeGetText());
+        if (name == "idroom") read.room = dv::ParseULong(parameter->NodeGetText());
     }
     return read;
 }
@@ -30,15 +31,14 @@ void IntercomAgent::OnSystemEvent(DvXML::INode& event) {
     if (changed.item == 0) return;
 
     const std::string name(event.NodeGetNamedValue("name"));
-    const unsigned long id = dv::ToULong32(changed.item);  // events carry ids above 2^31 as negatives
-    if (name == "OnItemRemoved") return OnDeviceRemoved(id);
+    if (name == "OnItemRemoved") return OnDeviceRemoved(changed.item);
 
     // Names and places matter to the SIP proxy alone, and devices count on it in mode 2 only.
     if (intercomMode != kModeSip) return;
     const bool renamed = name == "OnItemNameChanged";
     if (!renamed && name != "OnItemMoved") return;
 
-    if (!renamed || changed.item != changed.room) return RefreshSipInfo(id);
+    if (!renamed || changed.item != changed.room) return RefreshSipInfo(changed.item);
     FirstException trouble;
     for (const unsigned long device : DeviceIds())
         trouble.Run([&] { RefreshSipInfo(device); });

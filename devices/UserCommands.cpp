@@ -1,4 +1,5 @@
 // Commands on SIP users. Look-ups by key and index see every device, not users alone.
+#include "agent/FirstException.h"
 #include "agent/IntercomAgent.h"
 #include "agent/RecordList.h"
 #include "agent/Replies.h"
@@ -6,8 +7,10 @@
 IntercomAgent::Reply IntercomAgent::OnReqAddUser(const ICmdMessage& message) {
     users.push_back(std::make_unique<ReproUser>(message));
     ReproUser* const user = users.back().get();
-    AddIntercomDevice(user->getDeviceId(), user);
+    FirstException trouble;
+    trouble.Run([&] { AddIntercomDevice(user->getDeviceId(), user); });
     DmInvalidateState();
+    trouble.Rethrow();
     return Replies::Success();
 }
 

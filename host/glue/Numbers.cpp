@@ -6,7 +6,9 @@
 namespace dv {
 namespace {
 
-constexpr std::int64_t kMaxULong = std::numeric_limits<std::uint32_t>::max();
+// The bounds of a text that stands for an id, whatever its sign.
+constexpr std::int64_t kMinIdText = std::numeric_limits<std::int32_t>::min();
+constexpr std::int64_t kMaxIdText = std::numeric_limits<std::uint32_t>::max();
 
 bool EqualsIgnoringCase(std::string_view text, std::string_view lower) {
     return std::equal(text.begin(), text.end(), lower.begin(), lower.end(),
@@ -49,7 +51,7 @@ unsigned long ParseULong(std::string_view text) noexcept {
 }
 
 unsigned long ToULong32(std::int64_t number) noexcept {
-    return static_cast<std::uint32_t>(std::min(number, kMaxULong));
+    return static_cast<std::uint32_t>(std::clamp(number, kMinIdText, kMaxIdText));
 }
 
 bool ParseBool(std::string_view text) noexcept {

@@ -49,11 +49,12 @@ DVHOST_API std::int64_t ParseLong(std::string_view text) noexcept;
 /// A signed field: saturated to 32 bits.
 DVHOST_API int ParseInt(std::string_view text) noexcept;
 
-/// An id or index, 0 to 4294967295: negatives are taken modulo 2^32 (-1 is 4294967295), larger
-/// numbers saturate, so that 4294967296 never becomes id 0.
+/// An id or index, 0 to 4294967295. The number saturates to -2147483648 to 4294967295; a negative
+/// one is then taken modulo 2^32: -1 is 4294967295, -2147483648 and all below it are 2147483648.
+/// So nothing but 0, or a text without digits, becomes id 0.
 DVHOST_API unsigned long ParseULong(std::string_view text) noexcept;
 
-/// The same mapping for a number that was read already.
+/// The same for a number that has been read already.
 DVHOST_API unsigned long ToULong32(std::int64_t number) noexcept;
 
 /// True for "true" and "1" in any case with white space around; false for all else.

@@ -14,8 +14,8 @@
 /// removed or disconnectAgent has returned. A driver may call the agent back from inside any of them,
 /// also to remove the device; it may delete the device only after it has removed it, or after the
 /// agent's OnDestroy has returned. The agent does not cache answers: each getter is asked when it is
-/// needed. What an operation throws passes through the agent to whoever called it, after the agent's
-/// remaining steps.
+/// needed. Whatever an operation other than requestToAddDevice throws passes through the agent to its
+/// caller, after the agent has done its remaining steps.
 class DVHOST_API ISupportIntercom {
 public:
     ISupportIntercom();
@@ -25,7 +25,8 @@ public:
 
     /// Device generation: 1 works without the SIP proxy, 2 needs it.
     virtual int getVersion() const = 0;
-    /// The agent has started: answer with IIntercomAgent::AddIntercomDevice, now or later.
+    /// The agent is starting: answer with IIntercomAgent::AddIntercomDevice, now or later. What this
+    /// operation throws goes no further: the agent logs it and goes on to ask the next driver.
     virtual void requestToAddDevice() = 0;
     /// The agent is going away; it asks the device nothing more. There is nothing to remove then or
     /// later.

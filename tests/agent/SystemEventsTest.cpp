@@ -1,6 +1,7 @@
 // Items of the home's project that are removed, renamed or moved.
 #include <stdexcept>
 
+#include "host/glue/XmlText.h"
 #include "tests/support/AgentFixture.h"
 
 namespace {
@@ -21,6 +22,13 @@ protected:
         fifth = &AddDevice(5);
     }
     void RenameRoom() { SystemEvent("OnItemNameChanged", {{"iditem", "40"}, {"idroom", "40"}}); }
+    /// Those of the ids that no device has.
+    std::vector<unsigned long> Missing(const std::vector<unsigned long>& ids) {
+        std::vector<unsigned long> missing;
+        for (const unsigned long id : ids)
+            if (!Drivers().GetIntercomDevice(id)) missing.push_back(id);
+        return missing;
+    }
 
     FakeDevice* third = nullptr;
     FakeDevice* fifth = nullptr;
@@ -109,6 +117,71 @@ TEST_F(SystemEvents, ANegativeItemIsADeviceIdBeyondTheSignedRange) {
     SystemEvent("OnItemRemoved", {{"iditem", "-1294967296"}});
     EXPECT_EQ(nullptr, Drivers().GetIntercomDevice(3000000000UL));
     EXPECT_THAT(Take(), ElementsAre("ui <DeviceRemoved><id>-1294967296</id></DeviceRemoved>"));
+}
+
+TEST_F(SystemEvents, AnItemIsTheDeviceOfThatIdAtEveryBorder) {
+    using Ids = std::vector<unsigned long>;
+    const std::pair<std::string, Ids> removals[] = {
+        {"-99999999999999999999", {2147483648}},
+        {"-4294967296", {2147483648}},
+        {"-2147483649", {2147483648}},
+        {"-2147483648", {2147483648}},
+        {"-1", {4294967295}},
+        {"0", {}},
+        {"1", {1}},
+        {"2147483647", {2147483647}},
+        {"2147483648", {2147483648}},
+        {"3000000000", {3000000000}},
+        {"4294967295", {4294967295}},
+        {"4294967296", {4294967295}},
+    };
+    const Ids ids{0, 1, 2147483647, 2147483648, 3000000000, 4294967295};
+    Start();
+    for (const auto& [item, removed] : removals) {
+        for (const unsigned long id : ids)
+            AddDevice(id);
+        SystemEvent("OnItemRemoved", {{"iditem", item}});
+        EXPECT_EQ(removed, Missing(ids)) << item;
+    }
+}
+
+TEST_F(SystemEvents, ARoomIsTheItemWhenBothAreTheSameIdAtEveryBorder) {
+    const std::pair<std::string, std::string> rooms[] = {
+        {"-2147483649", "2147483648"}, {"-2147483648", "2147483648"}, {"-1", "4294967295"},
+        {"1", "1"},                    {"2147483647", "2147483647"},  {"3000000000", "-1294967296"},
+        {"4294967296", "4294967295"}};
+    StartInSipMode();
+    for (const auto& [item, room] : rooms) {
+        SystemEvent("OnItemNameChanged", {{"iditem", item}, {"idroom", room}});
+        EXPECT_THAT(Take("ui "), ElementsAre(Refreshed("3"), Refreshed("5"), Refreshed("9"))) << item;
+    }
+}
+
+TEST_F(SystemEvents, ItemsAndRoomsBeyondTheSignedRangeAreToldApart) {
+    const std::pair<std::string, std::string> differing[] = {
+        {"2147483647", "2147483648"}, {"2147483648", "3000000000"},  {"3000000000", "4294967295"},
+        {"-2147483649", "-1"},        {"-2147483648", "2147483647"}, {"4294967295", "0"},
+        {"0", "0"}};
+    StartInSipMode();
+    for (const auto& [item, room] : differing) {
+        SystemEvent("OnItemNameChanged", {{"iditem", item}, {"idroom", room}});
+        EXPECT_THAT(Take(), IsEmpty()) << item;
+    }
+}
+
+TEST_F(SystemEvents, AMovedDeviceWithAnIdBeyondTheSignedRangeIsRefreshed) {
+    StartInSipMode();
+    AddDevice(3000000000UL);
+    SystemEvent("OnItemMoved", {{"iditem", "3000000000"}, {"idroom", "40"}});
+    EXPECT_THAT(Take("ui "), ElementsAre(Refreshed("3000000000")));
+}
+
+TEST_F(SystemEvents, AnItemIsTheOwnTextOfItsParameter) {
+    Start();
+    AddDevice(5);
+    Agent().OnSystemEvent(*DvXML::ParseRoot(
+        "<event><name>OnItemRemoved</name><param><name>iditem</name><note>7</note>5</param></event>"));
+    EXPECT_THAT(Take(), ElementsAre("ui <DeviceRemoved><id>5</id></DeviceRemoved>"));
 }
 
 TEST_F(SystemEvents, ARenamedRoomRefreshesEveryDeviceInAscendingOrder) {

@@ -248,6 +248,13 @@ TEST_F(RegularCall, ReadsUnsignedIds) {
     EXPECT_THAT(Take(), ElementsAre("device highest StartSipCall 0 3 Top@10.0.0.2"));
 }
 
+TEST_F(RegularCall, NeverTakesAnIdFarBelowZeroForDeviceZero) {
+    AddDevice(0);
+    Call({{"source", "-4294967296"}, {"destination", "5"}, {"ring", "1"}});
+    Call({{"source", "3"}, {"destination", "-99999999999999999999"}, {"ring", "1"}});
+    EXPECT_THAT(Take(), IsEmpty());
+}
+
 TEST_F(RegularCall, IsDroppedWhenTheCallerGoesAwayWhileItIsAsked) {
     for (const char* const query : {"hasDisplay", "hasCamera", "getAnswerWithVideo"}) {
         SCOPED_TRACE(query);
@@ -465,6 +472,12 @@ TEST_F(BroadcastCall, ReadsUnsignedIds) {
     AddNamed(4294967295UL, "Top");
     Broadcast("<l><d>4294967295</d><d>-1</d><d>4294967296</d></l>");
     EXPECT_THAT(Take(), ElementsAre("device 3 StartSipBroadcast 1 3 Top@10.0.0.2 Top@10.0.0.2 Top@10.0.0.2"));
+}
+
+TEST_F(BroadcastCall, NeverTakesAnIdFarBelowZeroForDeviceZero) {
+    AddNamed(0, "Zero");
+    Broadcast("<l><d>-4294967296</d><d>-99999999999999999999</d></l>");
+    EXPECT_THAT(Take(), IsEmpty());
 }
 
 TEST_F(BroadcastCall, ToWhatIsNoListStartsNothingAndLogsNothing) {

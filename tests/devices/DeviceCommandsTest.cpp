@@ -188,6 +188,15 @@ TEST_F(DeviceIds, BeyondTheHighestNumberNeverBecomeDeviceZero) {
     EXPECT_EQ("4294967295", Reached("99999999999999999999999999"));
 }
 
+TEST_F(DeviceIds, FarBelowZeroNeverBecomeASmallId) {
+    Start();
+    AddDevice(0);
+    AddDevice(1);
+    AddDevice(2147483648UL);
+    for (const std::string text : {"-2147483648", "-2147483649", "-4294967295", "-4294967296"})
+        EXPECT_EQ("2147483648", Reached(text)) << text;
+}
+
 TEST_F(DeviceIds, BelowZeroWrapAround) {
     Start();
     AddDevice(4294967295UL);

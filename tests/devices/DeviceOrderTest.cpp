@@ -135,6 +135,12 @@ TEST_F(DeviceOrder, DropsByTheNumberThatWasReadNotByWhatItBecomes) {
     EXPECT_EQ("4294967295 4294967294 4294967295", Order());
 }
 
+TEST_F(DeviceOrder, NeverStoresIdZeroForANumberFarBelowZero) {
+    Start();
+    EXPECT_EQ("<success/>", SetOrder("<l><i>-4294967296</i><i>-4294967297</i><i>-99999999999999999999</i></l>"));
+    EXPECT_EQ("2147483648 2147483648 2147483648", Order());
+}
+
 TEST_F(DeviceOrder, RefusesAnEmptyListWithoutAWord) {
     Start();
     AddDevice(3);

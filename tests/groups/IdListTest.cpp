@@ -232,7 +232,8 @@ TEST(IdListText, MapsNegativesModulo32BitsAndSaturatesBeyond) {
 }
 
 TEST(IdListText, DropsByTheNumberThatStandsThereAndNotByTheIdItBecomes) {
-    EXPECT_THAT(ReadIdList("<x><a>4294967295</a><a>-4294967296</a></x>"), ElementsAre(4294967295UL, 0));
+    EXPECT_THAT(ReadIdList("<x><a>4294967295</a><a>-4294967296</a><a>-4294967297</a></x>"),
+                ElementsAre(4294967295UL, 2147483648UL, 2147483648UL));
 }
 
 TEST(IdListText, TakesTheOwnTextOfTheRootsChildren) {

@@ -14,6 +14,7 @@ constexpr std::int64_t kHighest64 = std::numeric_limits<std::int64_t>::max();
 constexpr int kLowest = std::numeric_limits<int>::min();
 constexpr int kHighest = std::numeric_limits<int>::max();
 constexpr unsigned long kHighestId = 4294967295UL;
+constexpr unsigned long kFarBelowZero = 2147483648UL;  // what -2147483648 and everything below it becomes
 
 struct Row {
     std::string_view text;
@@ -53,24 +54,25 @@ constexpr Row kTable[] = {
     {"-2"sv, -2, -2, kHighestId - 1},
     {"2147483647"sv, 2147483647, kHighest, 2147483647},
     {"2147483648"sv, 2147483648, kHighest, 2147483648},
-    {"-2147483648"sv, -2147483648, kLowest, 2147483648},
-    {"-2147483649"sv, -2147483649, kLowest, 2147483647},
+    {"-2147483647"sv, -2147483647, kLowest + 1, 2147483649},
+    {"-2147483648"sv, -2147483648, kLowest, kFarBelowZero},
+    {"-2147483649"sv, -2147483649, kLowest, kFarBelowZero},
     {"4294967295"sv, 4294967295, kHighest, kHighestId},
     {"4294967296"sv, 4294967296, kHighest, kHighestId},
     {"4294967297"sv, 4294967297, kHighest, kHighestId},
-    {"-4294967295"sv, -4294967295, kLowest, 1},
-    {"-4294967296"sv, -4294967296, kLowest, 0},
-    {"-4294967297"sv, -4294967297, kLowest, kHighestId},
+    {"-4294967295"sv, -4294967295, kLowest, kFarBelowZero},
+    {"-4294967296"sv, -4294967296, kLowest, kFarBelowZero},
+    {"-4294967297"sv, -4294967297, kLowest, kFarBelowZero},
     {"9223372036854775806"sv, kHighest64 - 1, kHighest, kHighestId},
     {"9223372036854775807"sv, kHighest64, kHighest, kHighestId},
     {"9223372036854775808"sv, kHighest64, kHighest, kHighestId},
-    {"-9223372036854775807"sv, kLowest64 + 1, kLowest, 1},
-    {"-9223372036854775808"sv, kLowest64, kLowest, 0},
-    {"-9223372036854775809"sv, kLowest64, kLowest, 0},
+    {"-9223372036854775807"sv, kLowest64 + 1, kLowest, kFarBelowZero},
+    {"-9223372036854775808"sv, kLowest64, kLowest, kFarBelowZero},
+    {"-9223372036854775809"sv, kLowest64, kLowest, kFarBelowZero},
     {"18446744073709551616"sv, kHighest64, kHighest, kHighestId},
     {"18446744073709551617"sv, kHighest64, kHighest, kHighestId},
     {"99999999999999999999"sv, kHighest64, kHighest, kHighestId},
-    {"-99999999999999999999"sv, kLowest64, kLowest, 0},
+    {"-99999999999999999999"sv, kLowest64, kLowest, kFarBelowZero},
     {"00000000000000000000000000000000000000042"sv, 42, 42, 42},
 };
 
@@ -81,6 +83,11 @@ TEST(Numbers, ReadAsTheTableSays) {
         EXPECT_EQ(row.asULong, dv::ParseULong(row.text)) << row.text;
         EXPECT_EQ(row.asULong, dv::ToULong32(row.asLong)) << row.text;
     }
+}
+
+TEST(Numbers, OnlyZeroBecomesIdZero) {
+    for (const Row& row : kTable)
+        EXPECT_EQ(row.asLong == 0, dv::ParseULong(row.text) == 0) << row.text;
 }
 
 TEST(Numbers, NothingBehindTheViewIsRead) {

@@ -106,19 +106,18 @@ bool AgentModel::PlainCommand(const Message& message) {
 }
 
 void AgentModel::SystemEvent(const Tree& event) {
-    int item = 0;
-    int room = 0;
+    unsigned long item = 0;
+    unsigned long room = 0;
     for (const Tree& child : event.children) {
-        if (child.Value("name") == "iditem") item = ReadInt(child.text);
-        if (child.Value("name") == "idroom") room = ReadInt(child.text);
+        if (child.Value("name") == "iditem") item = ReadId(child.text);
+        if (child.Value("name") == "idroom") room = ReadId(child.text);
     }
     if (item == 0) return;
-    const unsigned long id = ToId(item);
     const std::string name = event.Value("name");
-    if (name == "OnItemRemoved") return OnDeviceRemoved(id);
+    if (name == "OnItemRemoved") return OnDeviceRemoved(item);
     if (mode_ != 2 || (name != "OnItemNameChanged" && name != "OnItemMoved")) return;
     const bool everyDevice = name == "OnItemNameChanged" && item == room;
-    for (const unsigned long one : everyDevice ? DeviceIds() : std::vector<unsigned long>{id}) {
+    for (const unsigned long one : everyDevice ? DeviceIds() : std::vector<unsigned long>{item}) {
         if (!Device(one)) continue;
         TellAddress(*Device(one));
         OnDeviceChanged(one, 0);

@@ -11,7 +11,7 @@ namespace model::pools {
 using Texts = std::vector<std::string>;
 
 inline const std::vector<unsigned long> kDeviceIds = {
-    0, 1, 2, 3, 5, 7, 8, 99999, 100000, 100001, 2147483647, 3000000000, 4294967295};
+    0, 1, 2, 3, 5, 7, 8, 99999, 100000, 100001, 2147483647, 2147483648, 3000000000, 4294967295};
 
 // Read as an id or index.
 inline const Texts kIdTexts = {"",
@@ -26,6 +26,10 @@ inline const Texts kIdTexts = {"",
                                "- 5",
                                "\t\n3",
                                "99999",
+                               "2147483647",
+                               "2147483648",
+                               "-2147483648",
+                               "-2147483649",
                                "4294967295",
                                "4294967296",
                                "-4294967295",

@@ -11,6 +11,7 @@ namespace {
 constexpr char kWhiteSpace[] = " \t\n\v\f\r";
 constexpr char kReplacement[] = "\xEF\xBF\xBD";  // U+FFFD
 constexpr long long kLargestId = 4294967295;
+constexpr long long kSmallestIdText = -2147483648;
 
 bool IsBlank(const std::string& text) {
     return text.find_first_not_of(kWhiteSpace) == std::string::npos;
@@ -155,7 +156,7 @@ int ReadInt(const std::string& text) {
 }
 
 unsigned long ToId(long long number) {
-    return number > kLargestId ? kLargestId : static_cast<std::uint32_t>(number);
+    return static_cast<std::uint32_t>(std::clamp<long long>(number, kSmallestIdText, kLargestId));
 }
 
 unsigned long ReadId(const std::string& text) {

@@ -47,7 +47,7 @@ bool IsCarried(const Tree& tree);
 long long ReadLong(const std::string& text);
 /// The same saturated to 32 bits.
 int ReadInt(const std::string& text);
-/// The same as an id: negatives modulo 2^32, saturated above.
+/// The same as an id: saturated to -2147483648 to 4294967295, then negatives modulo 2^32.
 unsigned long ReadId(const std::string& text);
 unsigned long ToId(long long number);
 /// Only digits up to 4294967295 with white space around them; false for all else.

@@ -157,7 +157,14 @@ TEST_P(SipStore, TakesAnIndexModulo32BitsBelowZeroAndSaturatedAbove) {
     EXPECT_EQ(NotThatMany("4294967295"), GetIndex("4294967295"));
     EXPECT_EQ(NotThatMany("4294967295"), GetIndex("4294967296"));
     EXPECT_EQ(NotThatMany("4294967295"), GetIndex("99999999999999999999"));
-    EXPECT_EQ("<key>a</key>", GetIndex("-4294967296"));
+}
+
+TEST_P(SipStore, NeverTakesAnIndexFarBelowZeroForASmallOne) {
+    Start();
+    Add("a");
+    Add("b");
+    for (const std::string index : {"-2147483649", "-4294967295", "-4294967296", "-99999999999999999999"})
+        EXPECT_EQ(NotThatMany("2147483648"), GetIndex(index)) << index;
 }
 
 TEST_P(SipStore, AskedForKeyAndIndexLooksAtTheKeyOnly) {

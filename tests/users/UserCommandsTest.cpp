@@ -69,6 +69,15 @@ TEST_F(AddUser, InSipModeLeavesTheProxyAlone) {
     EXPECT_THAT(Take(), ElementsAre(Event("DeviceAdded", id), "mark"));
 }
 
+TEST_F(AddUser, AnnouncesAndMarksBeforeItPassesOnWhatAnotherDriverThrows) {
+    Start();
+    AddDevice(5).Next("getVersion", [] { throw std::runtime_error("no line"); });
+    const unsigned long id = NextUserId();
+    EXPECT_THROW(Ui("addUser", {{"key", "ann"}}), std::runtime_error);
+    EXPECT_THAT(Take(), ElementsAre(Event("DeviceAdded", id), "mark"));
+    EXPECT_EQ(Agent().getIntercomDevice(id), Agent().getIntercomDevice("ann"));
+}
+
 TEST_F(AddUser, WithAKeyThatIsTakenAddsAnother) {
     Start();
     const ISupportIntercom& first = NewUser("ann");
@@ -257,6 +266,14 @@ TEST_F(GetUser, TakesAnIndexModulo32BitsBelowZeroAndSaturatedAbove) {
     EXPECT_EQ(NotThatMany("2147483648"), GetIndex("2147483648"));
     EXPECT_EQ(NotThatMany("4294967295"), GetIndex("4294967296"));
     EXPECT_EQ(NotThatMany("4294967295"), GetIndex("99999999999999999999"));
+}
+
+TEST_F(GetUser, NeverTakesAnIndexFarBelowZeroForASmallOne) {
+    Start();
+    AddKey(5, "hall");
+    AddKey(9, "attic");
+    for (const std::string index : {"-2147483649", "-4294967295", "-4294967296", "-99999999999999999999"})
+        EXPECT_EQ(NotThatMany("2147483648"), GetIndex(index)) << index;
 }
 
 TEST_F(GetUser, AskedForKeyAndIndexLooksAtTheKeyOnly) {
