@@ -1,6 +1,23 @@
-#include "agent/CommandTable.h"
-
+// Every command that the agent answers, one row each, in the order of registration. The host's
+// command lists, the client's help and the command reference are made from this table.
 #include <boost/bind/bind.hpp>
+#include <string>
+#include <variant>
+
+#include "agent/IntercomAgent.h"
+
+using UIMember = dv::auto_com<DvXML::INode> (IntercomAgent::*)(const ICmdMessage&);
+using PlainMember = void (IntercomAgent::*)(const ICmdMessage&);
+
+struct IntercomAgent::CommandRow {
+    const char* name;
+    // A UI command answers with an element, a plain one has no answer.
+    std::variant<UIMember, PlainMember> handler;
+    const char* parameters;  // their names, separated by spaces; "a|b" if it reads only one of them
+    const char* help;        // what it does, in one line
+
+    std::string HelpLine() const;
+};
 
 // clang-format off
 const IntercomAgent::CommandRow IntercomAgent::kCommands[] = {

@@ -1,10 +1,10 @@
-// For sequences that must run to their end although a driver may throw in the middle.
+// For sequences of steps that must all be done even if a driver throws in one of them.
 #ifndef AGENT_FIRSTEXCEPTION_H
 #define AGENT_FIRSTEXCEPTION_H
 
 #include <exception>
 
-/// Runs step after step, keeps the first exception and throws it when asked to.
+/// Runs one step at a time, keeps the first exception, and throws it when asked to.
 class FirstException {
 public:
     template <class Step>

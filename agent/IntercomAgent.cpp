@@ -12,11 +12,11 @@
 
 namespace {
 
-/// The classes of system events that the agent listens to, in the order of registration. Items
-/// of the project that are removed, renamed or moved arrive in them.
+// The classes of system events that the agent listens to, in the order of registration. They
+// report items of the project that are removed, renamed or moved.
 constexpr unsigned int kEventClasses[] = {11, 8, 12};
 
-/// Where the proxy on the controller itself listens: the port of SIP (RFC 3261, section 19.1.2).
+// The port of the proxy on the controller itself: SIP's default (RFC 3261, section 19.1.2).
 constexpr int kOwnSipPort = 5060;
 
 }  // namespace
@@ -53,11 +53,12 @@ long IntercomAgent::Initialize(unsigned long id, DvXML::INode& config, DvXML::IN
     AddOwnSipConfig();
     UpdateExternal();
     AnnounceExternal();
-    AskDriversToRegister();
+    AskDriversToRegister();  // last, because drivers call back into an agent that must be complete
     return 0;
 }
 
 void IntercomAgent::OnDestroy() {
+    // Nobody must find the agent any more once it starts to disconnect the devices.
     FirstException trouble;
     for (const unsigned int eventClass : kEventClasses)
         trouble.Run([&] { UnregisterListener(*this, eventClass, 0); });
@@ -69,6 +70,7 @@ void IntercomAgent::OnDestroy() {
     trouble.Rethrow();
 }
 
+// A saved record with this key stays as it is: somebody may have changed its port.
 void IntercomAgent::AddOwnSipConfig() {
     const std::string address = NetworkInterfaces().IPv4();
     if (address.empty() || configs.count(address) != 0) return;
@@ -79,10 +81,10 @@ void IntercomAgent::AnnounceExternal() {
     MySendDataToUI(UiEvents::kAgentExternal, OwnId(), isExternal ? 1 : 0);
 }
 
-// One driver that fails must not keep the agent, and with it the whole home, from starting.
+// A driver that fails must not keep the agent, and with it the whole home, from starting.
 void IntercomAgent::AskDriversToRegister() {
     for (ISupportIntercom* const driver : FindIntercomDrivers()) {
-        const auto running = FindIntercomDrivers();  // a driver asked before may have ended this one
+        const auto running = FindIntercomDrivers();  // an earlier driver's answer may have ended this one
         if (std::find(running.begin(), running.end(), driver) == running.end()) continue;
         try {
             driver->requestToAddDevice();
@@ -105,7 +107,7 @@ void IntercomAgent::DisconnectDevices(FirstException& trouble) {
     for (const unsigned long id : DeviceIds()) {
         ISupportIntercom* const device = getIntercomDevice(id);
         if (!device) continue;
-        // Asked first: a driver may remove and delete its device when it is disconnected.
+        // Cast before the call, because a driver may delete its device when it is disconnected.
         auto* const user = dynamic_cast<ReproUser*>(device);
         if (user && !IsOwnUser(user)) users.emplace_back(user);
         trouble.Run([&] { device->disconnectAgent(); });

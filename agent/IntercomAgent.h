@@ -1,12 +1,12 @@
-// The intercom agent: the one object of the plug-in. It holds every registry of the home's
+// The intercom agent: the only object of the plug-in. It holds every registry of the home's
 // intercom and answers the commands on them.
 //
-// Declared here once; each operation is defined in the folder of its subject: devices/, groups/,
-// contacts/, sipproxy/, calls/, and in agent/ what concerns the agent as a whole.
+// The class is declared here once. Each operation is defined in the folder of its subject: devices/,
+// groups/, contacts/, sipproxy/, calls/, or agent/ if it concerns the agent as a whole.
 //
-// Everything runs on the driver thread. Device drivers may call back from inside any call that
-// the agent makes to them, so no iterator into a table and no reference to one of the agent's
-// strings is held across such a call: walks go over a copy of the ids and look each one up again.
+// Everything runs on the driver thread. A device driver may call back from inside any call that the
+// agent makes to it, so no iterator into a table and no reference to one of the agent's strings is
+// held across such a call: loops go over a copy of the ids and look each one up again.
 #ifndef AGENT_INTERCOMAGENT_H
 #define AGENT_INTERCOMAGENT_H
 
@@ -20,14 +20,12 @@
 #include "contacts/AddressBook.h"
 #include "contacts/IntercomRecentContact.h"
 #include "devices/DeviceTable.h"
-#include "devices/OrderedIds.h"
 #include "devices/ReproUser.h"
 #include "groups/GroupTable.h"
 #include "host/glue/DvBaseDriver.h"
 #include "host/interfaces/IIntercomAgent.h"
 #include "host/interfaces/ISupportIntercom.h"
 #include "host/interfaces/ISystemEventCallback.h"
-#include "sipproxy/ServiceInfo.h"
 #include "sipproxy/SipEntity.h"
 
 using RecentContactPtr = boost::shared_ptr<IntercomRecentContact>;
@@ -37,15 +35,15 @@ class FirstException;
 
 class IntercomAgent final : public DvBaseAgentDriver, public IIntercomAgent, public ISystemEventCallback {
 public:
-    /// The kind of call that evalVideoType decides for.
+    /// The kinds of call that evalVideoType knows.
     enum SessionType : int { SESSION_REGULAR = 0, SESSION_BROADCAST = 1, SESSION_MONITOR = 2 };
 
-    /// Intercom modes. Higher device versions become the mode as they are and switch nothing. The
-    /// constructor leaves the SIP proxy running although the mode is 1 then.
-    static constexpr int kModeClassic = 1;  // no device needs the SIP proxy: entering it stops the proxy
-    static constexpr int kModeSip = 2;      // entering it starts the proxy
+    /// Intercom modes. A device version above 2 becomes the mode too, but neither starts nor stops the
+    /// SIP proxy. After construction the proxy runs although the mode is 1.
+    static constexpr int kModeClassic = 1;  // no device needs the SIP proxy; entering this mode stops it
+    static constexpr int kModeSip = 2;      // some device needs it; entering this mode starts it
 
-    /// A new agent; the host owns it. What the constructor throws passes on.
+    /// A new agent, which the host owns. Throws what the constructor throws.
     static IDriver* Create(IInstanceManager& im);
 
     /// Restarts the SIP proxy, so that one left running by an earlier agent is in a known state.
@@ -55,7 +53,7 @@ public:
     long QueryInterface(const std::string& id, void** out) override;
     ~IntercomAgent() override;
     long Initialize(unsigned long id, DvXML::INode& config, DvXML::INode* savedState) override;
-    /// Runs every step even if a driver throws; the first exception is passed on at the end.
+    /// Does every step even if a driver throws, then passes on the first exception.
     void OnDestroy() override;
     dv::auto_com<DvXML::INode> GetPersistState(unsigned long reserved) override;
     void RegisterCommands() override;
@@ -80,57 +78,58 @@ public:
     void OnSystemEvent(DvXML::INode& event) override;
 
     // Modes
-    /// The highest version among the devices becomes the mode; entering 1 stops the SIP proxy,
+    /// Makes the highest version among the devices the mode; entering 1 stops the SIP proxy,
     /// entering 2 starts it.
     void CheckIntercomMode();
-    /// Works out anew whether there are external services, for GetExternal. Tells nobody.
+    /// Checks whether there are external services, for GetExternal. Sends no event.
     void UpdateExternal();
-    /// What UpdateExternal last found.
+    /// The result of the last UpdateExternal.
     bool GetExternal() const { return isExternal; }
 
     // Devices
     /// Null when the id is not registered.
     ISupportIntercom* getIntercomDevice(unsigned long id) const;
-    /// The first device, by ascending id, that bears the key; null when none does.
+    /// The first device, by ascending id, that has the key; null when none has it.
     ISupportIntercom* getIntercomDevice(const std::string& key) const;
 
     // Display order
-    /// Element "order": "devices" with one "idDevice" per entry.
+    /// Element "order" with a child "devices", which has one "idDevice" per entry.
     dv::auto_com<DvXML::INode> GetDeviceOrder() const;
-    /// Appends an id that is not in the order yet.
+    /// Appends the id unless it is in the order already.
     void UpdateDeviceOrder(unsigned long id);
     /// Takes the ids as given and marks the state; "success", or "fail" for an empty list.
     dv::auto_com<DvXML::INode> SetDeviceOrder(const std::vector<unsigned long>& ids);
 
     // Groups
-    /// The group's element; id 0 is the synthetic "All"; "fail" when unknown.
+    /// The group's element; id 0 is the computed "All"; "fail" for an unknown group.
     dv::auto_com<DvXML::INode> GetGroup(int id) const;
-    /// Takes name and ids as given, announces the group and does not mark the state; "success", or
-    /// "fail" when the group is unknown.
+    /// Takes name and ids as given and announces the group, but does not mark the state; "success",
+    /// or "fail" for an unknown group.
     dv::auto_com<DvXML::INode> SetGroupState(int id, const std::string& name,
                                              const std::vector<unsigned long>& deviceIds);
 
     // Contacts
-    /// The display name of the first contact with a phone-list entry of that key, else the text given.
+    /// The display name of the first contact that has a phone-list entry with that key; the key itself
+    /// when none has.
     std::string getNameByAddress(std::string address) const;
 
     // SIP proxy
-    /// Take ownership in both cases; false when the key is taken. Neither marks the state nor tells
-    /// anybody.
+    /// Take ownership in any case; false when the key is taken. They neither mark the state nor send
+    /// an event.
     bool AddConfig(SipConfig* config);
     bool AddRoute(SipRoute* route);
-    /// True when a service of that name was there.
+    /// True when there was a service of that name.
     bool removeService(const std::string& name);
-    /// Asks the system manager and waits for its answer; the outcome goes to the log only.
+    /// Sends the request to the system manager and waits for its answer; the outcome is only logged.
     void IssueSipProxyCommand(const std::string& request);
     void EnableSipProxy();
     void DisableSipProxy();
-    /// Kills and enables; the second request is made whatever became of the first.
+    /// Kills the proxy, then enables it, even if the first request failed.
     void RestartSipProxy();
 
     // Calls
-    /// The video mode that the calling device will use; MEDIA_NONE, with a log line, for a type
-    /// outside the table.
+    /// The video mode that the calling device will use; MEDIA_NONE, with a log line, for an unknown
+    /// type.
     dvIntercom::MediaMode evalVideoType(const ISupportIntercom* device, SessionType type,
                                         dvIntercom::MediaMode requested) const;
 
@@ -193,7 +192,8 @@ private:
     void AnnounceExternal();
     void AskDriversToRegister();
     std::vector<ISupportIntercom*> FindIntercomDrivers() const;
-    /// Takes registered users that were not made here into `users`: the agent deletes these as well.
+    /// Disconnects every device. A registered ReproUser that this agent did not create moves into
+    /// `users`, because the agent deletes it too.
     void DisconnectDevices(FirstException& trouble);
     bool IsOwnUser(const ReproUser* user) const;
 
@@ -209,14 +209,14 @@ private:
     /// Sends an element of that name with "id" and "state"; -1 leaves the number out.
     void MySendDataToUI(const std::string& name, int id, int state);
     void EchoCommand(const ICmdMessage& message);
-    /// GetDeviceId as events carry it.
+    /// The agent's own id, signed as in events.
     int OwnId() const { return static_cast<int>(GetDeviceId()); }
 
     // Devices
     std::vector<unsigned long> DeviceIds() const;
     int HighestVersion() const;
     bool IsRegistered(const ISupportIntercom* device) const;
-    /// What the device answers; nothing when it is not (or no longer) registered.
+    /// The device's answer; none when it is not (or no longer) registered.
     template <class Answer>
     std::optional<Answer> Ask(unsigned long id, Answer (ISupportIntercom::*question)() const) const;
     template <class Answer>
@@ -254,28 +254,36 @@ private:
     void EndSessionWithPeer(unsigned long local, const std::string& localKey, const std::string& remoteKey);
     void HangupEndpoint(unsigned long id, const std::string& local);
     std::optional<unsigned long> FindDeviceId(const std::string& key) const;
-    std::optional<std::string> LogEndpoint(unsigned long id) const;
+    std::optional<std::string> LogEndpointKey(unsigned long id) const;
 
-    int maxRecentCalls = 50;                       // persisted
-    AddressBook contacts;                          // persisted
-    std::vector<RecentContactPtr> recentContacts;  // oldest first
-    int nextGroupId = 1;                           // persisted
-    int popupTimeout = 20;                         // seconds; persisted
-    GroupTable groups;                             // persisted
-    DeviceTable devices;                           // not owned
-    OrderedIds deviceOrder;                        // persisted
-    bool isExternal = false;
-    int intercomMode = kModeClassic;  // the highest version among the devices
-    std::string sipProxyIP;
-    SipEntityMap routes;  // persisted, as the three below
+    // Persisted, and constant once Initialize has read the saved state
+    int maxRecentCalls = 50;
+
+    // Persisted
+    AddressBook contacts;
+    int nextGroupId = 1;
+    int popupTimeout = 20;  // seconds
+    GroupTable groups;
+    OrderedIds deviceOrder;
+    SipEntityMap routes;
     SipEntityMap acls;
     SipEntityMap configs;
     ServiceMap services;
 
-    unsigned int registryChanges = 0;               // how often drivers changed `devices`
-    unsigned int recentCount = 0;                   // entries of recentContacts
-    int nextRecentId = 0;                           // starts anew when the list is emptied
-    std::vector<std::unique_ptr<ReproUser>> users;  // every user made here, erased ones included
+    // In memory only, lost when the agent ends
+    std::vector<RecentContactPtr> recentContacts;  // oldest first
+    int nextRecentId = 0;                          // starts again when the list is emptied
+    std::string sipProxyIP;
+    std::vector<std::unique_ptr<ReproUser>> users;  // every user created here, erased ones included
+
+    // Owned elsewhere: a device belongs to its driver, a user to `users`
+    DeviceTable devices;
+
+    // Derived from the tables above
+    bool isExternal = false;           // from services, but only when UpdateExternal looks
+    int intercomMode = kModeClassic;   // the highest version among the devices
+    unsigned int recentCount = 0;      // entries of recentContacts
+    unsigned int registryChanges = 0;  // how often `devices` has changed
 };
 
 template <class Answer>

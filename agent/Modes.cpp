@@ -1,4 +1,5 @@
-// The modes that follow from the registries, and the pop-up time-out.
+// The intercom mode, which follows from the devices; the external mode, which follows from the
+// services; and the pop-up time-out.
 #include <algorithm>
 
 #include "agent/IntercomAgent.h"
@@ -15,7 +16,7 @@ void IntercomAgent::CheckIntercomMode() {
     intercomMode = newMode;
 }
 
-// A driver that adds, removes or replaces devices while it is asked has changed what there is to compare.
+// Starts again if a driver adds, removes or replaces devices while it is asked for its version.
 int IntercomAgent::HighestVersion() const {
     int highest = kModeClassic;
     unsigned int before = registryChanges;
@@ -34,7 +35,7 @@ void IntercomAgent::UpdateExternal() {
         return;
     }
     LogXMessage(dv::LOG_LEVEL_DEBUG, "IntercomAgent checking services");
-    isExternal = !services.empty();  // looked at again: the line has left the agent and come back
+    isExternal = !services.empty();  // may have changed: writing a log line calls out of the agent
     LogXMessage(dv::LOG_LEVEL_DEBUG,
                 isExternal ? "IntercomAgent has services" : "IntercomAgent has no services");
 }
@@ -47,7 +48,7 @@ IntercomAgent::Reply IntercomAgent::OnReqGetPopupTimeout(const ICmdMessage&) {
     return DvXML::CreateXmlNode("timeout", popupTimeout);
 }
 
-// Not marked for saving: the value is stored with the next change of something else.
+// Does not mark the state: the value is saved with the next change that does.
 IntercomAgent::Reply IntercomAgent::OnReqSetPopupTimeout(const ICmdMessage& message) {
     popupTimeout = message.GetInt("timeout");
     MySendDataToUI(UiEvents::kPopupTimeoutChanged, OwnId(), popupTimeout);

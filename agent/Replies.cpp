@@ -29,7 +29,7 @@ Reply UnableToErase(const std::string& key) {
 }
 
 Reply NoEntityAt(unsigned long index) {
-    // Two blanks: clients compare the text.
+    // The two spaces stay: clients compare the text.
     return Fail("No entity located at index " + dv::ToString(static_cast<unsigned int>(index)) +
                 ".  Not that many items");
 }

@@ -1,21 +1,21 @@
-// The one state document, <IntercomState>: eleven children in a fixed order. How the records
-// within them look is said where the records are.
+// The state document, <IntercomState>: eleven children in a fixed order. The form of the records in
+// them is described with each record.
 //
-// Its form may only grow: readers ignore what they do not know, never look at "version", and an
-// absent child leaves its table empty. Nothing is checked for range: the host keeps damaged
-// documents away.
+// The form may only grow: the reader ignores what it does not know, never looks at "version", and
+// leaves a table empty when its element is missing. It checks no ranges, because the host keeps
+// damaged documents away.
 #include <boost/make_shared.hpp>
 #include <utility>
 
 #include "agent/IntercomAgent.h"
-#include "agent/RecordList.h"
+#include "agent/Replies.h"
 #include "groups/IdList.h"
 
 namespace {
 
 constexpr char kVersion[] = "0.0.0.1";
 
-/// Builds a record of each child; of two with one key the first stays.
+// Makes a record from each child; if two have the same key, the first one stays.
 template <class Record>
 void ReadSipEntities(const DvXML::INode& list, SipEntityMap& store) {
     for (DvXML::INode* element : list.NodeChildren()) {
@@ -61,10 +61,10 @@ void IntercomAgent::ReadDeviceOrder(DvXML::INode& order) {
     deviceOrder = OrderedIds(std::move(ids));
 }
 
-// Of two groups with one id the last stays.
+// If two groups have the same id, the last one stays.
 void IntercomAgent::ReadGroups(DvXML::INode& list) {
     for (DvXML::INode* element : list.NodeChildren()) {
-        // The computed group of all devices bears this name; a stored one would be listed beside it.
+        // This name belongs to the computed group; a stored group would be listed beside it.
         if (element->NodeGetNamedValue("name") == IntercomGroup::kAllName) continue;
         const auto group = boost::make_shared<IntercomGroup>(element);
         groups.Erase(group->GetGroupId());

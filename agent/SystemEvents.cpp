@@ -1,4 +1,4 @@
-// Changes of the home's project: items removed, renamed, moved.
+// Changes to the home's project: items that are removed, renamed or moved.
 #include <string_view>
 
 #include "agent/FirstException.h"
@@ -33,7 +33,7 @@ void IntercomAgent::OnSystemEvent(DvXML::INode& event) {
     const std::string name(event.NodeGetNamedValue("name"));
     if (name == "OnItemRemoved") return OnDeviceRemoved(changed.item);
 
-    // Names and places matter to the SIP proxy alone, and devices count on it in mode 2 only.
+    // Names and places matter only to the SIP proxy, and only in mode 2 do devices depend on it.
     if (intercomMode != kModeSip) return;
     const bool renamed = name == "OnItemNameChanged";
     if (!renamed && name != "OnItemMoved") return;

@@ -1,4 +1,4 @@
-// Names of the events that user interfaces receive, and the form of an event.
+// The names of the events that user interfaces receive, and the form of an event.
 #ifndef AGENT_UIEVENTS_H
 #define AGENT_UIEVENTS_H
 
@@ -25,14 +25,13 @@ inline constexpr char kServiceChanged[] = "ServiceChanged";
 inline constexpr char kPopupTimeoutChanged[] = "PopupTimeoutChanged";
 inline constexpr char kAgentExternal[] = "AGENT_EXTERNAL";
 
-/// Leaves a number out of an event.
+/// As an id or a state: leave the number out of the event.
 inline constexpr int kNone = -1;
 
-/// The event under which a change of that property is reported; null for a value outside the
-/// table.
+/// The event that reports a change of that property; null for a value outside the table.
 const char* NameOfProperty(dvIntercom::DeviceProps prop);
 
-/// An element of that name with the children "id" and "state", each left out when it is kNone.
+/// An element of that name with the children "id" and "state", without those that are kNone.
 dv::auto_com<DvXML::INode> EventDocument(const std::string& name, int id, int state);
 
 }  // namespace UiEvents

@@ -1,5 +1,5 @@
-// The four call requests. The agent carries no media and keeps no record of a call: it tells the
-// calling device's driver whom to call and with which media.
+// The four call requests. The agent carries no media and keeps no record of a call: it only tells
+// the calling device's driver whom to call, and with which media.
 #include "agent/IntercomAgent.h"
 #include "host/glue/Log.h"
 #include "host/glue/Numbers.h"
@@ -9,15 +9,14 @@ using namespace dvIntercom;
 
 namespace {
 
-/// Broadcasts and monitor calls ask nothing; only a regular call may be wished with or without
-/// the caller's picture.
-bool WishesToSendVideo(MediaMode requested) {
+// Only for regular calls: broadcasts and monitor calls ignore the requested mode.
+bool WantsToSendVideo(MediaMode requested) {
     return requested == MEDIA_SEND_RECEIVE || requested == MEDIA_SEND_ONLY;
 }
 
 MediaMode RegularVideo(MediaMode requested, bool cameraVideo, bool display) {
     if (requested < MEDIA_SEND_RECEIVE || requested > MEDIA_NONE) return MEDIA_NONE;
-    const bool sends = cameraVideo && WishesToSendVideo(requested);
+    const bool sends = cameraVideo && WantsToSendVideo(requested);
     if (sends && display) return MEDIA_SEND_RECEIVE;
     if (sends) return MEDIA_SEND_ONLY;
     return display ? MEDIA_RECEIVE_ONLY : MEDIA_NONE;
@@ -31,12 +30,14 @@ MediaMode RequestedVideo(const ICmdMessage& message) {
 
 MediaMode IntercomAgent::evalVideoType(const ISupportIntercom* device, SessionType type,
                                        MediaMode requested) const {
-    // The device may go away while it is asked; looking for it is slow in a large home.
-    const auto stays = [&, before = registryChanges] {
+    // The device may go away while it is asked. Searching for it is slow in a large home, so the
+    // search is made only if the registry has changed.
+    const auto isStillThere = [&, before = registryChanges] {
         return registryChanges == before || IsRegistered(device);
     };
     const bool display = device->hasDisplay();
-    const bool cameraVideo = stays() && device->hasCamera() && stays() && device->getAnswerWithVideo();
+    const bool cameraVideo =
+        isStillThere() && device->hasCamera() && isStillThere() && device->getAnswerWithVideo();
     switch (type) {
         case SESSION_REGULAR:
             return RegularVideo(requested, cameraVideo, display);
@@ -45,7 +46,7 @@ MediaMode IntercomAgent::evalVideoType(const ISupportIntercom* device, SessionTy
         case SESSION_MONITOR:
             return display ? MEDIA_RECEIVE_ONLY : MEDIA_NONE;
     }
-    // Log readers know the operation under this name.
+    // The log line names another operation; programs that read the log expect it that way.
     LogXMessage(dv::LOG_LEVEL_ERROR, "IntercomAgent::evaluateAudioType invalid call type: %d",
                 static_cast<int>(type));
     return MEDIA_NONE;
@@ -69,6 +70,7 @@ void IntercomAgent::StartCallBetween(const ICmdMessage& message, SessionType typ
 
     const MediaMode video = evalVideoType(caller, type, RequestedVideo(message));
     const std::optional<std::string> address = SipAddress(destination);
+    // Either device may have gone, or been replaced, while the two were asked.
     ISupportIntercom* const device = getIntercomDevice(source);
     if (address && device) (device->*start)(audio, video, *address);
 }
@@ -105,6 +107,7 @@ std::vector<std::string> IntercomAgent::BroadcastAddresses(const ICmdMessage& me
     if (!root) return addresses;
     for (const DvXML::INode* child : root->NodeChildren()) {
         const unsigned long id = dv::ParseULong(child->NodeGetText());
+        // Compares the devices, not the ids: the source may be registered under a second id.
         if (getIntercomDevice(id) == getIntercomDevice(source) || !TakesBroadcasts(id)) continue;
         if (const auto address = SipAddress(id)) addresses.push_back(*address);
     }

@@ -1,6 +1,6 @@
-// A record of one SIP session and the devices in it, for device drivers. The agent keeps none:
-// it asks the drivers for their sessions. All of it stands in this header, so that a driver needs
-// nothing of the agent's but the file.
+// A record of one SIP session and the devices in it, for device drivers. The agent keeps none of
+// these: it asks the drivers for their sessions. Everything is in this header, so that it is all
+// of the agent that a driver needs.
 #ifndef CALLS_INTERCOMSESSION_H
 #define CALLS_INTERCOMSESSION_H
 
@@ -13,7 +13,7 @@
 /// Not synchronised: one thread at a time.
 class IntercomSession {
 public:
-    /// The id must not be 0; 0 is reported as an assertion and kept.
+    /// The id must not be 0; a 0 is reported as an assertion, but kept.
     explicit IntercomSession(std::uint32_t id) : sessionId(id) {
         if (id == 0) dv::AssertWrite("domovia_agent_intercom/dvw/IntercomSession", 13, dv::StackTrace());
     }
@@ -22,7 +22,7 @@ public:
         return std::find(devices.begin(), devices.end(), deviceId) != devices.end();
     }
 
-    /// Takes out the first occurrence of the id; false when there is none.
+    /// Removes the first occurrence of the id; false when there is none.
     bool removeDeviceFromList(std::uint32_t deviceId) {
         const auto found = std::find(devices.begin(), devices.end(), deviceId);
         if (found == devices.end()) return false;

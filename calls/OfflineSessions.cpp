@@ -1,17 +1,17 @@
-// Ends sessions that a device has left behind. The sessions live in the device drivers: each is
-// asked for the one it holds with the lost peer, and told to hang it up.
+// Ends sessions whose other side has gone. The device drivers keep the sessions: each driver is asked
+// for its session with the lost peer and told to hang it up.
 #include "agent/FirstException.h"
 #include "agent/IntercomAgent.h"
 #include "host/glue/Log.h"
 
 namespace {
 
-/// What a driver reports as the remote side when its own connection went down.
+// A driver reports this as the remote side when its own connection went down.
 constexpr char kConnectionDown[] = "down";
 
 }  // namespace
 
-// The arguments are the driver's own strings and may change while drivers are called: copied.
+// Copies the arguments, because they are the driver's own strings and may change when it is called.
 void IntercomAgent::EndOfflineSession(const std::string& local, const std::string& remote) {
     if (local.empty()) return;
     const std::string localKey = local;
@@ -30,13 +30,13 @@ void IntercomAgent::EndOfflineSession(const std::string& local, const std::strin
 }
 
 // Broadcast endpoints are the devices without a key. Here and below, a driver that fails must not
-// leave the others' sessions open.
+// keep the others' sessions open.
 void IntercomAgent::EndBroadcastSessions(const std::string& local) {
     LogXMessage(dv::LOG_LEVEL_DEBUG, "IntercomAgent::EndOfflineSession - checking for broadcast endpoints");
     FirstException trouble;
     for (const unsigned long id : DeviceIds()) {
         trouble.Run([&] {
-            const std::optional<std::string> key = LogEndpoint(id);
+            const std::optional<std::string> key = LogEndpointKey(id);
             if (key && key->empty()) HangupEndpoint(id, local);
         });
     }
@@ -49,13 +49,13 @@ void IntercomAgent::EndAllSessions(const std::string& local) {
     FirstException trouble;
     for (const unsigned long id : DeviceIds()) {
         trouble.Run([&] {
-            if (LogEndpoint(id)) HangupEndpoint(id, local);
+            if (LogEndpointKey(id)) HangupEndpoint(id, local);
         });
     }
     trouble.Rethrow();
 }
 
-std::optional<std::string> IntercomAgent::LogEndpoint(unsigned long id) const {
+std::optional<std::string> IntercomAgent::LogEndpointKey(unsigned long id) const {
     const std::optional<std::string> key = Ask(id, &ISupportIntercom::getKey);
     if (key)
         LogXMessage(dv::LOG_LEVEL_DEBUG, "IntercomAgent::EndOfflineSession - checking endpoint %s",
@@ -73,7 +73,7 @@ void IntercomAgent::HangupEndpoint(unsigned long id, const std::string& local) {
     if (ISupportIntercom* const still = getIntercomDevice(id)) still->HangupSipSession(session);
 }
 
-// The local side hangs up only when the peer knows nothing of the session any more.
+// The local side hangs up only if the peer no longer knows of the session.
 void IntercomAgent::EndSessionWithPeer(unsigned long local, const std::string& localKey,
                                        const std::string& remoteKey) {
     LogXMessage(dv::LOG_LEVEL_DEBUG, "IntercomAgent::EndOfflineSession - finding remote device %s",

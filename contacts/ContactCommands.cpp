@@ -3,7 +3,6 @@
 #include <boost/make_shared.hpp>
 
 #include "agent/IntercomAgent.h"
-#include "agent/RecordList.h"
 #include "agent/Replies.h"
 #include "agent/UiEvents.h"
 #include "host/glue/XmlText.h"

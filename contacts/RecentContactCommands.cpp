@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "agent/IntercomAgent.h"
-#include "agent/RecordList.h"
 #include "agent/Replies.h"
 #include "agent/UiEvents.h"
 #include "host/glue/Log.h"

@@ -1,10 +1,35 @@
-// Commands about one registered device, or the list of all.
+// Commands on one registered device, the list of all devices, and their display order. Ids of
+// removed devices stay in the order, so that a device that comes back has its old place.
 #include "agent/IntercomAgent.h"
 #include "agent/Replies.h"
+#include "agent/UiEvents.h"
+#include "groups/IdList.h"
 #include "host/glue/Log.h"
 
 IntercomAgent::Reply IntercomAgent::OnReqGetDeviceList(const ICmdMessage&) {
     return GetDeviceList();
+}
+
+void IntercomAgent::UpdateDeviceOrder(unsigned long id) {
+    deviceOrder.AppendNew(id);
+}
+
+dv::auto_com<DvXML::INode> IntercomAgent::GetDeviceOrder() const {
+    auto order = DvXML::CreateXmlNode("order", "");
+    XmlHelper::toXml<unsigned long>(deviceOrder.Ids(), *order, "devices", "idDevice");
+    return order;
+}
+
+IntercomAgent::Reply IntercomAgent::OnReqSetDeviceOrder(const ICmdMessage& message) {
+    return SetDeviceOrder(ReadIdList(message.GetString("xml")));
+}
+
+dv::auto_com<DvXML::INode> IntercomAgent::SetDeviceOrder(const std::vector<unsigned long>& ids) {
+    if (ids.empty()) return Replies::Fail();
+    deviceOrder = OrderedIds(ids);
+    DmInvalidateState();
+    MySendDataToUI(UiEvents::kDeviceOrderChanged, UiEvents::kNone, UiEvents::kNone);
+    return Replies::Success();
 }
 
 IntercomAgent::Reply IntercomAgent::OnReqGetDeviceState(const ICmdMessage& message) {

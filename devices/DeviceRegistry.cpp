@@ -1,4 +1,4 @@
-// The registry of intercom devices: look-ups, and what device drivers report.
+// The registry of intercom devices: look-ups, and what device drivers report to it.
 #include <algorithm>
 
 #include "agent/FirstException.h"
@@ -16,7 +16,7 @@ ISupportIntercom* IntercomAgent::getIntercomDevice(const std::string& key) const
 }
 
 std::optional<unsigned long> IntercomAgent::FindDeviceId(const std::string& key) const {
-    const std::string wanted = key;
+    const std::string wanted = key;  // the caller's string may change while devices are asked
     for (const unsigned long id : DeviceIds())
         if (Ask(id, &ISupportIntercom::getKey) == wanted && getIntercomDevice(id)) return id;
     return std::nullopt;
@@ -27,7 +27,7 @@ ISupportIntercom* IntercomAgent::GetIntercomDevice(unsigned long id) {
 }
 
 std::string IntercomAgent::GetDeviceAOR(unsigned long id) {
-    // The first user of all bears this id and is left out, here as in the device list.
+    // The first user after a start has this id and is hidden, here as in the device list.
     if (id == ReproUser::BASE_REPRO_USER_ID) return "";
     return Ask(id, &ISupportIntercom::getKey).value_or("");
 }
@@ -47,10 +47,11 @@ bool IntercomAgent::IsRegistered(const ISupportIntercom* device) const {
 
 void IntercomAgent::AddIntercomDevice(unsigned long id, ISupportIntercom* device) {
     if (!device) {
-        // "%ul" prints the id and a letter l: the text is known to log readers as it is.
+        // "%ul" prints the id and the letter l; programs that read the log expect it that way.
         LogXMessage(dv::LOG_LEVEL_ERROR, "Unable to add intercom device %ul", static_cast<unsigned int>(id));
         return;
     }
+    // The tables are complete before anybody is called, because every call may come back here.
     devices.Set(id, device);
     ++registryChanges;
     UpdateDeviceOrder(id);
@@ -60,6 +61,7 @@ void IntercomAgent::AddIntercomDevice(unsigned long id, ISupportIntercom* device
     });
     trouble.Run([&] {
         const std::string address = sipProxyIP;
+        // Looked up again: during the mode check a driver may have removed or replaced it.
         if (ISupportIntercom* const registered = getIntercomDevice(id))
             registered->updateSipInfoFromDriver(address);
     });
@@ -93,7 +95,7 @@ void IntercomAgent::OnDeviceChanged(unsigned long id, dvIntercom::DeviceProps pr
 
 dv::auto_com<DvXML::INode> IntercomAgent::GetDeviceList() {
     auto list = DvXML::CreateXmlNode("devices", "");
-    const std::vector<unsigned long> order = deviceOrder.Ids();
+    const std::vector<unsigned long> order = deviceOrder.Ids();  // a device may register others meanwhile
     for (const unsigned long id : order) {
         if (id == ReproUser::BASE_REPRO_USER_ID) continue;
         if (ISupportIntercom* const device = getIntercomDevice(id))

@@ -1,6 +1,6 @@
-// A SIP user that the agent made itself: a phone or soft client of another make, registered with
-// the controller's proxy. It stands in the registry like any driver's device and answers every
-// device operation with fixed values.
+// A SIP user that the agent created itself: a phone or soft client from another manufacturer that
+// uses the controller's proxy. It is registered like a driver's device and answers every device
+// operation with fixed values.
 #ifndef DEVICES_REPROUSER_H
 #define DEVICES_REPROUSER_H
 
@@ -10,12 +10,12 @@
 /// All operations: [driver thread]
 class ReproUser final : public ISupportIntercom, private dv::Counted {
 public:
-    /// The id of the first user after the library was loaded; each further one is higher by one.
-    /// Ids are never used again and not saved.
+    /// The id of the first user after the library was loaded; each further one gets the next number.
+    /// Ids are never reused and not saved.
     static constexpr unsigned long BASE_REPRO_USER_ID = 99999;
 
-    /// Takes the parameters "key", "user", "domain", "realm", "password", "name", "email" and
-    /// "forwardAddress" as they are, and the next free id.
+    /// Takes the next id, and the parameters "key", "user", "domain", "realm", "password", "name",
+    /// "email" and "forwardAddress" as they are.
     explicit ReproUser(const ICmdMessage& message);
 
     // ISupportIntercom
@@ -45,7 +45,7 @@ public:
     void RingDoorChime() override {}
     void setRingDoorbell(bool) override {}
     bool getRingDoorbell() const override { return false; }
-    /// The user field, which is what SIP addresses are made of; not the display name.
+    /// The user field, not the display name: SIP addresses are built from it.
     std::string getIntercomName() override { return user; }
     bool hasCamera() const override { return false; }
     bool hasDisplay() const override { return false; }

@@ -1,7 +1,6 @@
-// Commands on SIP users. Look-ups by key and index see every device, not users alone.
+// Commands on SIP users. Look-ups by key and by index find any device, not only users.
 #include "agent/FirstException.h"
 #include "agent/IntercomAgent.h"
-#include "agent/RecordList.h"
 #include "agent/Replies.h"
 
 IntercomAgent::Reply IntercomAgent::OnReqAddUser(const ICmdMessage& message) {
@@ -14,7 +13,7 @@ IntercomAgent::Reply IntercomAgent::OnReqAddUser(const ICmdMessage& message) {
     return Replies::Success();
 }
 
-// The user object lives on: drivers may still hold its pointer. It ends with the agent.
+// The object stays alive until the agent ends, because drivers may still hold a pointer to it.
 IntercomAgent::Reply IntercomAgent::OnReqEraseUser(const ICmdMessage& message) {
     const std::string key = message.GetString("key");
     ISupportIntercom* const device = getIntercomDevice(key);

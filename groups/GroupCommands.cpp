@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "agent/IntercomAgent.h"
-#include "agent/RecordList.h"
 #include "agent/Replies.h"
 #include "agent/UiEvents.h"
 #include "groups/IdList.h"

@@ -1,5 +1,5 @@
-// The SIP proxy is a service of the controller. It is switched through the system manager, a
-// command-line program that prints the request word when it has done it.
+// The SIP proxy is a service of the controller. It is started and stopped through the system
+// manager, a command-line program that prints the request word when it has carried it out.
 #include <algorithm>
 #include <array>
 #include <cctype>
@@ -14,13 +14,13 @@
 
 namespace {
 
-/// One line of the system manager's answer; what is longer is not looked at.
+// As much of the first line of the system manager's answer as is read.
 constexpr std::size_t kAnswerBytes = 100;
 
 using Stream = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
-/// The answer's first line; nothing when the system manager cannot be started. Its exit status
-/// does not count.
+// The first line of the answer; none when the system manager cannot be started. Its exit status
+// does not matter.
 std::optional<std::string> AskSysman(const std::string& request) {
     const Stream stream(popen(("sysman " + request + " sipproxy").c_str(), "r"), &pclose);
     if (!stream) return std::nullopt;
@@ -77,7 +77,7 @@ void IntercomAgent::HandSipProxyIPToDevices() {
     for (const unsigned long id : DeviceIds()) {
         ISupportIntercom* const device = getIntercomDevice(id);
         if (!device) continue;
-        const std::string address = sipProxyIP;  // the current one: a device may have changed it
+        const std::string address = sipProxyIP;  // read each time: a device may have changed it
         trouble.Run([&] { device->updateSipInfoFromDriver(address); });
     }
     trouble.Rethrow();

@@ -1,25 +1,36 @@
-// The SIP proxy's configuration records: domains, access-control entries and routes.
+// The SIP proxy's configuration records: domains, access-control entries, routes, and the accounts
+// at external providers.
 //
 // They hold values and check none. Each is made from a command message or from its element, and
-// never changed afterwards. Every kind writes an element <State> with its fields as named
-// values, in the order of the declarations below; the list around it tells the kinds apart.
+// never changes afterwards. Domains, entries and routes each write an element <State> with their
+// fields as named values, in the order of the declarations below; only the list around it shows
+// which kind they are.
 #ifndef SIPPROXY_SIPENTITY_H
 #define SIPPROXY_SIPENTITY_H
 
 #include <boost/shared_ptr.hpp>
 #include <map>
 #include <string>
+#include <variant>
 
 #include "host/glue/LiveObjects.h"
 #include "host/interfaces/ICmdMessage.h"
-#include "sipproxy/RecordFields.h"
+
+/// One field of a record: the name, which is both the message's parameter and the element's named
+/// value, and the member. Text is taken as it is; a number is read by dv::ParseInt. A record's table
+/// of fields serves both readers and the writer, so that none of them can forget a field.
+template <class Record>
+struct RecordField {
+    const char* name;
+    std::variant<std::string Record::*, int Record::*> member;
+};
 
 /// All operations: [driver thread]
 class SipEntity : private dv::Counted {
 public:
     /// A new element; the caller holds its one reference.
     virtual dv::auto_com<DvXML::INode> toXml() const = 0;
-    /// The key under which a store keeps the record; valid as long as the record.
+    /// The key under which the record is stored; valid as long as the record.
     virtual const std::string& getKey() const = 0;
     virtual ~SipEntity();
 };
@@ -28,7 +39,7 @@ using SipEntityPtr = boost::shared_ptr<SipEntity>;
 /// Records by key, in the order of the keys' bytes.
 using SipEntityMap = std::map<std::string, SipEntityPtr>;
 
-/// What the three kinds share. `Record` derives from SipRecord<Record>.
+/// What the three kinds below share. `Record` derives from SipRecord<Record>.
 template <class Record>
 class SipRecord : public SipEntity {
 public:
@@ -45,7 +56,7 @@ public:
     explicit SipConfig(const ICmdMessage& message);
     /// Reads the element written by toXml; not null.
     explicit SipConfig(const DvXML::INode* node);
-    /// The string is both key and domain.
+    /// The address becomes both key and domain.
     SipConfig(const std::string& address, int portNumber);
 
 private:
@@ -56,7 +67,7 @@ private:
     int port = 0;
 };
 
-/// An access-control entry. The numbers are codes of the proxy's and stay as they are.
+/// An access-control entry. The numbers are the proxy's own codes and are kept as they are.
 class SipAcl final : public SipRecord<SipAcl> {
 public:
     explicit SipAcl(const ICmdMessage& message);
@@ -96,5 +107,32 @@ private:
 extern template class SipRecord<SipConfig>;
 extern template class SipRecord<SipAcl>;
 extern template class SipRecord<SipRoute>;
+
+/// An account at an external SIP provider, through which calls leave the home.
+///
+/// Its element: <service>Provider<name>Provider</name><host/><username/><password/></service>. The
+/// password is in clear there, in replies and in the saved state.  All operations: [driver thread]
+class ServiceInfo {
+public:
+    explicit ServiceInfo(const ICmdMessage& message);
+    /// Reads the named values of a node, which is not null; ignores the element's own text.
+    explicit ServiceInfo(const DvXML::INode* node);
+    virtual ~ServiceInfo();
+
+    /// The name, under which the service is stored.
+    const std::string& getKey() const { return name; }
+
+    /// A new element; the caller holds its one reference.
+    dv::auto_com<DvXML::INode> toXml() const;
+
+private:
+    static const RecordField<ServiceInfo> kFields[];
+
+    std::string name;
+    std::string host;
+    std::string username;
+    std::string password;
+    [[no_unique_address]] dv::Counted counted;
+};
 
 #endif

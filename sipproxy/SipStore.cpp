@@ -1,15 +1,15 @@
-// The three stores of SIP proxy records and the commands on them. Changes reach the running proxy
-// with applySIPProxyChanges, never by themselves; an erased record leaves the saved state with
-// the next change that is stored.
+// The stores of SIP proxy records and of external services, and the commands on them. The running
+// proxy sees changed records only after applySIPProxyChanges. What is erased leaves the saved state
+// with the next change that is stored, because erasing does not mark the state.
 #include <boost/make_shared.hpp>
 
 #include "agent/IntercomAgent.h"
-#include "agent/RecordList.h"
 #include "agent/Replies.h"
+#include "agent/UiEvents.h"
 
 namespace {
 
-/// False when the key is taken; the record is then dropped.
+// False when the key is taken; the record is then dropped.
 bool InsertEntity(SipEntityMap& store, const SipEntityPtr& record) {
     return store.emplace(record->getKey(), record).second;
 }
@@ -32,7 +32,7 @@ IntercomAgent::Reply IntercomAgent::OnReqAddConfig(const ICmdMessage& message) {
     return AnswerAdded(AddConfig(new SipConfig(message)), message);
 }
 
-// A key that is taken keeps its record, and the answer is the same all the same.
+// When the key is taken, the existing entry stays, and the answer is the same as for a new one.
 IntercomAgent::Reply IntercomAgent::OnReqAddAcl(const ICmdMessage& message) {
     InsertEntity(acls, boost::make_shared<SipAcl>(message));
     return AnswerAdded(true, message);
@@ -94,4 +94,28 @@ IntercomAgent::Reply IntercomAgent::GetSipEntity(const SipEntityMap& store,
     const unsigned long index = message.GetULong("index");
     const auto found = EntryAt(store, index);
     return found == store.end() ? Replies::NoEntityAt(index) : DvXML::CreateXmlNode("key", found->first);
+}
+
+// The commands on services leave the external mode alone: it is updated by the next getIsExternal.
+IntercomAgent::Reply IntercomAgent::OnReqEditService(const ICmdMessage& message) {
+    const auto service = boost::make_shared<ServiceInfo>(message);
+    removeService(service->getKey());
+    services.emplace(service->getKey(), service);
+    DmInvalidateState();
+    MySendDataToUI(UiEvents::kServiceChanged, UiEvents::kNone, UiEvents::kNone);
+    return Replies::Success();
+}
+
+IntercomAgent::Reply IntercomAgent::OnReqGetServiceList(const ICmdMessage&) {
+    return ListOf("services", services);
+}
+
+IntercomAgent::Reply IntercomAgent::OnReqRemoveService(const ICmdMessage& message) {
+    if (!removeService(message.GetString("name"))) return Replies::Failed();
+    MySendDataToUI(UiEvents::kServiceChanged, UiEvents::kNone, UiEvents::kNone);
+    return Replies::Success();
+}
+
+bool IntercomAgent::removeService(const std::string& name) {
+    return services.erase(name) != 0;
 }

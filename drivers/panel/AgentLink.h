@@ -1,43 +1,68 @@
-// A panel's way to the intercom agent, which may be there or not at any moment.
+// A panel and the intercom agent: the way to the agent, which may or may not be running, and the
+// record of what the agent called on the panel.
 #ifndef DRIVERS_PANEL_AGENTLINK_H
 #define DRIVERS_PANEL_AGENTLINK_H
 
+#include <deque>
 #include <set>
+#include <string>
 
+#include "host/interfaces/DvXML.h"
 #include "host/interfaces/IIntercomAgent.h"
 
 class IInstanceManager;
 class ISupportIntercom;
 
-/// Finds the agent anew at each use and remembers only under which ids it holds the device, so
-/// that a panel never leaves a dangling pointer behind.  All operations: [driver thread]
+/// Looks the agent up each time and remembers only the ids under which it has registered the device,
+/// so that a panel never leaves a dangling pointer behind.  All operations: [driver thread]
 class AgentLink {
 public:
     AgentLink(IInstanceManager& instanceManager, ISupportIntercom& device);
 
-    /// The agent, or null when none runs. Valid during the current call.
+    /// The agent, or null when none is running. Valid during the current call.
     IIntercomAgent* Find() const;
 
-    /// The ids under which the device is registered, as far as the panel did it.
+    /// The ids under which this object has registered the device.
     const std::set<unsigned long>& Ids() const { return ids_; }
 
-    /// Registers the device; false when no agent runs.
+    /// Registers the device; false when no agent is running.
     bool Add(unsigned long id);
-    /// Takes whatever the agent holds under `id` out of it; false when no agent runs.
+    /// Removes whatever device the agent has under `id`; false when no agent is running.
     bool Remove(unsigned long id);
-    /// Takes this device out under every id it still holds. What another driver throws passes through;
-    /// the rest is taken out when called again.
+    /// Removes this device under every id that it still has. Passes on what another driver throws; call
+    /// it again to remove the rest.
     void Withdraw();
-    /// The agent goes away and has forgotten the device.
+    /// For when the agent goes away, which makes it forget the device.
     void Forget() { ids_.clear(); }
 
-    /// Tells that a property of the registered device changed; nothing when it is not registered.
+    /// Reports that a property of the device changed, once for each id; nothing without an id.
     void NotifyChanged(dvIntercom::DeviceProps property) const;
 
 private:
     IInstanceManager& instanceManager_;
     ISupportIntercom& device_;
     std::set<unsigned long> ids_;
+};
+
+/// What the agent called on a panel, in order. The record stays bounded in a panel that runs for
+/// months: beyond kMaxOperations the oldest are dropped.
+class Operations {
+public:
+    static constexpr std::size_t kMaxOperations = 10'000;
+
+    /// Appends an operation. The caller adds the arguments to the returned element, which still
+    /// belongs to the record.
+    DvXML::INode& Add(const std::string& name);
+
+    void Clear();
+
+    /// A new element "operations" with one child per operation; the attribute "dropped" counts those
+    /// that are missing, if any are.
+    dv::auto_com<DvXML::INode> ToXml() const;
+
+private:
+    std::deque<dv::auto_com<DvXML::INode>> operations_;
+    unsigned long dropped_ = 0;
 };
 
 #endif

@@ -2,54 +2,95 @@
 
 #include <algorithm>
 
-#include "drivers/panel/Panel.h"
 #include "host/glue/Log.h"
 #include "host/glue/Numbers.h"
+#include "host/interfaces/IIntercomAgent.h"
 
+using dvIntercom::NO_SESSION;
 using std::chrono::steady_clock;
 using std::chrono::system_clock;
 
 namespace {
 
-// The user part may hold an "@" itself, the address behind it never does.
+// Only the last "@" separates: a name may contain one, an address never does.
 std::string NameIn(const std::string& address) {
     return address.substr(0, address.rfind('@'));
 }
 
 }  // namespace
 
+void SessionTable::Add(const std::string& remote, unsigned char number) {
+    sessions_.push_back({remote, number, false});
+}
+
+void SessionTable::Replace(const std::string& remote, unsigned char number) {
+    CloseRemote(remote);
+    Add(remote, number);
+}
+
+bool SessionTable::CloseRemote(const std::string& remote) {
+    return std::erase_if(sessions_, [&](const Session& session) { return session.remote == remote; }) != 0;
+}
+
+bool SessionTable::CloseNumber(unsigned char number) {
+    return std::erase_if(sessions_, [=](const Session& session) { return session.number == number; }) != 0;
+}
+
+unsigned char SessionTable::Find(const std::string& remote) const {
+    for (const Session& session : sessions_) {
+        if (session.remote == remote) return session.number;
+    }
+    return NO_SESSION;
+}
+
+void SessionTable::SetHeld(unsigned char number, bool held) {
+    for (Session& session : sessions_) {
+        if (session.number == number) session.held = held;
+    }
+}
+
+bool SessionTable::IsActive(unsigned char number) const {
+    return std::any_of(sessions_.begin(), sessions_.end(),
+                       [=](const Session& session) { return session.number == number && !session.held; });
+}
+
+bool SessionTable::IsTaken(unsigned char number) const {
+    return std::any_of(sessions_.begin(), sessions_.end(),
+                       [=](const Session& session) { return session.number == number; });
+}
+
 void CallSimulation::Start(CallKind kind, const std::vector<std::string>& addresses) {
     const unsigned long call = ++calls_;
     for (const std::string& address : addresses) {
-        std::vector<CallSimulation*> takers = FindTakers(address);
-        const auto byItself = std::find_if(takers.begin(), takers.end(), [](const CallSimulation* taker) {
-            return taker->panel_.Config().autoAnswer;
+        std::vector<CallSimulation*> callees = FindCallees(address);
+        const auto automatic = std::find_if(callees.begin(), callees.end(), [](const CallSimulation* callee) {
+            return callee->party_.Config().autoAnswer;
         });
-        if (kind == CallKind::Regular && byItself != takers.end()) takers = {*byItself};
-        for (CallSimulation* const taker : takers)
-            Connect(*taker, call, kind != CallKind::Regular || taker->panel_.Config().autoAnswer);
+        if (kind == CallKind::Regular && automatic != callees.end()) callees = {*automatic};
+        for (CallSimulation* const callee : callees)
+            Connect(*callee, call, kind != CallKind::Regular || callee->party_.Config().autoAnswer);
     }
 }
 
-std::vector<CallSimulation*> CallSimulation::FindTakers(const std::string& address) const {
-    std::vector<CallSimulation*> takers;
+std::vector<CallSimulation*> CallSimulation::FindCallees(const std::string& address) const {
+    std::vector<CallSimulation*> callees;
     if (address.find('@') != std::string::npos) {
-        for (Panel* const panel : panel_.FindPanels(NameIn(address))) {
-            const std::string refusal = WhyRefused(panel->Calls());
+        for (CallSimulation* const peer : party_.FindPeers(NameIn(address))) {
+            const std::string refusal = RefusalReason(*peer);
             if (refusal.empty())
-                takers.push_back(&panel->Calls());
+                callees.push_back(peer);
             else
-                panel_.LogXMessage(dv::LOG_LEVEL_INFO, "call to %s: %s %s", address.c_str(),
-                                   panel->Config().key.c_str(), refusal.c_str());
+                party_.Log(dv::LOG_LEVEL_INFO,
+                           "call to " + address + ": " + peer->party_.Config().key + " " + refusal);
         }
     }
-    if (takers.empty())
-        panel_.LogXMessage(dv::LOG_LEVEL_INFO, "call to %s: no panel of this host takes it", address.c_str());
-    return takers;
+    if (callees.empty())
+        party_.Log(dv::LOG_LEVEL_INFO, "call to " + address + ": no panel of this host takes it");
+    return callees;
 }
 
-std::string CallSimulation::WhyRefused(const CallSimulation& peer) const {
-    const PanelConfig& config = peer.panel_.Config();
+std::string CallSimulation::RefusalReason(const CallSimulation& peer) const {
+    const PanelConfig& config = peer.party_.Config();
     if (!config.simulateCalls) return "does not simulate calls";
     if (config.dnd) return "is not to be disturbed";
     const bool inCall =
@@ -60,11 +101,11 @@ std::string CallSimulation::WhyRefused(const CallSimulation& peer) const {
 void CallSimulation::Connect(CallSimulation& peer, unsigned long call, bool accepted) {
     const unsigned char here = FindFreeSession();
     const unsigned char there = peer.FindFreeSession();
-    if (here == dvIntercom::NO_SESSION || there == dvIntercom::NO_SESSION)
-        return panel_.LogXMessage(dv::LOG_LEVEL_ERROR, "no call to %s: all session numbers are taken",
-                                  peer.panel_.Config().key.c_str());
-    const PanelConfig& mine = panel_.Config();
-    const PanelConfig& theirs = peer.panel_.Config();
+    if (here == NO_SESSION || there == NO_SESSION)
+        return party_.Log(dv::LOG_LEVEL_ERROR,
+                          "no call to " + peer.party_.Config().key + ": all session numbers are taken");
+    const PanelConfig& mine = party_.Config();
+    const PanelConfig& theirs = peer.party_.Config();
     const auto now = system_clock::now();
     AddLeg({&peer, here, there, call, false, accepted, now, steady_clock::now(), theirs.name, theirs.key});
     peer.AddLeg({this, there, here, call, true, accepted, now, steady_clock::now(), mine.name, mine.key});
@@ -74,13 +115,14 @@ void CallSimulation::Connect(CallSimulation& peer, unsigned long call, bool acce
 
 void CallSimulation::AddLeg(const Leg& leg) {
     legs_.push_back(leg);
-    panel_.Sessions().Add(leg.peerKey, leg.session);
+    sessions_.Add(leg.peerKey, leg.session);
 }
 
-// A command may have closed a call's session or replaced it; the call goes on and keeps its number.
+// The legs count too: a command may have closed or replaced a call's session, but the call goes on and
+// keeps its number.
 unsigned char CallSimulation::FindFreeSession() {
     unsigned char number = 1;
-    while (number != dvIntercom::NO_SESSION && (FindLeg(number) || panel_.Sessions().IsTaken(number)))
+    while (number != NO_SESSION && (FindLeg(number) || sessions_.IsTaken(number)))
         ++number;
     return number;
 }
@@ -111,7 +153,7 @@ void CallSimulation::Accept(Leg& leg) {
     leg.answered = steady_clock::now();
 }
 
-// A call that rang at several panels has been answered at one of them.
+// Stops a call from ringing at the other panels once one of them has answered it.
 void CallSimulation::EndOthers(unsigned long call, unsigned char keptSession) {
     for (const Leg& leg : std::vector<Leg>(legs_)) {
         if (!leg.received && leg.call == call && leg.session != keptSession && !leg.accepted)
@@ -136,11 +178,11 @@ CallSimulation::Leg CallSimulation::TakeLeg(unsigned char session) {
     Leg* const found = FindLeg(session);
     const Leg leg = *found;
     legs_.erase(legs_.begin() + (found - legs_.data()));
-    panel_.Sessions().CloseNumber(session);
+    sessions_.CloseNumber(session);
     return leg;
 }
 
-// Both sides are as after the call before the agent hears of it: it may call back.
+// Both sides are up to date before the agent is told, because it may call back.
 void CallSimulation::End(unsigned char session) {
     const Leg mine = TakeLeg(session);
     CallSimulation& peer = *mine.peer;
@@ -156,10 +198,10 @@ void CallSimulation::End(unsigned char session) {
 
 void CallSimulation::ShowState() {
     if (!stateBeforeCall_ && legs_.empty()) return;
-    if (!stateBeforeCall_) stateBeforeCall_ = panel_.Config().currentState;
+    if (!stateBeforeCall_) stateBeforeCall_ = party_.Config().currentState;
     const int state = legs_.empty() ? *stateBeforeCall_ : StateNow();
     if (legs_.empty()) stateBeforeCall_.reset();
-    panel_.ShowState(state);
+    party_.ShowState(state);
 }
 
 int CallSimulation::StateNow() const {
@@ -169,10 +211,10 @@ int CallSimulation::StateNow() const {
 }
 
 void CallSimulation::Report(const Leg& leg, const std::string& length) const {
-    IIntercomAgent* const agent = panel_.Link().Find();
+    IIntercomAgent* const agent = party_.FindAgent();
     if (!agent)
-        return panel_.LogXMessage(dv::LOG_LEVEL_INFO, "call with %s not reported: no intercom agent runs",
-                                  leg.peerKey.c_str());
+        return party_.Log(dv::LOG_LEVEL_INFO,
+                          "call with " + leg.peerKey + " not reported: no intercom agent runs");
     agent->AddRecentContact(leg.peerName, leg.peerKey, dv::UtcText(system_clock::to_time_t(leg.begin)),
                             length, leg.received, leg.accepted);
 }

@@ -12,12 +12,9 @@ IDriver* Panel::Create(IInstanceManager& instanceManager) {
 }
 
 Panel::Panel(IInstanceManager& instanceManager)
-    : DvBaseDriver(instanceManager, DRIVER_MULTIPLE),
-      link_(instanceManager, *this),
-      calls_(*this),
-      commands_(*this) {}
+    : DvBaseDriver(instanceManager, DRIVER_MULTIPLE), link_(instanceManager, *this), calls_(*this) {}
 
-// A panel that failed in Initialize or in OnDestroy may be registered still.
+// A panel that failed in Initialize or in OnDestroy may still be registered.
 Panel::~Panel() {
     while (!link_.Ids().empty()) {
         try {
@@ -35,7 +32,7 @@ long Panel::QueryInterface(const std::string& id, void** out) {
     return 0;
 }
 
-// Registering comes last: from then on the agent calls the panel.
+// Registers last, because from then on the agent calls the panel.
 long Panel::Initialize(unsigned long id, DvXML::INode& config, DvXML::INode* savedState) {
     DvBaseDriver::Initialize(id, config, savedState);
     config_.Read(config,
@@ -52,11 +49,7 @@ void Panel::OnDestroy() {
     DvBaseDriver::OnDestroy();
 }
 
-void Panel::RegisterCommands() {
-    commands_.Register(GetUICmdDispatcher());
-}
-
-// The agent may ask before Initialize, which then registers by itself.
+// The agent may ask before Initialize, which registers anyway.
 void Panel::requestToAddDevice() {
     operations_.Add("requestToAddDevice");
     if (!initialized_ || (!config_.answerRequests && !registrationDue_)) return;
@@ -76,7 +69,7 @@ void Panel::setDeviceState(const ICmdMessage& message) {
     }
     if (message.HasParameter("state"))
         ChangeSetting(*PanelConfig::FindRow("currentState"), message.GetString("state"));
-    if (message.HasParameter("call")) CarryOut(message.GetString("call"));
+    if (message.HasParameter("call")) CarryOutCall(message.GetString("call"));
 }
 
 void Panel::ChangeSetting(const PanelConfig::Row& row, const std::string& text) {
@@ -88,19 +81,19 @@ void Panel::ChangeSetting(const PanelConfig::Row& row, const std::string& text) 
     if (!same) link_.NotifyChanged(*row.property);
 }
 
-void Panel::CarryOut(const std::string& callRequest) {
-    if (callRequest == "answer" || callRequest == "hangup") {
-        const bool done = callRequest == "answer" ? calls_.Answer() : calls_.HangUpAll();
-        if (!done) LogXMessage(dv::LOG_LEVEL_INFO, "setDeviceState: no call to %s", callRequest.c_str());
+void Panel::CarryOutCall(const std::string& request) {
+    if (request == "answer" || request == "hangup") {
+        const bool done = request == "answer" ? calls_.Answer() : calls_.HangUpAll();
+        if (!done) LogXMessage(dv::LOG_LEVEL_INFO, "setDeviceState: no call to %s", request.c_str());
         return;
     }
     LogXMessage(dv::LOG_LEVEL_ERROR, "setDeviceState: call must be answer or hangup, not \"%s\"",
-                callRequest.c_str());
+                request.c_str());
 }
 
 unsigned char Panel::findSessionId(const std::string& remote) {
     operations_.Add("findSessionId").NodeAddNamedValue("remote", remote);
-    return sessions_.Find(remote);
+    return calls_.Sessions().Find(remote);
 }
 
 void Panel::updateSipInfoFromDriver(const std::string& sipProxyAddress) {
@@ -182,26 +175,20 @@ void Panel::StartSipBroadcast(MediaMode audio, MediaMode video, const std::vecto
     if (config_.simulateCalls) calls_.Start(CallKind::Broadcast, addresses);
 }
 
-// A session that no simulated call holds is one that the command openSession opened.
+// A session without a simulated call is one that the command openSession opened.
 void Panel::HangupSipSession(unsigned char session) {
     RecordSession("HangupSipSession", session);
-    if (config_.simulateCalls && !calls_.HangUp(session)) sessions_.CloseNumber(session);
+    if (config_.simulateCalls && !calls_.HangUp(session)) calls_.Sessions().CloseNumber(session);
 }
 
 void Panel::HoldSession(unsigned char session) {
     RecordSession("HoldSession", session);
-    if (config_.simulateCalls) sessions_.SetHeld(session, true);
+    if (config_.simulateCalls) calls_.Sessions().SetHeld(session, true);
 }
 
 void Panel::ResumeSession(unsigned char session) {
     RecordSession("ResumeSession", session);
-    if (config_.simulateCalls) sessions_.SetHeld(session, false);
-}
-
-std::string Panel::ChangeSilently(const PanelConfig::Row& row, const std::string& text) {
-    const std::string fault = config_.Change(row, text);
-    key = config_.key;
-    return fault;
+    if (config_.simulateCalls) calls_.Sessions().SetHeld(session, false);
 }
 
 void Panel::ShowState(int state) {
@@ -210,16 +197,20 @@ void Panel::ShowState(int state) {
     link_.NotifyChanged(dvIntercom::DEVICE_CURRENT_STATE);
 }
 
-// Devices of other makes are found too; only panels can be called without a network.
-std::vector<Panel*> Panel::FindPanels(const std::string& intercomName) const {
+// The devices that are found belong to any kind of driver; only panels can be called without a network.
+std::vector<CallSimulation*> Panel::FindPeers(const std::string& intercomName) const {
     std::vector<ISupportIntercom*> devices;
     GetDriverManager().DriverManagerFindByInterface(0, IntercomDeviceInterfaceId, devices);
-    std::vector<Panel*> panels;
+    std::vector<CallSimulation*> peers;
     for (ISupportIntercom* const device : devices) {
         Panel* const panel = dynamic_cast<Panel*>(device);
-        if (panel && panel != this && panel->config_.name == intercomName) panels.push_back(panel);
+        if (panel && panel != this && panel->config_.name == intercomName) peers.push_back(&panel->calls_);
     }
-    return panels;
+    return peers;
+}
+
+void Panel::Log(unsigned int level, const std::string& text) const {
+    LogXMessage(level, "%s", text.c_str());
 }
 
 DvXML::INode& Panel::RecordStart(const char* operation, MediaMode audio, MediaMode video) {

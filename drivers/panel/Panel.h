@@ -1,4 +1,4 @@
-// A panel: a full intercom device driver without hardware, for demonstrations, for authors of
+// A panel: a complete intercom device driver without hardware, for demonstrations, for authors of
 // drivers, and for tests. docs/drivers.md describes its settings and commands.
 #ifndef DRIVERS_PANEL_PANEL_H
 #define DRIVERS_PANEL_PANEL_H
@@ -8,14 +8,11 @@
 
 #include "drivers/panel/AgentLink.h"
 #include "drivers/panel/CallSimulation.h"
-#include "drivers/panel/Operations.h"
-#include "drivers/panel/PanelCommands.h"
 #include "drivers/panel/PanelConfig.h"
-#include "drivers/panel/SessionTable.h"
 #include "host/glue/DvBaseDriver.h"
 #include "host/interfaces/ISupportIntercom.h"
 
-class Panel final : public DvBaseDriver, public ISupportIntercom {
+class Panel final : public DvBaseDriver, public ISupportIntercom, private CallParty {
 public:
     static IDriver* Create(IInstanceManager& instanceManager);
 
@@ -28,12 +25,12 @@ public:
     void OnDestroy() override;
     void RegisterCommands() override;
 
-    // ISupportIntercom. Whatever is not a mere query is recorded.
+    // ISupportIntercom. Everything except plain queries is recorded.
     int getVersion() const override { return config_.version; }
     void requestToAddDevice() override;
     void disconnectAgent() override;
-    /// Parameters, all optional: any setting that is a property of a device, by the name it has in
-    /// the home file (the state also as "state"), and "call", which is "answer" or "hangup".
+    /// Parameters, all optional: any setting that is a property of a device, by its name in the home
+    /// file (the state also as "state"), and "call", which is "answer" or "hangup".
     void setDeviceState(const ICmdMessage& message) override;
     unsigned long getDeviceId() const override { return DvBaseDriver::GetDeviceId(); }
     unsigned char findSessionId(const std::string& remote) override;
@@ -70,44 +67,60 @@ public:
     void HangupSipSession(unsigned char session) override;
     void HoldSession(unsigned char session) override;
     void ResumeSession(unsigned char session) override;
-    bool ActiveSipSession(unsigned char session) override { return sessions_.IsActive(session); }
+    bool ActiveSipSession(unsigned char session) override { return calls_.Sessions().IsActive(session); }
 
-    // For the panel's own commands and calls.
+    // CallParty; its other operations are private.
+    const PanelConfig& Config() const override { return config_; }
 
-    const PanelConfig& Config() const { return config_; }
-    AgentLink& Link() { return link_; }
-    SessionTable& Sessions() { return sessions_; }
-    CallSimulation& Calls() { return calls_; }
+    // For tests.
+    SessionTable& Sessions() { return calls_.Sessions(); }
     Operations& Recorded() { return operations_; }
-    using DvBaseDriver::LogXMessage;
-
-    /// Changes one setting and tells nobody. What is wrong with the value; empty when changed.
-    std::string ChangeSilently(const PanelConfig::Row& row, const std::string& text);
-    /// Sets the current state and tells the agent if it changed.
-    void ShowState(int state);
-    /// The other panels of this host that bear the intercom name, in the order of the home file.
-    std::vector<Panel*> FindPanels(const std::string& intercomName) const;
 
 private:
+    using Reply = dv::auto_com<DvXML::INode>;
+    struct CommandRow;
+    static const CommandRow kCommands[];
+
+    // Commands, in PanelCommands.cpp
+    Reply OnReqGetOperations(const ICmdMessage& message);
+    Reply OnReqClearOperations(const ICmdMessage& message);
+    Reply OnReqSetProperty(const ICmdMessage& message);
+    Reply OnReqOpenSession(const ICmdMessage& message);
+    Reply OnReqCloseSession(const ICmdMessage& message);
+    Reply OnReqAddToAgent(const ICmdMessage& message);
+    Reply OnReqRemoveFromAgent(const ICmdMessage& message);
+    Reply OnReqNotifyChanged(const ICmdMessage& message);
+    Reply OnReqReportCall(const ICmdMessage& message);
+    Reply OnReqEndOfflineSession(const ICmdMessage& message);
+    Reply OnReqAskAgent(const ICmdMessage& message);
+    /// The agent, for a command that cannot do without; refuses the command when none is running.
+    IIntercomAgent& RequireAgent() const;
+    /// The parameter "id"; the panel's own id when it is absent.
+    unsigned long IdOrOwn(const ICmdMessage& message) const;
+
+    // CallParty
+    std::vector<CallSimulation*> FindPeers(const std::string& intercomName) const override;
+    IIntercomAgent* FindAgent() const override { return link_.Find(); }
+    void ShowState(int state) override;
+    void Log(unsigned int level, const std::string& text) const override;
+
     DvXML::INode& RecordStart(const char* operation, dvIntercom::MediaMode audio,
                               dvIntercom::MediaMode video);
     void RecordSession(const char* operation, unsigned char session);
     void RecordMessage(const char* operation, const ICmdMessage& message);
-    /// The body of every setter: records, changes, and tells the agent if it was a change.
+    /// The body of every setter: records the call, sets the value, and reports it if it changed.
     template <class Value>
     void Set(const char* operation, Value PanelConfig::*member, Value value,
              dvIntercom::DeviceProps property);
     void ChangeSetting(const PanelConfig::Row& row, const std::string& text);
-    void CarryOut(const std::string& callRequest);
+    void CarryOutCall(const std::string& request);
 
     PanelConfig config_;
     Operations operations_;
-    SessionTable sessions_;
     AgentLink link_;
     CallSimulation calls_;
-    PanelCommands commands_;
     bool initialized_ = false;
-    bool registrationDue_ = false;  // registerAtStart, and no agent has been there yet
+    bool registrationDue_ = false;  // by registerAtStart, as no agent was running yet
 };
 
 #endif

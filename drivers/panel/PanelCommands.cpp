@@ -1,27 +1,27 @@
-#include "drivers/panel/PanelCommands.h"
-
+// The UI commands of a panel: they show what the agent did with the panel, and make the panel do what
+// a real device would do. Commands that do something answer "success"; wrong parameters, or the lack
+// of an agent where one is needed, answer "fail" with the reason.
 #include <limits>
 #include <stdexcept>
 
 #include "drivers/panel/Panel.h"
-#include "drivers/panel/Values.h"
 #include "host/glue/Numbers.h"
 
 namespace {
 
 using Reply = dv::auto_com<DvXML::INode>;
 
-// Why a command is not carried out. Never leaves this file: it becomes the text of "fail".
+// Why a command is not carried out. Caught in this file: it becomes the text of "fail".
 struct Refusal : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
 constexpr char kNoAgent[] = "no intercom agent runs in this host";
 
-constexpr std::int64_t kLeastInt = std::numeric_limits<int>::min();
-constexpr std::int64_t kMostInt = std::numeric_limits<int>::max();
-constexpr std::int64_t kMostId = 4'294'967'295;
-constexpr std::int64_t kMostSession = 254;
+constexpr std::int64_t kMinInt = std::numeric_limits<int>::min();
+constexpr std::int64_t kMaxInt = std::numeric_limits<int>::max();
+constexpr std::int64_t kMaxId = 4'294'967'295;
+constexpr std::int64_t kMaxSession = 254;
 
 Reply Success() {
     return DvXML::CreateXmlNode("success", "");
@@ -36,21 +36,20 @@ const std::string& Required(const ICmdMessage& message, const std::string& name)
     return message.GetString(name);
 }
 
-std::int64_t Number(const ICmdMessage& message, const std::string& name, std::int64_t least,
-                    std::int64_t most) {
+std::int64_t Number(const ICmdMessage& message, const std::string& name, std::int64_t min, std::int64_t max) {
     const std::string& text = Required(message, name);
-    if (const auto number = Values::ReadWhole(text, least, most)) return *number;
-    throw Refusal(name + " must be a number from " + std::to_string(least) + " to " + std::to_string(most) +
+    if (const auto number = Values::ReadWhole(text, min, max)) return *number;
+    throw Refusal(name + " must be a number from " + std::to_string(min) + " to " + std::to_string(max) +
                   ", not \"" + text + "\"");
 }
 
-// Ids read as everywhere: -1 is 4294967295.
+// A negative id counts down from the highest, as everywhere: -1 is 4294967295.
 unsigned long Id(const ICmdMessage& message, const std::string& name) {
-    return dv::ToULong32(Number(message, name, kLeastInt, kMostId));
+    return dv::ToULong32(Number(message, name, kMinInt, kMaxId));
 }
 
 int Int(const ICmdMessage& message, const std::string& name) {
-    return static_cast<int>(Number(message, name, kLeastInt, kMostInt));
+    return static_cast<int>(Number(message, name, kMinInt, kMaxInt));
 }
 
 // An absent flag is false.
@@ -94,24 +93,13 @@ Reply AskIntercomDevice(IIntercomAgent& agent, const ICmdMessage& message) {
     return Result(device ? device->getKey() : "");
 }
 
-}  // namespace
-
-// clang-format off
-const PanelCommands::Row PanelCommands::kCommands[] = {
-    {"getOperations",     &PanelCommands::OnReqGetOperations,     "what the agent called on this panel, in order"},
-    {"clearOperations",   &PanelCommands::OnReqClearOperations,   "forget the recorded operations"},
-    {"setProperty",       &PanelCommands::OnReqSetProperty,       "change one config value, silently (name value)"},
-    {"openSession",       &PanelCommands::OnReqOpenSession,       "hold a session with a device key (remote session)"},
-    {"closeSession",      &PanelCommands::OnReqCloseSession,      "end the session with a device key (remote)"},
-    {"addToAgent",        &PanelCommands::OnReqAddToAgent,        "register with the agent, or pass it no device ([id] [null])"},
-    {"removeFromAgent",   &PanelCommands::OnReqRemoveFromAgent,   "take a device out of the agent ([id])"},
-    {"notifyChanged",     &PanelCommands::OnReqNotifyChanged,     "tell the agent that a property changed (property [id])"},
-    {"reportCall",        &PanelCommands::OnReqReportCall,        "report a finished call (displayName address callTime callLength received accepted)"},
-    {"endOfflineSession", &PanelCommands::OnReqEndOfflineSession, "report a lost peer (local remote)"},
-    {"askAgent",          &PanelCommands::OnReqAskAgent,          "call one of the agent's queries (operation, then includeAll, id or groupId)"},
+struct Question {
+    const char* operation;
+    Reply (*ask)(IIntercomAgent&, const ICmdMessage&);
 };
 
-const PanelCommands::QuestionRow PanelCommands::kQuestions[] = {
+// clang-format off
+const Question kQuestions[] = {
     {"GetGroupList",         &AskGroupList},
     {"GetDeviceList",        &AskDeviceList},
     {"GetContactList",       &AskContactList},
@@ -122,8 +110,32 @@ const PanelCommands::QuestionRow PanelCommands::kQuestions[] = {
 };
 // clang-format on
 
-void PanelCommands::Register(UICmdDispatcher& dispatcher) {
-    for (const Row& row : kCommands) {
+}  // namespace
+
+struct Panel::CommandRow {
+    const char* name;
+    Reply (Panel::*handler)(const ICmdMessage&);
+    const char* help;
+};
+
+// clang-format off
+const Panel::CommandRow Panel::kCommands[] = {
+    {"getOperations",     &Panel::OnReqGetOperations,     "what the agent called on this panel, in order"},
+    {"clearOperations",   &Panel::OnReqClearOperations,   "forget the recorded operations"},
+    {"setProperty",       &Panel::OnReqSetProperty,       "change one config value, silently (name value)"},
+    {"openSession",       &Panel::OnReqOpenSession,       "hold a session with a device key (remote session)"},
+    {"closeSession",      &Panel::OnReqCloseSession,      "end the session with a device key (remote)"},
+    {"addToAgent",        &Panel::OnReqAddToAgent,        "register with the agent, or pass it no device ([id] [null])"},
+    {"removeFromAgent",   &Panel::OnReqRemoveFromAgent,   "take a device out of the agent ([id])"},
+    {"notifyChanged",     &Panel::OnReqNotifyChanged,     "tell the agent that a property changed (property [id])"},
+    {"reportCall",        &Panel::OnReqReportCall,        "report a finished call (displayName address callTime callLength received accepted)"},
+    {"endOfflineSession", &Panel::OnReqEndOfflineSession, "report a lost peer (local remote)"},
+    {"askAgent",          &Panel::OnReqAskAgent,          "call one of the agent's queries (operation, then includeAll, id or groupId)"},
+};
+// clang-format on
+
+void Panel::RegisterCommands() {
+    for (const CommandRow& row : kCommands) {
         const auto answer = [this, handler = row.handler](const ICmdMessage& message) -> Reply {
             try {
                 return (this->*handler)(message);
@@ -131,94 +143,94 @@ void PanelCommands::Register(UICmdDispatcher& dispatcher) {
                 return DvXML::CreateXmlNode("fail", refusal.what());
             }
         };
-        dispatcher.RegisterUICmd(row.name, answer, row.help);
+        GetUICmdDispatcher().RegisterUICmd(row.name, answer, row.help);
     }
 }
 
-IIntercomAgent& PanelCommands::Agent() const {
-    IIntercomAgent* const agent = panel_.Link().Find();
+IIntercomAgent& Panel::RequireAgent() const {
+    IIntercomAgent* const agent = FindAgent();
     if (!agent) throw Refusal(kNoAgent);
     return *agent;
 }
 
-unsigned long PanelCommands::IdOr(const ICmdMessage& message, unsigned long otherwise) const {
-    return message.HasParameter("id") ? Id(message, "id") : otherwise;
+unsigned long Panel::IdOrOwn(const ICmdMessage& message) const {
+    return message.HasParameter("id") ? Id(message, "id") : getDeviceId();
 }
 
-Reply PanelCommands::OnReqGetOperations(const ICmdMessage&) {
-    return panel_.Recorded().ToXml();
+Reply Panel::OnReqGetOperations(const ICmdMessage&) {
+    return operations_.ToXml();
 }
 
-Reply PanelCommands::OnReqClearOperations(const ICmdMessage&) {
-    panel_.Recorded().Clear();
+Reply Panel::OnReqClearOperations(const ICmdMessage&) {
+    operations_.Clear();
     return Success();
 }
 
-Reply PanelCommands::OnReqSetProperty(const ICmdMessage& message) {
-    const std::string& name = Required(message, "name");
-    const PanelConfig::Row* const row = PanelConfig::FindRow(name);
+Reply Panel::OnReqSetProperty(const ICmdMessage& message) {
+    const std::string& setting = Required(message, "name");
+    const PanelConfig::Row* const row = PanelConfig::FindRow(setting);
     if (!row)
-        throw Refusal("no config value \"" + name + "\" can be set; these can: " + PanelConfig::Names());
-    const std::string fault = panel_.ChangeSilently(*row, Required(message, "value"));
+        throw Refusal("no config value \"" + setting + "\" can be set; these can: " + PanelConfig::Names());
+    const std::string fault = config_.Change(*row, Required(message, "value"));
     if (!fault.empty()) throw Refusal(fault);
+    key = config_.key;
     return Success();
 }
 
-Reply PanelCommands::OnReqOpenSession(const ICmdMessage& message) {
+Reply Panel::OnReqOpenSession(const ICmdMessage& message) {
     const std::string& remote = Required(message, "remote");
-    panel_.Sessions().Replace(remote,
-                              static_cast<unsigned char>(Number(message, "session", 0, kMostSession)));
+    Sessions().Replace(remote, static_cast<unsigned char>(Number(message, "session", 0, kMaxSession)));
     return Success();
 }
 
-Reply PanelCommands::OnReqCloseSession(const ICmdMessage& message) {
+Reply Panel::OnReqCloseSession(const ICmdMessage& message) {
     const std::string& remote = Required(message, "remote");
-    if (!panel_.Sessions().CloseRemote(remote)) throw Refusal("no session with \"" + remote + "\" is open");
+    if (!Sessions().CloseRemote(remote)) throw Refusal("no session with \"" + remote + "\" is open");
     return Success();
 }
 
-Reply PanelCommands::OnReqAddToAgent(const ICmdMessage& message) {
-    const unsigned long id = IdOr(message, panel_.getDeviceId());
-    IIntercomAgent& agent = Agent();
+Reply Panel::OnReqAddToAgent(const ICmdMessage& message) {
+    const unsigned long id = IdOrOwn(message);
+    IIntercomAgent& agent = RequireAgent();
     if (Flag(message, "null"))
         agent.AddIntercomDevice(id, nullptr);
     else
-        panel_.Link().Add(id);
+        link_.Add(id);
     return Success();
 }
 
-Reply PanelCommands::OnReqRemoveFromAgent(const ICmdMessage& message) {
-    const unsigned long id = IdOr(message, panel_.getDeviceId());
-    if (!panel_.Link().Remove(id)) throw Refusal(kNoAgent);
+Reply Panel::OnReqRemoveFromAgent(const ICmdMessage& message) {
+    const unsigned long id = IdOrOwn(message);
+    if (!link_.Remove(id)) throw Refusal(kNoAgent);
     return Success();
 }
 
-Reply PanelCommands::OnReqNotifyChanged(const ICmdMessage& message) {
+Reply Panel::OnReqNotifyChanged(const ICmdMessage& message) {
     const auto property = static_cast<dvIntercom::DeviceProps>(Int(message, "property"));
-    const unsigned long id = IdOr(message, panel_.getDeviceId());
-    Agent().OnDeviceChanged(id, property);
+    const unsigned long id = IdOrOwn(message);
+    RequireAgent().OnDeviceChanged(id, property);
     return Success();
 }
 
-Reply PanelCommands::OnReqReportCall(const ICmdMessage& message) {
+Reply Panel::OnReqReportCall(const ICmdMessage& message) {
     const bool received = Flag(message, "received");
     const bool accepted = Flag(message, "accepted");
-    Agent().AddRecentContact(message.GetString("displayName"), message.GetString("address"),
-                             message.GetString("callTime"), message.GetString("callLength"), received,
-                             accepted);
+    RequireAgent().AddRecentContact(message.GetString("displayName"), message.GetString("address"),
+                                    message.GetString("callTime"), message.GetString("callLength"), received,
+                                    accepted);
     return Success();
 }
 
-Reply PanelCommands::OnReqEndOfflineSession(const ICmdMessage& message) {
-    Agent().EndOfflineSession(message.GetString("local"), message.GetString("remote"));
+Reply Panel::OnReqEndOfflineSession(const ICmdMessage& message) {
+    RequireAgent().EndOfflineSession(message.GetString("local"), message.GetString("remote"));
     return Success();
 }
 
-Reply PanelCommands::OnReqAskAgent(const ICmdMessage& message) {
+Reply Panel::OnReqAskAgent(const ICmdMessage& message) {
     const std::string& operation = Required(message, "operation");
     std::string known;
-    for (const QuestionRow& row : kQuestions) {
-        if (operation == row.operation) return row.ask(Agent(), message);
+    for (const Question& row : kQuestions) {
+        if (operation == row.operation) return row.ask(RequireAgent(), message);
         known.append(known.empty() ? "" : ", ").append(row.operation);
     }
     throw Refusal("the agent cannot be asked \"" + operation + "\"; it can be asked " + known);

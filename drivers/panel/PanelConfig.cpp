@@ -1,14 +1,22 @@
 #include "drivers/panel/PanelConfig.h"
 
 #include <algorithm>
+#include <boost/algorithm/string/predicate.hpp>
+#include <charconv>
 #include <limits>
 
-#include "drivers/panel/Values.h"
 #include "host/glue/Numbers.h"
 
 using namespace dvIntercom;
 
 namespace {
+
+std::string_view Trimmed(std::string_view text) {
+    constexpr std::string_view kWhiteSpace = " \t\r\n";
+    const std::size_t first = text.find_first_not_of(kWhiteSpace);
+    if (first == std::string_view::npos) return {};
+    return text.substr(first, text.find_last_not_of(kWhiteSpace) - first + 1);
+}
 
 template <class Number>
 std::string RangeFault() {
@@ -16,7 +24,7 @@ std::string RangeFault() {
     return "a number from " + std::to_string(Limits::min()) + " to " + std::to_string(Limits::max());
 }
 
-// Strict reading by the type of the member: what was expected, empty when `out` was set.
+// Strict reading by the type of the member. Returns what was expected; empty when `out` was set.
 std::string ReadStrictly(std::string& out, const std::string& text) {
     out = text;
     return "";
@@ -38,7 +46,7 @@ std::string ReadStrictly(Number& out, const std::string& text) {
     return "";
 }
 
-// The reading that never fails, for a home file whose fault was reported.
+// Reading that never fails, for a value in the home file whose fault has been reported.
 void ReadLeniently(std::string& out, const std::string& text) {
     out = text;
 }
@@ -54,6 +62,27 @@ void ReadLeniently(Number& out, const std::string& text) {
 }
 
 }  // namespace
+
+namespace Values {
+
+std::optional<bool> ReadFlag(std::string_view text) {
+    text = Trimmed(text);
+    if (text == "1" || boost::algorithm::iequals(text, "true")) return true;
+    if (text == "0" || boost::algorithm::iequals(text, "false")) return false;
+    return std::nullopt;
+}
+
+std::optional<std::int64_t> ReadWhole(std::string_view text, std::int64_t min, std::int64_t max) {
+    text = Trimmed(text);
+    if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
+    std::int64_t number = 0;
+    const char* const end = text.data() + text.size();
+    const std::from_chars_result read = std::from_chars(text.data(), end, number);
+    if (read.ec != std::errc() || read.ptr != end || number < min || number > max) return std::nullopt;
+    return number;
+}
+
+}  // namespace Values
 
 const std::vector<PanelConfig::Row>& PanelConfig::Rows() {
     static const std::vector<Row> rows = {

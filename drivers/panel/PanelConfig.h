@@ -1,7 +1,9 @@
-// The settings of a panel, and the one table that reads and changes them by name.
+// The settings of a panel, the table that reads and changes them by name, and the strict reading of
+// values that a person wrote.
 #ifndef DRIVERS_PANEL_PANELCONFIG_H
 #define DRIVERS_PANEL_PANELCONFIG_H
 
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -11,6 +13,18 @@
 
 #include "host/interfaces/DvXML.h"
 #include "host/interfaces/dvIntercom.h"
+
+/// dv::ParseInt and its like make something of any text; these reject what cannot have been meant.
+namespace Values {
+
+/// "true", "false", "1" or "0" in any case, with white space around; none for any other text.
+std::optional<bool> ReadFlag(std::string_view text);
+
+/// A decimal number from `min` to `max`, with an optional sign and white space around; none for any
+/// other text.
+std::optional<std::int64_t> ReadWhole(std::string_view text, std::int64_t min, std::int64_t max);
+
+}  // namespace Values
 
 struct PanelConfig {
     std::string key;
@@ -35,29 +49,31 @@ struct PanelConfig {
     /// The answer to GET_CUSTOM_BUTTON; null when the home file gives none.
     dv::auto_com<DvXML::INode> buttons;
 
-    /// One setting: the element that holds it, where it is kept, and the event that its change raises.
+    /// One setting: its name, which is that of its element, and its member.
     struct Row {
         const char* name;
         std::variant<std::string PanelConfig::*, bool PanelConfig::*, int PanelConfig::*,
                      unsigned short PanelConfig::*>
             member;
-        /// Which property of a device it is; none for what stays as the home file says.
+        /// The property of a device that it is, and that is reported when it changes; none for a
+        /// setting that only the home file and setProperty change.
         std::optional<dvIntercom::DeviceProps> property = std::nullopt;
     };
     static const std::vector<Row>& Rows();
 
-    /// Null when no setting has that name ("buttons" is none of them).
+    /// Null when no setting has that name ("buttons" is not one of them).
     static const Row* FindRow(std::string_view name);
 
     /// The names of all settings, for messages to people.
     static std::string Names();
 
-    /// Takes what `config` says; an absent child keeps its default. Each fault is told to `report`
-    /// as one line: an element that means nothing, a value that is not of its kind. Such a value is
-    /// taken as dv::ParseBool or dv::ParseInt read it.
+    /// Takes the settings from `config`; one that is absent keeps its default. `report` gets a line for
+    /// each fault: an unknown or repeated element, or a value of the wrong kind, which is then read by
+    /// dv::ParseBool or dv::ParseInt.
     void Read(const DvXML::INode& config, const std::function<void(const std::string&)>& report);
 
-    /// Stores the value if the text is of the row's kind. What is wrong with it; empty when stored.
+    /// Stores the value if the text is of the right kind. Returns what is wrong with it; empty when it
+    /// was stored.
     std::string Change(const Row& row, const std::string& text);
 };
 

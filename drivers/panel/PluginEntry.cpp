@@ -1,4 +1,4 @@
-// The plug-in's one export.
+// The plug-in's only export.
 #include "host/glue/PluginEntry.h"
 
 #include "drivers/panel/Panel.h"

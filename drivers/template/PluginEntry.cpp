@@ -1,4 +1,4 @@
-// The plug-in's one export. The home file's <library> is the file's name without ".so".
+// The plug-in's only export. The home file's <library> is the name of the plug-in's file without ".so".
 #include "host/glue/PluginEntry.h"
 
 #include "drivers/template/TemplateDriver.h"

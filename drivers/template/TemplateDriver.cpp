@@ -16,16 +16,16 @@ IDriver* TemplateDriver::Create(IInstanceManager& instanceManager) {
 TemplateDriver::TemplateDriver(IInstanceManager& instanceManager)
     : DvBaseDriver(instanceManager, DRIVER_MULTIPLE) {}
 
-// The agent finds intercom device drivers by this answer. The cast matters: whoever asks takes the
-// pointer for an ISupportIntercom*.
+// The agent finds intercom device drivers through this answer. The cast matters, because whoever asks
+// uses the pointer as an ISupportIntercom*.
 long TemplateDriver::QueryInterface(const std::string& id, void** out) {
     if (id != IntercomDeviceInterfaceId || !out) return DvBaseDriver::QueryInterface(id, out);
     *out = static_cast<ISupportIntercom*>(this);
     return 0;
 }
 
-// A real driver opens its connection to the device here, before it tells the agent: from
-// AddIntercomDevice on, the agent may call any operation of ISupportIntercom.
+// A real driver opens its connection to the device here, before it registers: from AddIntercomDevice
+// on, the agent may call any operation of ISupportIntercom.
 long TemplateDriver::Initialize(unsigned long id, DvXML::INode& config, DvXML::INode* savedState) {
     DvBaseDriver::Initialize(id, config, savedState);
     key = config.NodeGetNamedValue("key");
@@ -34,13 +34,13 @@ long TemplateDriver::Initialize(unsigned long id, DvXML::INode& config, DvXML::I
     return 0;
 }
 
-// A real driver closes its connection here, after it has withdrawn the device.
+// A real driver closes its connection here, after it has removed the device from the agent.
 void TemplateDriver::OnDestroy() {
     Withdraw();
     DvBaseDriver::OnDestroy();
 }
 
-// A driver that failed in Initialize or in OnDestroy may be registered still.
+// A driver that failed in Initialize or in OnDestroy may still be registered.
 TemplateDriver::~TemplateDriver() {
     try {
         Withdraw();
@@ -55,7 +55,7 @@ void TemplateDriver::Withdraw() {
     if (std::exchange(registered_, false) && agent) agent->OnDeviceRemoved(getDeviceId());
 }
 
-// A UI command is answered with an element; RegisterCmd1 registers plain commands, which are not.
+// A UI command answers with an element. RegisterCmd1 registers plain commands, which have no answer.
 void TemplateDriver::RegisterCommands() {
     GetUICmdDispatcher().RegisterUICmd(
         "getSipProxy", boost::bind(&TemplateDriver::OnReqGetSipProxy, this, boost::placeholders::_1),
@@ -82,7 +82,7 @@ void TemplateDriver::requestToAddDevice() {
     AddToAgent();
 }
 
-// The agent forgets the device by itself; it must not be called back for that.
+// The agent forgets the device by itself: do not call OnDeviceRemoved here.
 void TemplateDriver::disconnectAgent() {
     registered_ = false;
 }
@@ -92,12 +92,12 @@ void TemplateDriver::updateSipInfoFromDriver(const std::string& sipProxyAddress)
     sipProxyAddress_ = sipProxyAddress;
 }
 
-// The parameters of setDeviceState beside "idDevice" are the driver's to choose.
+// Apart from "idDevice", the driver chooses the parameters of setDeviceState.
 void TemplateDriver::setDeviceState(const ICmdMessage& message) {
     if (message.HasParameter("dnd")) setDnD(dv::ParseBool(message.GetString("dnd")));
 }
 
-// A setting that changed is reported, so that user interfaces show it.
+// Reports a changed setting, so that user interfaces show it.
 void TemplateDriver::setDnD(bool on) {
     if (dnd_ == on) return;
     dnd_ = on;
@@ -105,8 +105,8 @@ void TemplateDriver::setDnD(bool on) {
         agent->OnDeviceChanged(getDeviceId(), dvIntercom::DEVICE_DND);
 }
 
-// A real driver tells its device to call here. When the call has ended it reports it with
-// IIntercomAgent::AddRecentContact.
+// A real driver makes its device place the call, and reports it with IIntercomAgent::AddRecentContact
+// when it has ended.
 void TemplateDriver::StartSipCall(dvIntercom::MediaMode audio, dvIntercom::MediaMode video,
                                   const std::string& address) {
     LogXMessage(dv::LOG_LEVEL_INFO, "call to %s, audio %d, video %d", address.c_str(), audio, video);
@@ -123,7 +123,7 @@ void TemplateDriver::StartSipBroadcast(dvIntercom::MediaMode audio, dvIntercom::
                 video);
 }
 
-// A real driver knows its device's sessions: a number from 0 to 254 for each device it speaks with.
+// A real driver returns the number, 0 to 254, of its device's session with the device of that key.
 unsigned char TemplateDriver::findSessionId(const std::string&) {
     return dvIntercom::NO_SESSION;
 }

@@ -1,9 +1,8 @@
-// The smallest whole intercom device driver: copy this folder to begin a driver of your own.
+// The smallest complete intercom device driver: copy this folder to start a driver of your own.
 //
 // A driver has two sides. DvBaseDriver is the side that the host sees: start, end, commands.
 // ISupportIntercom is the side that the intercom agent sees: what the device is and what it can
-// do. This one drives a device that is not there; each place where a real driver talks to its
-// hardware says so.
+// do. This driver has no device; comments mark the places where a real one talks to its hardware.
 //
 // Home file:
 //
@@ -23,7 +22,7 @@ class IIntercomAgent;
 
 class TemplateDriver final : public DvBaseDriver, public ISupportIntercom {
 public:
-    /// What the plug-in exports. The host deletes the driver.
+    /// The factory that the plug-in exports. The host deletes the driver.
     static IDriver* Create(IInstanceManager& instanceManager);
 
     explicit TemplateDriver(IInstanceManager& instanceManager);
@@ -83,8 +82,8 @@ public:
     bool ActiveSipSession(unsigned char session) override;
 
 private:
-    /// The agent, or null while there is none. Ask at each use and never keep it: the agent may be
-    /// restarted between any two calls.
+    /// The agent, or null while none is running. Ask each time and never keep the pointer: the agent
+    /// may be restarted between any two calls.
     IIntercomAgent* FindAgent() const;
     void AddToAgent();
     void Withdraw();
@@ -94,7 +93,7 @@ private:
     std::string intercomName_;
     std::string sipProxyAddress_;
     bool dnd_ = false;
-    bool registered_ = false;  // the agent holds a pointer to this driver
+    bool registered_ = false;  // the agent has a pointer to this driver
 };
 
 #endif

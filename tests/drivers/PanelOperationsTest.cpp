@@ -135,10 +135,10 @@ TEST_F(PanelOperations, ClearedOperationsAreForgotten) {
 
 TEST_F(PanelOperations, BeyondTheBoundTheOldestAreDroppedAndCounted) {
     Operations operations;
-    for (std::size_t number = 0; number < Operations::kMost + 2; ++number)
+    for (std::size_t number = 0; number < Operations::kMaxOperations + 2; ++number)
         operations.Add("o" + std::to_string(number));
     const auto element = operations.ToXml();
-    EXPECT_EQ(Operations::kMost, element->NodeChildCount());
+    EXPECT_EQ(Operations::kMaxOperations, element->NodeChildCount());
     EXPECT_EQ("o2", element->NodeChildAt(0)->NodeGetName());
     EXPECT_EQ("2", element->NodeGetAttribute("dropped"));
 }

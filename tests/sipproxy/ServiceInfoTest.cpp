@@ -1,6 +1,4 @@
 // The record of an external SIP service and its element.
-#include "sipproxy/ServiceInfo.h"
-
 #include <type_traits>
 
 #include "host/glue/XmlText.h"

@@ -192,6 +192,16 @@ TEST_P(SipStore, IsWithoutAnErasedRecordAtTheNextSaving) {
     EXPECT_EQ("<" + list + ">" + Record("b") + "</" + list + ">", SavedList());
 }
 
+TEST_P(SipStore, KeepsAfterARestartTheFirstOfTheKeysThatXmlCannotTellApart) {
+    Start();
+    Add("k\x01");
+    Add("k\x02");
+    EXPECT_EQ(NotThatMany("2"), GetIndex("2"));
+    Restart();
+    EXPECT_EQ("<key>k\xEF\xBF\xBD</key>", GetIndex("0"));
+    EXPECT_EQ(NotThatMany("1"), GetIndex("1"));
+}
+
 TEST_P(SipStore, FreesAnErasedRecord) {
     Start();
     const long alive = dv::LiveObjects::Count();
