@@ -12,7 +12,6 @@
 #include "driverhost/http/routes/EventStream.h"
 #include "driverhost/http/routes/Routes.h"
 #include "driverhost/plugins/DriverTable.h"
-#include "driverhost/plugins/InterfaceTable.h"
 #include "driverhost/runtime/DriverThread.h"
 #include "driverhost/runtime/Metrics.h"
 #include "driverhost/runtime/SystemEvents.h"
