@@ -14,6 +14,7 @@ namespace driverhost {
 class DriverThread;
 class Metrics;
 class StateKeeper;
+class StateRoots;
 class SystemEvents;
 
 /// The interfaces that drivers publish for each other. All operations: [driver thread]
@@ -62,6 +63,7 @@ struct HostServices {
     InterfaceTable& interfaces;
     Metrics& metrics;
     StateKeeper& keeper;
+    StateRoots& roots;
     /// Sends one notification, as XML text, to the user interfaces. Calls nobody back.
     std::function<void(std::string element)> sendToUi;
     /// Tries libraries before they are loaded; when empty they are loaded untried.
