@@ -142,6 +142,7 @@ TEST_F(StateTest, WhatALibraryWritesIsKnownToTheNextProcessEvenIfItCannotBeAsked
     std::filesystem::copy_file(std::string(TEST_PLUGINS) + "/probe.so", library);
     WriteHome(Driver(1, "lamp", "mine"));
     StoreOne();
+    std::filesystem::remove_all(StateFolder() + "/lamp");
     std::filesystem::remove(library);
     std::filesystem::copy_file(std::string(TEST_PLUGINS) + "/factory_throws.so", library);
     Start();
