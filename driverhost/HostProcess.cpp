@@ -13,7 +13,6 @@
 #include "driverhost/http/routes/Routes.h"
 #include "driverhost/http/server/Server.h"
 #include "driverhost/plugins/DriverTable.h"
-#include "driverhost/plugins/InterfaceTable.h"
 #include "driverhost/plugins/LibraryTrial.h"
 #include "driverhost/runtime/DriverThread.h"
 #include "driverhost/runtime/HostLog.h"
@@ -21,9 +20,10 @@
 #include "driverhost/runtime/ServiceManager.h"
 #include "driverhost/runtime/SystemEvents.h"
 #include "driverhost/runtime/Watchdog.h"
-#include "driverhost/state/PosixFileSystem.h"
+#include "driverhost/state/FileSystem.h"
 #include "driverhost/state/StateKeeper.h"
 #include "driverhost/state/StateLock.h"
+#include "driverhost/state/StateRoots.h"
 #include "driverhost/state/StateStore.h"
 #include "host/glue/Log.h"
 #include "host/glue/NetworkInterfaces.h"
@@ -31,7 +31,7 @@
 namespace driverhost {
 namespace {
 
-// Ids grow from one process to the next without anything being stored.
+// Ids must grow from one process to the next; the time does so without anything being stored.
 std::uint64_t FirstEventId() {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
@@ -43,13 +43,13 @@ std::string MonotonicMicroseconds() {
     return std::to_string(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
 }
 
-// The watchdog's answer in the place of the driver thread.
+// What the watchdog answers while the driver thread cannot.
 std::string Unavailable(const std::string& why) {
     const Response response = ErrorResponse(503, why + "; try again later");
     return FormatHead(response, false) + response.body;
 }
 
-// Looks often enough to be in time.
+// With a short heldTime the watchdog looks more often than it usually does.
 WatchdogTimes TimesOf(const Limits& limits) {
     WatchdogTimes times;
     times.held = limits.heldTime;
@@ -80,6 +80,7 @@ public:
     PosixFileSystem files;
     StateStore store;
     StateKeeper keeper;
+    StateRoots roots;
     EventStream events;
     SystemEvents systemEvents;
     InterfaceTable interfaces;
@@ -99,6 +100,7 @@ HostProcess::Impl::Impl(const Options& givenOptions, const Home& home)
       signals(thread.Loop()),
       store(files, options.stateFolder, [this](StateStore::Work work) { thread.Post(std::move(work)); }),
       keeper(thread, store, metrics),
+      roots(store),
       events(FirstEventId(), limits, [this](std::function<void()> work) { thread.Post(std::move(work)); }),
       services{
           thread,
@@ -106,6 +108,7 @@ HostProcess::Impl::Impl(const Options& givenOptions, const Home& home)
           interfaces,
           metrics,
           keeper,
+          roots,
           [this](const std::string& element) { events.Publish(element); },
           [this](const std::vector<std::string>& paths) { return TryLibraries(paths, limits.libraryTime); }},
       drivers(home, services),
@@ -114,8 +117,6 @@ HostProcess::Impl::Impl(const Options& givenOptions, const Home& home)
                   return Gauges{events.Readers(), server ? server->Connections() : 0};
               }}) {
     NetworkInterfaces::Override(home.address);
-    for (const DriverEntry& entry : home.drivers)
-        store.AddDriver(entry.name, entry.library);
 }
 
 HostProcess::HostProcess(const Options& options, const Home& home)
@@ -130,6 +131,7 @@ void HostProcess::LoadLibraries() {
 }
 
 void HostProcess::LoadStates() {
+    impl_->roots.Load();
     impl_->drivers.LoadStates();
 }
 
@@ -139,7 +141,7 @@ void HostProcess::Listen() {
                             TimesOf(impl_->limits));
 }
 
-// A signal that comes while drivers start ends the host in order, too: as soon as it serves.
+// A signal that comes while drivers start is handled as soon as the host serves, so it ends in order, too.
 void HostProcess::StartDrivers() {
     for (const int number : {SIGTERM, SIGINT, SIGHUP})
         impl_->signals.add(number);
@@ -155,7 +157,7 @@ void HostProcess::Impl::AwaitSignals() {
     });
 }
 
-// While the host ends, a signal changes nothing any more.
+// Once the host ends, signals change nothing.
 void HostProcess::Impl::OnSignal(int number) {
     if (ending) return;
     if (number == SIGHUP) return ReadHomeAgain();
@@ -182,7 +184,7 @@ void HostProcess::Impl::BeginEnd() {
     thread.After(limits.endTime, [this] { thread.Stop(); });
 }
 
-// Whatever is wrong with the file or what it asks for, the home goes on as it was.
+// Whatever is wrong with the file or with what it asks for, the home goes on as it was.
 void HostProcess::Impl::ReadHomeAgain() {
     manager.Notify("RELOADING=1\nMONOTONIC_USEC=" + MonotonicMicroseconds());
     try {
@@ -194,13 +196,11 @@ void HostProcess::Impl::ReadHomeAgain() {
     manager.Notify("READY=1");
 }
 
-// What is new is stored under the library that writes it, so the old one's last document goes first.
+// The address changes before the new drivers start, for an agent asks for it then.
 void HostProcess::Impl::Apply(const Home& home) {
-    const std::string summary = drivers.Retire(home);
-    for (const DriverEntry& entry : home.drivers)
-        if (!drivers.Holds(entry.name)) store.AddDriver(entry.name, entry.library);
+    const std::string summary = drivers.RemoveOutdated(home);
     NetworkInterfaces::Override(home.address);
-    drivers.Adopt(home);
+    drivers.AddMissing(home);
     HostLog::Write(dv::LOG_LEVEL_INFO, kHostName, "the home file was read again: " + summary);
 }
 

@@ -1,4 +1,4 @@
-// The host as a whole: everything that lives as long as the process, and the steps of its life.
+// The whole host: what lives as long as the process, and the steps from its start to its end.
 #ifndef DRIVERHOST_HOSTPROCESS_H
 #define DRIVERHOST_HOSTPROCESS_H
 
@@ -9,24 +9,24 @@
 
 namespace driverhost {
 
-/// The steps in their order. All operations: [driver thread]
+/// The operations are called in this order. All of them: [driver thread]
 class HostProcess {
 public:
-    /// Takes the state folder. Throws FileError.
+    /// Locks the state folder. Throws FileError.
     HostProcess(const Options& options, const Home& home);
     HostProcess(const HostProcess&) = delete;
     HostProcess& operator=(const HostProcess&) = delete;
     ~HostProcess();
 
-    /// Throws PluginError; nothing is loaded then.
+    /// Throws PluginError, and then nothing is loaded.
     void LoadLibraries();
     /// Throws FileError.
     void LoadStates();
-    /// Takes the address. Throws ListenError.
+    /// Binds the address. Throws ListenError.
     void Listen();
-    /// Drivers that do not start are logged.
+    /// A driver that does not start is logged.
     void StartDrivers();
-    /// Until SIGTERM or SIGINT. On SIGHUP the home file is read again.
+    /// Returns after SIGTERM or SIGINT. On SIGHUP the home file is read again.
     void Serve();
     /// Stores the states and ends the drivers. False when a state could not be stored.
     bool StopDrivers();

@@ -9,7 +9,7 @@
 #include <set>
 
 #include "driverhost/home/ElementLines.h"
-#include "driverhost/state/PosixFileSystem.h"
+#include "driverhost/state/FileSystem.h"
 #include "host/glue/Numbers.h"
 
 namespace driverhost {

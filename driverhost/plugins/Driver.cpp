@@ -2,9 +2,9 @@
 
 #include <utility>
 
-#include "driverhost/plugins/DriverTable.h"
 #include "driverhost/runtime/DriverThread.h"
 #include "driverhost/runtime/HostLog.h"
+#include "driverhost/state/StateRoots.h"
 #include "host/glue/DvBaseDriver.h"
 #include "host/glue/Log.h"
 #include "host/glue/XmlText.h"
@@ -16,21 +16,16 @@ constexpr unsigned long kReserved = 0;
 
 }  // namespace
 
-std::string CheckDocument(std::string_view document) {
-    const auto parsed = DvXML::CreateXmlDocument("");
-    if (parsed->DocumentParse(document) == 0) return {};
-    return "not XML: " + parsed->DocumentGetError();
-}
-
-Driver::Driver(DriverEntry entry, HostServices& services, DriverTable& table)
+Driver::Driver(DriverEntry entry, HostServices& services, IDriverManager& manager)
     : entry_(std::move(entry)),
       services_(services),
-      table_(table),
+      driverManager_(manager),
       counters_(services.metrics.OfDriver(entry_.name)),
-      stateKey_(services.keeper.Add(*this)) {}
+      stateKey_(services.keeper.Add(*this, entry_.library)) {}
 
 Driver::~Driver() {
-    if (driver_) Discard();
+    if (manager_) Discard();
+    services_.keeper.Detach(stateKey_);
 }
 
 void Driver::LoadLibrary() {
@@ -38,31 +33,22 @@ void Driver::LoadLibrary() {
 }
 
 void Driver::LoadState() {
-    state_ = services_.keeper.Load(stateKey_, &CheckDocument);
+    state_ = services_.keeper.Load(stateKey_, [this](std::string_view document) {
+        return services_.roots.TextFault(entry_.library, document);
+    });
+    stateIsStored_ = true;
 }
 
-bool Driver::Start() {
-    if (!library_) return false;
-    std::string fault = Create();
-    if (fault.empty()) fault = Initialize();
-    if (!fault.empty()) {
-        Discard();
-        SetFailure(fault);
-        return false;
-    }
-    running_ = true;
-    failure_.clear();
-    HostLog::Write(dv::LOG_LEVEL_INFO, kHostName, "driver " + entry_.name + " runs (" + entry_.library + ")");
-    return true;
+void Driver::UseState(std::optional<std::string> document) {
+    state_ = std::move(document);
+    stateIsStored_ = false;
 }
 
 std::string Driver::Create() {
     manager_ = std::make_shared<InstanceManager>(*this, services_);
     const std::string fault = Call("its creation", [this] { driver_.reset(library_->Create(*manager_)); });
-    if (!fault.empty()) return fault;
-    if (!driver_) return "its factory made no driver";
-    const Driver* other = IsSingle() ? table_.FindRunning(entry_.libraryPath) : nullptr;
-    return other ? "one home holds one driver of this library, and that is " + other->Name() : std::string();
+    if (fault.empty() && !driver_) return "its factory made no driver";
+    return fault;
 }
 
 bool Driver::IsSingle() const {
@@ -70,16 +56,51 @@ bool Driver::IsSingle() const {
     return base && base->GetMultiplicity() == DRIVER_SINGLE;
 }
 
-// The driver gets trees of its own: what it does to them reaches nobody else.
+// The driver gets trees of its own: what it does to them affects nobody else.
 std::string Driver::Initialize() {
     const auto config = DvXML::ParseRoot(entry_.config);
-    const auto state = DvXML::ParseRoot(state_ ? *state_ : std::string());
-    state_.reset();
+    auto state = ParseState();
+    std::string fault = CheckState(state);
+    if (!fault.empty()) return fault;
     long result = 0;
-    const std::string fault =
-        Call("Initialize", [&] { result = driver_->Initialize(entry_.id, *config, state.get()); });
-    if (!fault.empty() || result == 0) return fault;
-    return "Initialize answered " + std::to_string(result) + "; expected 0";
+    fault = Call("Initialize", [&] { result = driver_->Initialize(entry_.id, *config, state.get()); });
+    if (fault.empty() && result != 0) {
+        fault = "Initialize answered " + std::to_string(result) + "; expected 0";
+    }
+    if (!fault.empty()) return fault;
+    running_ = true;
+    failure_.clear();
+    HostLog::Write(dv::LOG_LEVEL_INFO, kHostName, "driver " + entry_.name + " runs (" + entry_.library + ")");
+    return {};
+}
+
+// Null when the driver starts as new.
+dv::auto_com<DvXML::INode> Driver::ParseState() {
+    const std::optional<std::string> text = std::exchange(state_, std::nullopt);
+    return DvXML::ParseRoot(text ? *text : std::string());
+}
+
+// What a library writes is not known before one of its drivers has given a document. Then the new driver is
+// asked for one, before it is given the stored one.
+std::string Driver::CheckState(dv::auto_com<DvXML::INode>& state) {
+    if (!state) return {};
+    if (services_.roots.Find(entry_.library).empty()) AskState();
+    std::string fault = services_.roots.Fault(entry_.library, *state);
+    if (fault.empty() || !stateIsStored_) return fault;
+    try {
+        LoadState();  // puts the document aside and finds an earlier one
+    } catch (const FileError& error) {
+        return error.what();
+    }
+    state = ParseState();
+    return {};
+}
+
+void Driver::Fail(const std::string& failure) {
+    if (manager_) Discard();
+    failure_ = failure;
+    HostLog::Write(dv::LOG_LEVEL_ERROR, kHostName,
+                   "driver " + entry_.name + " (" + entry_.library + ") does not run: " + failure);
 }
 
 void Driver::Stop() {
@@ -90,23 +111,17 @@ void Driver::Stop() {
     Discard();
 }
 
-// What the driver posted goes while the driver is there, and before its library.
+// What the driver posted is its code and data, so it goes before the driver does, and before the library.
 void Driver::Discard() {
-    if (manager_) manager_->Close();
+    manager_->Close();
     Call("its destruction", [this] { driver_.reset(); });
-    if (manager_) manager_->WithdrawAll();
+    manager_->WithdrawAll();
     manager_.reset();
-    services_.keeper.Forget(stateKey_);
+    services_.keeper.DropMarks(stateKey_);
 }
 
 void Driver::UnloadLibrary() {
     library_.reset();
-}
-
-void Driver::SetFailure(const std::string& failure) {
-    failure_ = failure;
-    HostLog::Write(dv::LOG_LEVEL_ERROR, kHostName,
-                   "driver " + entry_.name + " (" + entry_.library + ") does not run: " + failure);
 }
 
 CommandResult Driver::Run(const ICmdMessage& message) {
@@ -118,7 +133,7 @@ CommandResult Driver::Run(const ICmdMessage& message) {
                        driver_->GetCmdDispatcher().Dispatch(message);
         if (reply) result.reply = reply->NodeToText();
     });
-    if (!result.fault.empty()) result.known = true;  // nothing but a handler throws
+    if (!result.fault.empty()) result.known = true;  // only a handler throws
     if (result.known) Count(message.GetName(), std::chrono::duration<double>(Clock::now() - start).count());
     return result;
 }
@@ -136,23 +151,23 @@ void* Driver::QueryInterface(const std::string& id) {
 }
 
 PulledState Driver::PullState() {
-    if (!running_) return {};
+    return running_ ? AskState() : PulledState();
+}
+
+PulledState Driver::AskState() {
     PulledState pulled;
     pulled.error = Call("GetPersistState", [&] {
         if (const auto state = driver_->GetPersistState(kReserved)) pulled.document = state->NodeToText();
     });
+    if (pulled.document) services_.roots.Learn(entry_.library, *pulled.document);
     return pulled;
-}
-
-IDriverManager& Driver::Manager() {
-    return table_;
 }
 
 std::string Driver::CallDriver(const char* call, const std::function<void()>& work) {
     return Call(call, work);
 }
 
-// Every call into the driver passes here. Nothing it throws goes further.
+// Every call into the driver goes through here. What it throws goes no further.
 template <class Work>
 std::string Driver::Call(const char* call, Work&& work) {
     const CallScope scope(services_.thread, entry_.name, call);

@@ -5,7 +5,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <utility>
 
 #include "driverhost/home/HomeFile.h"
 #include "driverhost/plugins/InstanceManager.h"
@@ -14,20 +13,18 @@
 
 namespace driverhost {
 
-class DriverTable;
-
 /// What became of a command.
 struct CommandResult {
     bool known = false;
-    std::string fault;                 // the driver threw this
-    std::optional<std::string> reply;  // the element as XML text; none is a normal outcome
+    std::string fault;                 // what the driver threw; else empty
+    std::optional<std::string> reply;  // the element as XML text; no reply is a normal outcome
 };
 
 /// All operations: [driver thread]
 class Driver final : public StateSource, public InstanceOwner {
 public:
-    /// `table` holds this driver and its siblings.
-    Driver(DriverEntry entry, HostServices& services, DriverTable& table);
+    /// `manager` finds the other drivers for this one.
+    Driver(DriverEntry entry, HostServices& services, IDriverManager& manager);
     Driver(const Driver&) = delete;
     Driver& operator=(const Driver&) = delete;
     /// Must not run any more.
@@ -38,31 +35,35 @@ public:
     /// Why it does not run.
     const std::string& Failure() const { return failure_; }
 
+    // Starting it, in this order. Create and Initialize return the reason when they fail, or empty;
+    // Fail undoes what they did.
+
     /// Throws PluginError.
     void LoadLibrary();
-    /// Takes what is stored for the next Start. Throws FileError.
+    /// Takes the stored document for Initialize. Throws FileError.
     void LoadState();
-    /// Takes a document for the next Start instead; none: the driver starts as new.
-    void UseState(std::optional<std::string> document) { state_ = std::move(document); }
-
-    /// Creates the instance and initialises it with the loaded state. False, with everything
-    /// undone and the failure logged and kept, when the driver does not start; also without a
-    /// library, whose failure is kept already.
-    bool Start();
+    /// Takes `document` instead; without one the driver starts as new.
+    void UseState(std::optional<std::string> document);
+    bool HasLibrary() const { return library_ != nullptr; }
+    std::string Create();
+    std::string Initialize();
+    /// Keeps and logs why the driver does not run.
+    void Fail(const std::string& failure);
 
     /// OnDestroy, destruction, everything withdrawn. The state must have been stored before.
     void Stop();
-
-    /// The library leaves the process, unless another driver holds it.
+    /// The library leaves the process, unless another driver uses it.
     void UnloadLibrary();
 
-    /// Keeps and logs why the driver cannot run.
-    void SetFailure(const std::string& failure);
+    // From Create to Stop:
+
+    /// True when a home may hold only one driver of its library.
+    bool IsSingle() const;
 
     // While it runs:
 
     CommandResult Run(const ICmdMessage& message);
-    /// Null when it answers no such id.
+    /// Null when it does not know the id.
     void* QueryInterface(const std::string& id);
     UICmdDispatcher& UICommands() { return driver_->GetUICmdDispatcher(); }
     CmdDispatcher& PlainCommands() { return driver_->GetCmdDispatcher(); }
@@ -71,38 +72,43 @@ public:
     const std::string& Name() const override { return entry_.name; }
     PulledState PullState() override;
     StateKeeper::Key StateKey() const override { return stateKey_; }
-    IDriverManager& Manager() override;
+    IDriverManager& Manager() override { return driverManager_; }
     std::string CallDriver(const char* call, const std::function<void()>& work) override;
 
-    /// The instance that the host's tables know as owner of what it registered.
+    /// The owner of what the driver registered, as the host's tables know it.
     const void* Instance() const { return manager_.get(); }
 
 private:
     template <class Work>
     std::string Call(const char* call, Work&& work);
     std::string LogFault(const char* call, const char* what);
-    std::string Create();
-    bool IsSingle() const;
-    std::string Initialize();
+    PulledState AskState();
+    dv::auto_com<DvXML::INode> ParseState();
+    std::string CheckState(dv::auto_com<DvXML::INode>& state);
     void Discard();
     void Count(const std::string& command, double seconds);
 
+    // Constant after construction
     const DriverEntry entry_;
     HostServices& services_;
-    DriverTable& table_;
+    IDriverManager& driverManager_;
     DriverCounters& counters_;
     const StateKeeper::Key stateKey_;
 
+    // From LoadLibrary to UnloadLibrary
     std::unique_ptr<PluginLibrary> library_;
+
+    // From Create to Stop
     std::shared_ptr<InstanceManager> manager_;
     std::unique_ptr<IDriver> driver_;
+
     bool running_ = false;
     std::string failure_ = "it was not started yet";
-    std::optional<std::string> state_;  // for the next Start
-};
 
-/// Why a stored document is of no use to any driver; empty when it can be read.
-std::string CheckDocument(std::string_view document);
+    // For the next Initialize
+    std::optional<std::string> state_;
+    bool stateIsStored_ = false;  // it came from LoadState
+};
 
 }  // namespace driverhost
 

@@ -4,6 +4,8 @@
 #include <chrono>
 #include <thread>
 
+#include "driverhost/plugins/HomeChanges.h"
+#include "driverhost/runtime/DriverThread.h"
 #include "driverhost/runtime/HostLog.h"
 #include "host/glue/Log.h"
 #include "host/interfaces/InterfaceIds.h"
@@ -22,7 +24,7 @@ DriverTable::DriverTable(const Home& home, HostServices& services) : services_(s
         drivers_.push_back(std::make_unique<Driver>(entry, services, *this));
 }
 
-// Every file is looked at before a line of any is run.
+// All files are checked before code of any library runs.
 void DriverTable::LoadLibraries() {
     std::vector<std::string> paths;
     for (const auto& driver : drivers_) {
@@ -33,7 +35,7 @@ void DriverTable::LoadLibraries() {
     for (const auto& driver : drivers_) {
         const auto fault = faults.find(driver->Entry().libraryPath);
         if (fault != faults.end()) {
-            driver->SetFailure(fault->second);
+            driver->Fail(fault->second);
         } else {
             driver->LoadLibrary();
         }
@@ -51,20 +53,50 @@ void DriverTable::LoadStates() {
 
 void DriverTable::StartAll() {
     for (const auto& driver : drivers_) {
-        driver->Start();
+        Start(*driver);
         services_.keeper.Settle();
     }
 }
 
+bool DriverTable::Start(Driver& driver) {
+    if (!driver.HasLibrary()) return false;  // its failure is known already
+    const std::string fault = StartFault(driver);
+    if (!fault.empty()) driver.Fail(fault);
+    return fault.empty();
+}
+
+// A constructor may act on the home: an agent's restarts the SIP proxy. So no second driver is created beside
+// a single one that runs. When no driver of the library runs, the new one says itself whether it is single.
+std::string DriverTable::StartFault(Driver& driver) {
+    std::string fault = ConflictOf(driver);
+    if (fault.empty()) fault = driver.Create();
+    if (fault.empty()) fault = ConflictOf(driver);
+    if (fault.empty()) fault = driver.Initialize();
+    return fault;
+}
+
+std::string DriverTable::ConflictOf(const Driver& driver) {
+    const Driver* other = FindRunning(driver.Entry().libraryPath);
+    if (!other || (!other->IsSingle() && !driver.IsSingle())) return {};
+    return "one home holds one driver of this library, and that is " + other->Name();
+}
+
+Driver* DriverTable::FindRunning(const std::string& libraryPath) {
+    const auto found = std::find_if(drivers_.begin(), drivers_.end(), [&](const auto& driver) {
+        return driver->IsRunning() && driver->Entry().libraryPath == libraryPath;
+    });
+    return found == drivers_.end() ? nullptr : found->get();
+}
+
 bool DriverTable::StopAll() {
     bool allStored = true;
-    for (Driver* driver : OrderOfEnding())
-        allStored = StopStored(*driver) && allStored;
+    for (Driver* driver : StopOrder())
+        allStored = StoreAndStop(*driver) && allStored;
     return allStored;
 }
 
-// A device driver that went first would take its devices out of the agent's groups.
-std::vector<Driver*> DriverTable::OrderOfEnding() {
+// A device driver that ended before the agent would take its devices out of the agent's groups.
+std::vector<Driver*> DriverTable::StopOrder() {
     std::vector<Driver*> agents;
     std::vector<Driver*> others;
     for (auto driver = drivers_.rbegin(); driver != drivers_.rend(); ++driver) {
@@ -76,24 +108,106 @@ std::vector<Driver*> DriverTable::OrderOfEnding() {
     return agents;
 }
 
-bool DriverTable::StopStored(Driver& driver) {
-    const std::string error = FlushPatiently(driver);
-    if (!error.empty()) {
+// This is the last chance to store the state, so a disk that fails is tried again.
+bool DriverTable::StoreAndStop(Driver& driver) {
+    FlushResult flushed = services_.keeper.Flush(driver.StateKey());
+    for (int tries = 1; !flushed.notStored.empty() && tries < kLastTries; ++tries) {
+        std::this_thread::sleep_for(kBetweenTries);
+        flushed = services_.keeper.Flush(driver.StateKey());
+    }
+    if (!flushed.IsStored()) {
         HostLog::Write(dv::LOG_LEVEL_ERROR, kHostName,
-                       "the last state of driver " + driver.Name() + " is lost: " + error);
+                       "the last state of driver " + driver.Name() + " is lost: " + flushed.notGiven +
+                           flushed.notStored);
     }
     driver.Stop();
     driver.UnloadLibrary();
-    return error.empty();
+    return flushed.IsStored();
 }
 
-std::string DriverTable::FlushPatiently(Driver& driver) {
-    std::string error = services_.keeper.Flush(driver.StateKey());
-    for (int tries = 1; !error.empty() && tries < kLastTries; ++tries) {
-        std::this_thread::sleep_for(kBetweenTries);
-        error = services_.keeper.Flush(driver.StateKey());
+std::string DriverTable::RemoveOutdated(const Home& home) {
+    std::vector<DriverEntry> present;
+    for (const auto& driver : drivers_)
+        present.push_back(driver->Entry());
+    const HomeChanges changes = CompareHomes(present, home);
+    CheckLibraries(changes.incoming);
+    for (const auto& driver : drivers_)
+        if (changes.outgoing.contains(driver->Name())) CheckStored(*driver);
+    for (Driver* driver : StopOrder())
+        if (changes.outgoing.contains(driver->Name())) StoreAndStop(*driver);
+    for (const std::string& name : changes.outgoing) {
+        const auto gone = Extract(name);
+        std::erase(drivers_, nullptr);
     }
-    return error;
+    services_.keeper.Settle();
+    return changes.summary;
+}
+
+void DriverTable::CheckLibraries(const std::vector<DriverEntry>& entries) const {
+    std::vector<std::string> paths;
+    for (const DriverEntry& entry : entries) {
+        PluginLibrary::CheckFile(entry.libraryPath);
+        paths.push_back(entry.libraryPath);
+    }
+    const CallScope scope(services_.thread, kHostName, "the trial of libraries");
+    const LibraryFaults faults = TryLibraries(paths);
+    for (const DriverEntry& entry : entries) {
+        const auto fault = faults.find(entry.libraryPath);
+        if (fault != faults.end()) throw PluginError("driver " + entry.name + ": " + fault->second);
+    }
+}
+
+// A driver that cannot give its state is no reason to leave the home as it was: nothing would change that.
+void DriverTable::CheckStored(const Driver& driver) const {
+    const std::string error = services_.keeper.Flush(driver.StateKey()).notStored;
+    if (error.empty()) return;
+    throw FileError("the state of driver " + driver.Name() + " could not be stored: " + error);
+}
+
+// Null when there is none of that name; else its place stays empty.
+std::unique_ptr<Driver> DriverTable::Extract(std::string_view name) {
+    const auto found = std::find_if(drivers_.begin(), drivers_.end(),
+                                    [&](const auto& driver) { return driver && driver->Name() == name; });
+    return found == drivers_.end() ? nullptr : std::move(*found);
+}
+
+void DriverTable::AddMissing(const Home& home) {
+    std::vector<std::unique_ptr<Driver>> inFileOrder;
+    std::vector<Driver*> incoming;
+    for (const DriverEntry& entry : home.drivers) {
+        auto driver = Extract(entry.name);
+        if (!driver) {
+            driver = std::make_unique<Driver>(entry, services_, *this);
+            incoming.push_back(driver.get());
+        }
+        inFileOrder.push_back(std::move(driver));
+    }
+    drivers_ = std::move(inFileOrder);
+    for (Driver* driver : incoming) {
+        LoadAndStart(*driver);
+        services_.keeper.Settle();
+    }
+}
+
+void DriverTable::LoadAndStart(Driver& driver) {
+    try {
+        driver.LoadLibrary();
+        driver.LoadState();
+    } catch (const std::runtime_error& error) {  // PluginError, FileError
+        return driver.Fail(error.what());
+    }
+    Start(driver);
+}
+
+RestartResult DriverTable::Restart(Driver& driver) {
+    return DriverRestart(driver, services_, [this](Driver& again) { return Start(again); }).Run();
+}
+
+RestartResult DriverTable::RestartWith(Driver& driver, const DvXML::INode& document) {
+    // What a driver that does not run would write, another one of its library can show.
+    Driver* sibling = driver.IsRunning() ? nullptr : FindRunning(driver.Entry().libraryPath);
+    if (sibling) sibling->PullState();
+    return DriverRestart(driver, services_, [this](Driver& again) { return Start(again); }).RunWith(document);
 }
 
 Driver* DriverTable::Find(std::string_view nameOrId) {
@@ -104,13 +218,6 @@ Driver* DriverTable::Find(std::string_view nameOrId) {
         return std::to_string(driver->Entry().id) == nameOrId;
     });
     return byId == drivers_.end() ? nullptr : byId->get();
-}
-
-const Driver* DriverTable::FindRunning(const std::string& libraryPath) const {
-    const auto found = std::find_if(drivers_.begin(), drivers_.end(), [&](const auto& driver) {
-        return driver->IsRunning() && driver->Entry().libraryPath == libraryPath;
-    });
-    return found == drivers_.end() ? nullptr : found->get();
 }
 
 std::string DriverTable::Deliver(const SystemEvent& event) {

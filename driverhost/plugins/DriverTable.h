@@ -1,32 +1,19 @@
-// All drivers of the home, in file order: start, restart, end, and finding each other.
+// All drivers of the home, in file order: starting, restarting and ending them, and finding one another.
 #ifndef DRIVERHOST_PLUGINS_DRIVERTABLE_H
 #define DRIVERHOST_PLUGINS_DRIVERTABLE_H
 
-#include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "driverhost/plugins/Driver.h"
+#include "driverhost/plugins/DriverRestart.h"
 #include "driverhost/plugins/HostServices.h"
 #include "driverhost/runtime/SystemEvents.h"
 #include "host/interfaces/IDriverManager.h"
 
 namespace driverhost {
-
-/// What became of a restart or of a new state.
-enum class Restarted {
-    Done,
-    NotStored,  // the state could not be stored, so the driver was left with what it had
-    Failed      // the driver does not run now, or could not be replaced
-};
-
-struct RestartResult {
-    Restarted outcome;
-    std::string reason;  // of what is not Done
-};
 
 /// All operations: [driver thread]
 class DriverTable final : public IDriverManager {
@@ -36,46 +23,45 @@ public:
     DriverTable& operator=(const DriverTable&) = delete;
     ~DriverTable() = default;
 
-    // Starting: the first two start nothing and undo what they did when they throw.
+    // Starting: LoadLibraries and LoadStates start nothing, and leave nothing loaded when they throw.
 
-    /// A library that crashes or hangs leaves its drivers out, which is logged. Throws PluginError.
+    /// The drivers of a library that crashes or hangs are left out, which is logged. Throws
+    /// PluginError.
     void LoadLibraries();
     /// Throws FileError.
     void LoadStates();
-    /// In file order. A driver that does not start is logged; the others go on.
+    /// In file order. A driver that does not start is logged; the others are started all the same.
     void StartAll();
 
-    /// Agents first, each state stored before its driver's OnDestroy; then the others, the last
-    /// one started first. False when a state could not be stored.
+    /// Agents first, then the others, the last one started first. Each state is stored before its
+    /// driver's OnDestroy. False when one could not be stored.
     bool StopAll();
 
-    // A home file that was read again, in two steps. What stands in it as before is left alone.
+    // A home file that was read again, in two steps. Drivers that stand in it unchanged run on.
 
-    /// Ends and takes away the drivers that are not in it any more, or changed; a line that tells what
-    /// becomes of which. Throws, and has ended nothing, when a library that is needed does not fit
-    /// or a state cannot be stored.
-    std::string Retire(const Home& home);
-    /// Loads and starts those that are new, in file order; what is changed is new here.
-    void Adopt(const Home& home);
-    /// True when there is a driver of that name.
-    bool Holds(std::string_view name) const;
+    /// Ends and removes the drivers that are not in it any more or have changed; returns a line that
+    /// says what has changed. Throws, and has ended nothing, when a library that is needed cannot be
+    /// loaded or a state cannot be stored.
+    std::string RemoveOutdated(const Home& home);
+    /// Loads and starts the drivers that are missing, in file order.
+    void AddMissing(const Home& home);
 
-    /// Null when there is none of that name or, failing that, id.
+    /// Null when no driver has that name or, failing that, that id.
     Driver* Find(std::string_view nameOrId);
-    /// The running driver of that library; null when there is none.
-    const Driver* FindRunning(const std::string& libraryPath) const;
     const std::vector<std::unique_ptr<Driver>>& All() const { return drivers_; }
 
-    /// Stores the state, ends the driver, loads its library anew and starts it with that state.
+    /// Stores the state, ends the driver, loads its library anew and starts it with that state. When
+    /// the driver cannot give its state it is started with the last one stored, which is logged and
+    /// shown as a warning.
     RestartResult Restart(Driver& driver);
 
-    /// The same with `document` in the place of the state, which stays as an earlier generation. The
-    /// document is stored when the driver has started with it: one that ends the process, or that
-    /// the driver refuses, is never what the next start begins with. When it is not taken or
-    /// cannot be stored the driver is started with its former state again.
-    RestartResult RestartWith(Driver& driver, const std::string& document);
+    /// The same with `document` in the place of the state, which is kept as an earlier generation.
+    /// The document is stored once the driver runs with it: a document that ends the process, or
+    /// that the driver refuses, is never what the next start begins with. When the driver does not
+    /// start with it, or it cannot be stored, the driver is started with its former state again.
+    RestartResult RestartWith(Driver& driver, const DvXML::INode& document);
 
-    /// Delivers to every listener; what those said that threw, one sentence a driver.
+    /// Delivers the event to every listener; returns what they threw, one sentence a driver.
     std::string Deliver(const SystemEvent& event);
 
     // IDriverManager
@@ -84,27 +70,20 @@ public:
 
 private:
     LibraryFaults TryLibraries(const std::vector<std::string>& paths) const;
-    std::string TryLibrary(const Driver& driver) const;
     void CheckLibraries(const std::vector<DriverEntry>& entries) const;
-    void FlushAll(const std::vector<Driver*>& drivers);
-    void TakeAway(Driver& driver);
-    std::unique_ptr<Driver> TakeOut(std::string_view name);
-    RestartResult Prepare(Driver& driver);
-    RestartResult Reload(Driver& driver);
-    RestartResult Load(Driver& driver);
-    void StartNew(Driver& driver);
-    RestartResult TakeState(Driver& driver, const std::optional<std::string>& known);
-    RestartResult TryState(Driver& driver, const std::string& document);
-    RestartResult StartAgain(Driver& driver);
-    void GoBack(Driver& driver, const std::optional<std::string>& former, RestartResult& result);
+    bool Start(Driver& driver);
+    std::string StartFault(Driver& driver);
+    std::string ConflictOf(const Driver& driver);
+    void LoadAndStart(Driver& driver);
+    void CheckStored(const Driver& driver) const;
+    std::vector<Driver*> StopOrder();
+    bool StoreAndStop(Driver& driver);
+    std::unique_ptr<Driver> Extract(std::string_view name);
+    Driver* FindRunning(const std::string& libraryPath);
     Driver* FindInstance(const void* instance);
-    std::vector<Driver*> OrderOfEnding();
-    bool StopStored(Driver& driver);
-    std::string FlushPatiently(Driver& driver);
 
     HostServices& services_;
     std::vector<std::unique_ptr<Driver>> drivers_;
-    std::vector<std::unique_ptr<Driver>> retired_;  // the state keeper's records know them for good
 };
 
 }  // namespace driverhost

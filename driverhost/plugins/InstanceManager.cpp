@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "driverhost/plugins/InterfaceTable.h"
 #include "driverhost/runtime/DriverThread.h"
 #include "driverhost/runtime/HostLog.h"
 #include "driverhost/runtime/SystemEvents.h"
@@ -88,7 +87,7 @@ void InstanceManager::PostToDriverThread(boost::function<void()> work) {
         if (closed_) return;
         posted_.push_back(std::move(work));
     }
-    // Only the way to the work crosses the loop; the work itself stays here, where Close finds it.
+    // The loop only gets a reminder. The work stays here, where Close can drop it.
     services_.thread.Post([weak = weak_from_this()] {
         if (const auto self = weak.lock()) self->RunPosted();
     });
@@ -100,7 +99,7 @@ void InstanceManager::WithdrawAll() {
     services_.events.WithdrawAll(this);
 }
 
-// What a driver gets wrong is said in its name; nothing is done from the wrong thread.
+// A call from the wrong thread is logged in the driver's name.
 bool InstanceManager::IsDriverThread(const char* operation) const {
     if (services_.thread.IsCurrent()) return true;
     HostLog::Write(dv::LOG_LEVEL_ERROR, name_,

@@ -1,4 +1,4 @@
-// The host's services to one driver instance, see IInstanceManager.
+// The host's services for one driver instance, see IInstanceManager.
 #ifndef DRIVERHOST_PLUGINS_INSTANCEMANAGER_H
 #define DRIVERHOST_PLUGINS_INSTANCEMANAGER_H
 
@@ -14,28 +14,28 @@
 
 namespace driverhost {
 
-/// The driver that an instance manager serves.
+/// The driver that an instance manager works for.
 class InstanceOwner {
 public:
     virtual const std::string& Name() const = 0;
     virtual StateKeeper::Key StateKey() const = 0;
     virtual IDriverManager& Manager() = 0;
-    /// Runs code of the driver: the call is watched, what it throws is logged in the driver's name
-    /// and returned; empty when it threw nothing.
+    /// Runs code of the driver under the watchdog's eyes. What it throws is logged in the driver's
+    /// name and returned; empty when it threw nothing.
     virtual std::string CallDriver(const char* call, const std::function<void()>& work) = 0;
 
 protected:
     ~InstanceOwner() = default;
 };
 
-/// Made by std::make_shared: work that was posted holds on to it.
+/// Made by std::make_shared, so that posted work can find out whether it is still there.
 class InstanceManager final : public IInstanceManager, public std::enable_shared_from_this<InstanceManager> {
 public:
     InstanceManager(InstanceOwner& owner, HostServices& services);
     ~InstanceManager() = default;
 
-    /// The driver ends: throws away what it posted, refuses what it may still post. To be called
-    /// before the driver is destroyed, for the work is code and data of it.  [driver thread]
+    /// Drops the work that the driver has posted, and ignores what it posts from now on. To be called
+    /// before the driver is destroyed, because the work uses its code and data.  [driver thread]
     void Close();
 
     // IInstanceManager

@@ -26,12 +26,12 @@ using std::chrono::steady_clock;
 constexpr char kThisProgram[] = "/proc/self/exe";
 constexpr std::chrono::milliseconds kBetweenLooks{1};
 
-// Numbers that no library ends the process with by chance, as it does with 0 and 1.
+// Exit statuses that a library does not use by chance, as it might 0 and 1.
 constexpr int kFits = 86;
 constexpr int kRefused = 87;
 constexpr int kThrew = 88;
 
-// Silent: what a library says while it is loaded it says again in the host.
+// The standard streams lead nowhere: what a library prints while it is loaded it prints again in the host.
 pid_t Spawn(const std::string& path) {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
@@ -50,7 +50,7 @@ pid_t Spawn(const std::string& path) {
     return 0;
 }
 
-// The status; none when the process runs on at the end of the time, and was killed then.
+// The status; no value when the process had not ended in time and was killed.
 std::optional<int> WaitFor(pid_t id, steady_clock::time_point end) {
     int status = 0;
     for (;;) {
@@ -98,9 +98,9 @@ LibraryFaults TryLibraries(const std::vector<std::string>& paths, std::chrono::m
 }
 
 int RunLibraryTrial(const std::string& path) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);  // a library that hangs does not outlive the host
+    prctl(PR_SET_PDEATHSIG, SIGKILL);  // a hanging library must not outlive the host
     const rlimit none{0, 0};
-    setrlimit(RLIMIT_CORE, &none);  // its crash is told, and leaves no file behind
+    setrlimit(RLIMIT_CORE, &none);  // the host reports the crash; a core file would only fill the disk
     try {
         const PluginLibrary library(path);
     } catch (const PluginError&) {

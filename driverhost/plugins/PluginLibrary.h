@@ -1,30 +1,36 @@
-// A loaded driver plug-in.
+// A driver plug-in, checked step by step and loaded.
 #ifndef DRIVERHOST_PLUGINS_PLUGINLIBRARY_H
 #define DRIVERHOST_PLUGINS_PLUGINLIBRARY_H
 
 #include <memory>
+#include <stdexcept>
 #include <string>
 
-#include "driverhost/plugins/AbiNote.h"
 #include "host/interfaces/IDriver.h"
 
 namespace driverhost {
 
+/// Names the library's path and what was expected of it.
+class PluginError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
 class PluginLibrary {
 public:
-    /// Loads the library, each step checked: the file, its ABI note, its symbols, its one entry,
-    /// what the entry returns. Throws PluginError and leaves nothing loaded when one fails.
+    /// Loads the library and checks each step: the file, its ABI note, its symbols, its one entry
+    /// and what the entry returns. Throws PluginError, with nothing left loaded, when one fails.
     explicit PluginLibrary(std::string path);
     PluginLibrary(const PluginLibrary&) = delete;
     PluginLibrary& operator=(const PluginLibrary&) = delete;
-    /// Unloads it, so every object made by it must be gone.
+    /// Unloads it, so every object that it made must be gone.
     ~PluginLibrary();
 
-    /// The first half of loading: what the file tells without a line of it being run. Throws
-    /// PluginError.
+    /// The part of loading that runs no code of the library: is the file a plug-in of this host?
+    /// Throws PluginError.
     static void CheckFile(const std::string& path);
 
-    /// A new driver, which is the caller's. Null or an exception when the plug-in fails.
+    /// A new driver, owned by the caller. Null or an exception when the plug-in fails.
     IDriver* Create(IInstanceManager& manager) const { return create_(manager); }
 
     /// True while the library of that path is in the process.

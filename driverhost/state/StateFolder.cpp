@@ -27,7 +27,7 @@ std::string GenerationName(std::uint64_t number) {
     return digits.append(kEnding);
 }
 
-// The number of "NNNNNNNNNN.xml" and of the same with something behind it; 0 for other names.
+// The number in "NNNNNNNNNN.xml" and in "NNNNNNNNNN.xml.damaged"; 0 for other names.
 std::uint64_t NumberOf(std::string_view name) {
     std::uint64_t number = 0;
     const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), number);
@@ -111,7 +111,7 @@ LoadedState StateFolder::Load(const Check& check) {
 
 void StateFolder::Store(std::string_view document) {
     if (!scanned_) Scan();
-    scanned_ = false;  // unless all goes well: what is in the folder is looked at anew after a failure
+    scanned_ = false;  // after a failure only the folder itself can say what is in it
     const std::uint64_t number = ++highest_;
     WriteTemporary(document);
     files_.Rename(PathOf(kTemporaryName), PathOf(GenerationName(number)));
@@ -126,13 +126,13 @@ void StateFolder::WriteTemporary(std::string_view document) {
         file->Write(SealDocument(document, library_));
         file->Sync();
     } catch (const FileError&) {
-        RemoveQuietly(kTemporaryName);  // a full disk needs the room
+        RemoveQuietly(kTemporaryName);  // on a full disk its space is needed
         throw;
     }
 }
 
-// A name that was not put on disk before an earlier process ended may be seen here and be gone
-// after a power cut; so whatever is seen is put on disk first.
+// An earlier process may have ended before its last file's name was on disk. What is listed here is what
+// the driver goes on from, so a power cut must not take it away: the folder is synced first.
 std::vector<std::string> StateFolder::Scan() {
     CreateFolder();
     files_.SyncFolder(folder_);
@@ -155,7 +155,7 @@ std::vector<std::uint64_t> StateFolder::Numbers() {
     return {numbers.begin(), numbers.end()};
 }
 
-// The file of that number; one that was put aside only when there is no other.
+// The file of that number; the damaged one only if there is no other.
 std::string StateFolder::NameOf(std::uint64_t number) {
     std::string found;
     for (const std::string& name : files_.List(folder_)) {
@@ -173,7 +173,7 @@ std::optional<Generation> StateFolder::Examine(std::uint64_t number) {
     generation.written = files_.WrittenAt(PathOf(name));
     OpenedDocument opened = ReadFile(name, generation.bytes);
     const bool isAside = name != GenerationName(number);
-    if (isAside && opened.fault.empty()) opened.fault = "its document cannot be read";
+    if (isAside && opened.fault.empty()) opened.fault = "the driver could not use it";
     generation.fault = opened.fault;
     if (isAside) generation.fault += "; it was put aside as " + PathOf(name);
     if (!generation.fault.empty()) return generation;
@@ -182,8 +182,8 @@ std::optional<Generation> StateFolder::Examine(std::uint64_t number) {
     return generation;
 }
 
-// A file on a bad sector is damaged as much as one with wrong bytes. One that cannot be read for
-// another reason may be the newest good document, and is not passed over.
+// A file on a bad sector is as damaged as one with wrong bytes. A file that cannot be read for another
+// reason may be the newest good document, so that error goes on to the caller.
 OpenedDocument StateFolder::ReadFile(const std::string& name, std::size_t& bytes) {
     try {
         const std::string file = files_.Read(PathOf(name));
@@ -206,7 +206,7 @@ std::string StateFolder::Warn(const std::string& warning) const {
     return warning;
 }
 
-// Its name must be on disk before a document in it can be.
+// A document in it is only safe once the folder's own name is on disk.
 void StateFolder::CreateFolder() {
     files_.CreateFolder(folder_);
     files_.SyncFolder(root_);
@@ -216,7 +216,7 @@ void StateFolder::RemoveQuietly(const std::string& name) {
     try {
         files_.Remove(PathOf(name));
     } catch (const FileError&) {
-        // The next document replaces it.
+        // the next document overwrites it
     }
 }
 

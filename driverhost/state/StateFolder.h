@@ -1,12 +1,12 @@
-// The stored documents of one driver, numbered generations in a folder of its own.
+// The stored documents of one driver: numbered generations in a folder of their own.
 //
-// A generation is the document in clear and, behind it, one comment line:
+// A generation is the document as plain text, followed by one comment line:
 //
 //     <IntercomState>...</IntercomState>
 //     <!-- driverhost crc32=1A2B3C4D bytes=1234 library=intercom_agent -->
 //
-// Rules for changing the form: a reader takes the forms of all earlier versions; a new key goes
-// to the end of the line; whoever cannot read a line leaves the file where it is, as damaged.
+// Rules for changing the format: a reader accepts the lines of all earlier versions; a new key goes
+// to the end of the line; a file whose line cannot be read is damaged, and is renamed, never removed.
 #ifndef DRIVERHOST_STATE_STATEFOLDER_H
 #define DRIVERHOST_STATE_STATEFOLDER_H
 
@@ -30,49 +30,50 @@ std::string SealDocument(std::string_view document, std::string_view library);
 
 struct OpenedDocument {
     std::string document;
-    std::string fault;  // why the file does not hold a good document of that library; else empty
+    std::string fault;  // why the file holds no good document of that library; empty if it does
 };
+/// Takes a sealed document apart.
 OpenedDocument OpenDocument(std::string_view file, std::string_view library);
 
 /// What a driver starts with.
 struct LoadedState {
-    std::optional<std::string> document;  // the newest good one, or none
-    std::vector<std::string> warnings;    // of each that was not good, for the operator
+    std::optional<std::string> document;  // the newest good one, if any
+    std::vector<std::string> warnings;    // about each damaged one, for the operator
 };
 
-/// A stored document as it is found, good or not.
+/// A stored document, good or damaged.
 struct Generation {
     std::uint64_t number = 0;
     std::chrono::system_clock::time_point written;
-    std::size_t bytes = 0;  // of the document; of the whole file when it is not good
-    std::string document;   // empty when it is not good
-    std::string fault;      // why it is not good; else empty
+    std::size_t bytes = 0;  // of the document; of the whole file when it is damaged
+    std::string document;   // empty when it is damaged
+    std::string fault;      // why it is damaged; empty when it is good
 };
 
 /// All operations: [store thread]
 class StateFolder {
 public:
-    /// Why a document with a good checksum is still of no use to the driver; empty when it is good.
+    /// Why the driver cannot use a document whose checksum is right; empty when it can.
     using Check = std::function<std::string(std::string_view document)>;
 
     StateFolder(FileSystem& files, std::string root, std::string driver, std::string library);
 
-    /// The newest good document. Damaged ones before it are renamed to "….damaged" and named in the
-    /// log. Throws FileError when the folder cannot be read: then nothing is known.
+    /// The newest good document. Damaged ones that are newer are renamed to "….damaged" and logged.
+    /// Throws FileError when the folder or a file cannot be read, since that proves no damage.
     LoadedState Load(const Check& check);
 
-    /// A new generation; on disk on return. Throws FileError: the earlier generation is still the
-    /// newest then, or the new one is.
+    /// Stores a new generation, which is on disk on return. After a FileError the newest generation
+    /// may be either the one before or the new one.
     void Store(std::string_view document);
 
-    /// Removes the oldest documents beyond kGenerations. What cannot be removed is named in the log and tried
-    /// again next time.
+    /// Removes the oldest documents beyond kGenerations. A file that cannot be removed is logged, and
+    /// tried again next time.
     void DropOldest();
 
-    /// The numbers of what is kept, ascending, those put aside as damaged included. Throws FileError.
+    /// The numbers of all generations, ascending, damaged ones included. Throws FileError.
     std::vector<std::uint64_t> Numbers();
 
-    /// None when there is none of that number. Throws FileError.
+    /// No value when there is no such generation. Throws FileError.
     std::optional<Generation> Examine(std::uint64_t number);
 
 private:
@@ -94,7 +95,7 @@ private:
 
     bool scanned_ = false;
     std::vector<std::uint64_t> generations_;  // ascending
-    std::uint64_t highest_ = 0;               // damaged ones included: a number is used once
+    std::uint64_t highest_ = 0;               // damaged ones included: no number is used twice
 };
 
 }  // namespace driverhost

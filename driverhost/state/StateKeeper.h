@@ -1,15 +1,15 @@
-// Keeps the drivers' states on disk: what a driver marked is pulled between calls and stored,
-// and whoever waits for it is told when it is safe.
+// Keeps the drivers' states on disk: asks each driver that marked its state for the document between calls,
+// stores it, and tells those who wait when it is safe.
 //
-// A mark that arrives while a document is being written waits for the next one, so any number of
-// commands share a write.
+// A mark that arrives while a document is being written waits for the next one, so any number of commands
+// share a write.
 #ifndef DRIVERHOST_STATE_STATEKEEPER_H
 #define DRIVERHOST_STATE_STATEKEEPER_H
 
 #include <chrono>
 #include <cstdint>
-#include <deque>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -23,7 +23,7 @@ namespace driverhost {
 
 struct PulledState {
     std::optional<std::string> document;  // none: the driver keeps no state, or does not run
-    std::string error;                    // the driver failed to tell
+    std::string error;                    // not empty: the driver failed to give its state
 };
 
 /// A driver as the keeper sees it.
@@ -37,6 +37,14 @@ protected:
     ~StateSource() = default;
 };
 
+/// What became of a Flush; both empty: the state is on disk.
+struct FlushResult {
+    std::string notGiven;   // the driver's error: its newest state is unknown, the last one stored is kept
+    std::string notStored;  // the disk's error
+
+    bool IsStored() const { return notGiven.empty() && notStored.empty(); }
+};
+
 /// How long after a failure storing is tried again: the first time, and at most.
 inline constexpr std::chrono::milliseconds kFirstRetry{1000};
 inline constexpr std::chrono::milliseconds kLongestRetry{30000};
@@ -44,70 +52,81 @@ inline constexpr std::chrono::milliseconds kLongestRetry{30000};
 /// All operations: [driver thread]
 class StateKeeper {
 public:
-    using Key = std::size_t;
-    /// Told why storing failed; empty when all is on disk.
+    /// Names one driver from Add to Detach; never used again.
+    using Key = std::uint64_t;
+    /// Gets the reason why storing failed; empty when everything is on disk.
     using Done = std::function<void(const std::string& error)>;
 
     StateKeeper(DriverThread& thread, StateStore& store, Metrics& metrics,
                 std::chrono::milliseconds firstRetry = kFirstRetry);
 
-    Key Add(StateSource& source);
+    /// Keeps the state of `source`, whose documents `library` writes, until Detach. Drivers have
+    /// different names.
+    Key Add(StateSource& source, const std::string& library);
+
+    /// The driver goes, and its source with it. Its marks are dropped; a write that is under way is
+    /// finished, and those who wait for it are still told. Nobody may use the key afterwards.
+    void Detach(Key key);
 
     /// The stored document, see StateStore::Load.
-    std::optional<std::string> Load(Key key, StateFolder::Check check);
+    std::optional<std::string> Load(Key key, const StateFolder::Check& check);
 
     /// What is stored now, as far as known.
     std::optional<std::string> Stored(Key key) const;
 
-    /// The driver's state is stale. Calls nobody.
+    /// The driver's state has changed. Calls nobody.
     void Mark(Key key);
 
     /// True when nothing was marked since the last Settle.
     bool IsSettled() const { return marked_.empty(); }
 
     /// To be called after every call into a driver: begins to store what was marked since the last
-    /// Settle, and tells `done`, which may be empty, when that is over. At once when nothing was.
+    /// Settle, and calls `done`, which may be empty, when that is finished; at once when nothing was
+    /// marked.
     void Settle(const Done& done = {});
 
-    /// Pulls the state now and returns when it is on disk; why not, or empty.
-    std::string Flush(Key key);
+    /// Asks for the state now and returns when it is on disk, or when that failed.
+    FlushResult Flush(Key key);
 
-    /// Puts a document in the place of the stored one; why not, or empty.
+    /// Stores `document` as the newest; the reason when that fails, or empty.
     std::string Replace(Key key, const std::string& document);
 
-    /// The generations that are kept, and one of them; see StateStore.
+    /// The stored generations, and one of them; see StateStore.
     void ListGenerations(Key key, StateStore::Listed listed);
     void ExamineGeneration(Key key, std::uint64_t number, StateStore::Examined examined);
 
-    /// The driver is gone: what it marked since the last Flush does not count.
-    void Forget(Key key);
+    /// The driver was stopped: what it marked since the last Flush is not stored.
+    void DropMarks(Key key);
 
-    /// Which driver's state is not on disk, and why; empty when all is.
+    /// Which driver's state is not on disk, and why; empty when all are.
     std::string Trouble() const;
 
-    /// What Load found damaged, each with its driver, until it is forgiven.
+    /// Logs in the driver's name that its state is not what it should be, and shows it in Warnings.
+    void Warn(Key key, const std::string& warning);
+    /// What Warn was told and Load found damaged, each with its driver, until ClearWarnings. The
+    /// warnings of a driver outlive Detach, and are shown while a driver of that name is kept.
     std::vector<std::string> Warnings() const;
-    /// The driver's state is as its user wants it.
-    void Forgive(Key key) { records_.at(key).warnings.clear(); }
+    void ClearWarnings(Key key);
 
 private:
     struct Waiter;
     using WaiterPtr = std::shared_ptr<Waiter>;
 
     struct Record {
-        StateSource* source;  // not owned
-        DriverCounters* counters;
+        Key key = 0;
+        std::string name;
+        StateSource* source = nullptr;  // not owned; null after Detach
+        DriverCounters* counters = nullptr;
         bool marked = false;
         bool writing = false;
         bool retrying = false;
-        std::vector<WaiterPtr> current;  // what they wait for is being written
-        std::vector<WaiterPtr> next;     // marked after that was pulled
+        std::vector<WaiterPtr> current;  // they wait for the document that is being written
+        std::vector<WaiterPtr> next;     // they marked after that one was pulled
         DocumentPtr stored;
         std::uint64_t storedWrite = 0;
         std::uint64_t lastWrite = 0;
         std::string trouble;
-        std::vector<std::string> warnings;
-        std::chrono::milliseconds retryDelay;
+        std::chrono::milliseconds retryDelay{};
     };
 
     void Begin(Record& record);
@@ -115,19 +134,23 @@ private:
     std::string WriteNow(Record& record, const DocumentPtr& document);
     void OnWritten(Record& record, std::uint64_t write, const DocumentPtr& document,
                    const StoreResult& result);
+    void Finish(Record& record, const std::string& error);
     void Count(Record& record, const StoreResult& result);
     void Succeed(Record& record, std::uint64_t write, const DocumentPtr& document);
     void FailWrite(Record& record, const std::string& error);
     void Fail(Record& record, const std::string& error);
+    void Retry(Key key);
     void Unmark(Record& record);
-    static void Tell(std::vector<WaiterPtr> waiters, const std::string& error);
+    static void Answer(std::vector<WaiterPtr> waiters, const std::string& error);
 
     DriverThread& thread_;
     StateStore& store_;
     Metrics& metrics_;
     const std::chrono::milliseconds firstRetry_;
-    std::deque<Record> records_;  // by key; they stay where they are
+    std::map<Key, Record> records_;  // of a driver that was detached until its last write is done
+    Key lastKey_ = 0;
     std::vector<Record*> marked_;
+    std::map<std::string, std::vector<std::string>> warnings_;  // by the driver's name
 };
 
 }  // namespace driverhost

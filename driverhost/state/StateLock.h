@@ -1,4 +1,4 @@
-// Makes a state folder and keeps it for this process: two hosts must not write into one.
+// Takes the folder that holds all states: makes it, closes it to other users, and keeps other hosts out.
 #ifndef DRIVERHOST_STATE_STATELOCK_H
 #define DRIVERHOST_STATE_STATELOCK_H
 
@@ -10,9 +10,13 @@ namespace driverhost {
 
 class StateLock {
 public:
-    /// `holder` tells another host who is here. Nobody else may read the folder afterwards. Throws
-    /// FileError when the folder cannot be made, belongs to somebody else, or another process
-    /// holds it. The lock ends with the object, and with the process however that ends.
+    /// Two hosts must not write into one folder: the lock lasts as long as the object, and ends with
+    /// the process however that ends. `holder` is what another host says about this one.
+    ///
+    /// Takes from other users what they may do with the folder, with the drivers' folders in it and
+    /// with the files in those, also of drivers that have left the home, and logs each change. Throws
+    /// FileError when the folder cannot be made, when something in it belongs to another user, or
+    /// when another process holds the lock.
     StateLock(const std::string& folder, const std::string& holder);
 
 private:

@@ -8,10 +8,26 @@
 #include <utility>
 
 namespace driverhost {
+namespace {
 
-// Each generation is a job of its own, so that what is to be written waits for one of them at most.
+StoreResult Store(StateFolder& folder, const std::string& document) {
+    const auto start = std::chrono::steady_clock::now();
+    StoreResult result;
+    try {
+        folder.Store(document);
+    } catch (const std::exception& error) {
+        result.error = error.what();
+    }
+    result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    return result;
+}
+
+}  // namespace
+
+// Each generation is looked at in a job of its own, so that a document to be written waits for one
+// generation at most.
 struct StateStore::Listing {
-    StateFolder& folder;
+    FolderPtr folder;
     Listed listed;
     std::vector<std::uint64_t> numbers;
     std::size_t next = 0;
@@ -40,38 +56,42 @@ auto StateStore::RunAndWait(Job job) {
     return result.get();
 }
 
+// Jobs hold their folder, so the map itself is used by the driver thread alone.
 void StateStore::AddDriver(const std::string& driver, const std::string& library) {
-    RunAndWait([&] {
-        folders_.erase(driver);
-        folders_.try_emplace(driver, files_, root_, driver, library);
-    });
+    folders_[driver] = std::make_shared<StateFolder>(files_, root_, driver, library);
 }
 
-LoadedState StateStore::Load(const std::string& driver, StateFolder::Check check) {
-    return RunAndWait([this, &driver, &check] { return folders_.at(driver).Load(check); });
+void StateStore::RemoveDriver(const std::string& driver) {
+    folders_.erase(driver);
+}
+
+LoadedState StateStore::Load(const std::string& driver, const StateFolder::Check& check) {
+    return RunAndWait([folder = folders_.at(driver), &check] { return folder->Load(check); });
 }
 
 void StateStore::Write(const std::string& driver, DocumentPtr document, Completion done) {
-    Enqueue([this, driver, document = std::move(document), done = std::move(done)]() mutable {
-        const StoreResult result = Store(driver, *document);
-        // Moved, so that nothing of the driver thread's is released on this one.
+    Enqueue([this, folder = folders_.at(driver), document = std::move(document),
+             done = std::move(done)]() mutable {
+        const StoreResult result = Store(*folder, *document);
+        // Moved: nothing that belongs to the driver thread may be destroyed on this one.
         post_([done = std::move(done), result] { done(result); });
-        folders_.at(driver).DropOldest();  // nobody waits for that
+        folder->DropOldest();  // after the result: nobody waits for this
     });
 }
 
 StoreResult StateStore::WriteNow(const std::string& driver, const std::string& document) {
-    const StoreResult result = RunAndWait([this, &driver, &document] { return Store(driver, document); });
-    Enqueue([this, driver] { folders_.at(driver).DropOldest(); });
+    const FolderPtr folder = folders_.at(driver);
+    const StoreResult result = RunAndWait([folder, &document] { return Store(*folder, document); });
+    Enqueue([folder] { folder->DropOldest(); });
     return result;
 }
 
 void StateStore::Examine(const std::string& driver, std::uint64_t number, Examined examined) {
-    EnqueueLook([this, &folder = folders_.at(driver), number, examined = std::move(examined)]() mutable {
+    EnqueueWhenIdle([this, folder = folders_.at(driver), number, examined = std::move(examined)]() mutable {
         std::optional<Generation> found;
         std::string fault;
         try {
-            found = folder.Examine(number);
+            found = folder->Examine(number);
         } catch (const std::exception& error) {
             fault = error.what();
         }
@@ -84,23 +104,23 @@ void StateStore::Examine(const std::string& driver, std::uint64_t number, Examin
 void StateStore::List(const std::string& driver, Listed listed) {
     const auto listing =
         std::make_shared<Listing>(Listing{folders_.at(driver), std::move(listed), {}, 0, {}, {}});
-    EnqueueLook([this, listing] { BeginListing(listing); });
+    EnqueueWhenIdle([this, listing] { BeginListing(listing); });
 }
 
 void StateStore::BeginListing(const std::shared_ptr<Listing>& listing) {
     try {
-        listing->numbers = listing->folder.Numbers();
+        listing->numbers = listing->folder->Numbers();
     } catch (const std::exception& error) {
         listing->error = error.what();
     }
-    GoOnListing(listing);
+    ContinueListing(listing);
 }
 
-// What was dropped meanwhile is left out.
-void StateStore::GoOnListing(const std::shared_ptr<Listing>& listing) {
+// A generation that was dropped since its number was read is left out.
+void StateStore::ContinueListing(const std::shared_ptr<Listing>& listing) {
     if (listing->next == listing->numbers.size()) return PostListed(listing);
     try {
-        if (auto generation = listing->folder.Examine(listing->numbers[listing->next++])) {
+        if (auto generation = listing->folder->Examine(listing->numbers[listing->next++])) {
             generation->document.clear();
             listing->found.push_back(std::move(*generation));
         }
@@ -108,7 +128,7 @@ void StateStore::GoOnListing(const std::shared_ptr<Listing>& listing) {
         listing->error = error.what();
         return PostListed(listing);
     }
-    EnqueueLook([this, listing] { GoOnListing(listing); });
+    EnqueueWhenIdle([this, listing] { ContinueListing(listing); });
 }
 
 void StateStore::PostListed(const std::shared_ptr<Listing>& listing) {
@@ -124,19 +144,19 @@ void StateStore::Enqueue(Work job) {
     wake_.notify_one();
 }
 
-void StateStore::EnqueueLook(Work job) {
+void StateStore::EnqueueWhenIdle(Work job) {
     {
         const std::lock_guard lock(mutex_);
-        looks_.push_back(std::move(job));
+        whenIdleJobs_.push_back(std::move(job));
     }
     wake_.notify_one();
 }
 
-// None at the end.
+// No job means that the store ends.
 std::optional<StateStore::Work> StateStore::NextJob() {
     std::unique_lock lock(mutex_);
-    wake_.wait(lock, [this] { return ending_ || !jobs_.empty() || !looks_.empty(); });
-    std::deque<Work>& queue = jobs_.empty() ? looks_ : jobs_;
+    wake_.wait(lock, [this] { return ending_ || !jobs_.empty() || !whenIdleJobs_.empty(); });
+    std::deque<Work>& queue = jobs_.empty() ? whenIdleJobs_ : jobs_;
     if (queue.empty()) return std::nullopt;
     Work job = std::move(queue.front());
     queue.pop_front();
@@ -147,18 +167,6 @@ void StateStore::Run() {
     pthread_setname_np(pthread_self(), "state store");
     while (auto job = NextJob())
         (*job)();
-}
-
-StoreResult StateStore::Store(const std::string& driver, const std::string& document) {
-    const auto start = std::chrono::steady_clock::now();
-    StoreResult result;
-    try {
-        folders_.at(driver).Store(document);
-    } catch (const std::exception& error) {
-        result.error = error.what();
-    }
-    result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    return result;
 }
 
 }  // namespace driverhost

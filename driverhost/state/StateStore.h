@@ -1,4 +1,5 @@
-// Writes the drivers' documents on a thread of its own, so that no disk holds the driver thread.
+// Reads and writes the drivers' documents on a thread of its own, so that the driver thread does not wait
+// for the disk.
 #ifndef DRIVERHOST_STATE_STATESTORE_H
 #define DRIVERHOST_STATE_STATESTORE_H
 
@@ -18,76 +19,80 @@
 
 namespace driverhost {
 
-/// A document as text, for several to hold; null: there is none.
+/// The text of a document, shared by those who write, keep and compare it; null: there is none.
 using DocumentPtr = std::shared_ptr<const std::string>;
 
-/// What became of one document.
+/// What became of a document that was to be stored.
 struct StoreResult {
     std::string error;  // empty: it is on disk
     double seconds = 0;
 };
 
-/// All operations: [driver thread]. They are carried out in the order in which they were called,
-/// List and Examine when nothing else is to do.
+/// All operations: [driver thread]. The store's thread carries them out in the order of the calls, but
+/// List and Examine only when nothing else waits.
 class StateStore {
 public:
     using Work = std::function<void()>;
     using Completion = std::function<void(const StoreResult&)>;
-    /// Told what was found, or why nothing could be.
+    /// Gets what was found, or the error when nothing could be read.
     using Listed = std::function<void(const std::vector<Generation>& generations, const std::string& error)>;
     using Examined =
         std::function<void(const std::optional<Generation>& generation, const std::string& error)>;
 
-    /// Documents live in root/DRIVER. `post` brings completions to the driver thread.
+    /// Documents are in root/DRIVER. `post` runs completions on the driver thread.
     StateStore(FileSystem& files, std::string root, std::function<void(Work)> post);
     StateStore(const StateStore&) = delete;
     StateStore& operator=(const StateStore&) = delete;
-    /// Finishes what was begun; completions are posted still.
+    /// Finishes what was begun, and still posts the completions.
     ~StateStore();
 
-    /// Makes the driver known, with the library that its documents must come from from now on.
+    /// From now on the driver's documents are those that `library` writes.
     void AddDriver(const std::string& driver, const std::string& library);
+    /// The driver is gone; what it stored stays on disk. List and Examine that wait are still answered.
+    void RemoveDriver(const std::string& driver);
 
-    /// See StateFolder::Load. Waits for it. Throws FileError.
-    LoadedState Load(const std::string& driver, StateFolder::Check check);
+    // Each of these is for a driver that was added.
 
-    /// Stores a document and posts what became of it.
+    /// See StateFolder::Load. Waits for the result. Throws FileError.
+    LoadedState Load(const std::string& driver, const StateFolder::Check& check);
+
+    /// Stores a document, then posts the result.
     void Write(const std::string& driver, DocumentPtr document, Completion done);
 
-    /// Stores a document and waits for it.
+    /// Stores a document and waits for the result.
     StoreResult WriteNow(const std::string& driver, const std::string& document);
 
-    /// Posts every generation that is kept, without its document.
+    /// Posts all generations, without their documents.
     void List(const std::string& driver, Listed listed);
 
-    /// Posts one generation; none when there is none of that number.
+    /// Posts one generation; no value when there is none of that number.
     void Examine(const std::string& driver, std::uint64_t number, Examined examined);
 
 private:
     struct Listing;
+    using FolderPtr = std::shared_ptr<StateFolder>;
 
     template <class Job>
     auto RunAndWait(Job job);
     void Enqueue(Work job);
-    void EnqueueLook(Work job);
+    void EnqueueWhenIdle(Work job);
     std::optional<Work> NextJob();
     void Run();
     void BeginListing(const std::shared_ptr<Listing>& listing);
-    void GoOnListing(const std::shared_ptr<Listing>& listing);
+    void ContinueListing(const std::shared_ptr<Listing>& listing);
     void PostListed(const std::shared_ptr<Listing>& listing);
-    StoreResult Store(const std::string& driver, const std::string& document);
 
     FileSystem& files_;
     const std::string root_;
     const std::function<void(Work)> post_;
-    std::map<std::string, StateFolder> folders_;  // [store thread]
+    std::map<std::string, FolderPtr> folders_;  // by driver; the folders themselves: [store thread]
 
     std::mutex mutex_;
     std::condition_variable wake_;
-    std::deque<Work> jobs_;   // under mutex_
-    std::deque<Work> looks_;  // under mutex_; they wait for all jobs
-    bool ending_ = false;     // under mutex_
-    std::thread thread_;      // last: it uses what stands above
+    std::deque<Work> jobs_;          // under mutex_
+    std::deque<Work> whenIdleJobs_;  // under mutex_; they wait until jobs_ is empty
+    bool ending_ = false;            // under mutex_
+    std::thread thread_;             // last: it uses the members above
 };
 
 }  // namespace driverhost

@@ -34,7 +34,8 @@ public:
     virtual void OnDestroy() = 0;
 
     /// The whole state as one element, or null when the driver keeps none. Changes nothing.
-    /// The argument is reserved.
+    /// The argument is reserved. The host may also call it before Initialize, to learn the name of
+    /// the root element.
     virtual dv::auto_com<DvXML::INode> GetPersistState(unsigned long reserved) = 0;
 
     /// Fills the dispatchers. Called once by the base's Initialize.

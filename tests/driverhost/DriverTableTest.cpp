@@ -25,6 +25,22 @@ protected:
         return testing::internal::GetCapturedStderr();
     }
 
+    /// Has the home as it stands in home_ now.
+    std::string ChangeHome() {
+        const std::string summary = table_->RemoveOutdated(home_);
+        table_->AddMissing(home_);
+        return summary;
+    }
+
+    void Plant(const std::string& driver, int number, const std::string& document,
+               const std::string& library = "probe") {
+        disk_.Plant(StoredPath(driver, number), SealDocument(document, library));
+    }
+
+    static std::string StoredPath(const std::string& driver, int number) {
+        return "/state/" + driver + "/000000000" + std::to_string(number) + ".xml";
+    }
+
     static std::string Config(const std::string& name, const std::string& value) {
         return "<config><" + name + ">" + value + "</" + name + "></config>";
     }
@@ -95,6 +111,29 @@ TEST_F(DriverTableTest, OneHomeHoldsASingleDriverOnce) {
                   "that is first"));
     EXPECT_TRUE(Get("first").IsRunning());
     EXPECT_EQ(table_->Restart(Get("first")).outcome, Restarted::Done);
+}
+
+TEST_F(DriverTableTest, ASecondDriverIsNotCreatedBesideASingleOne) {
+    Add("first", "single");
+    Add("second", "single");
+    Start();
+    home_.drivers.push_back(home_.drivers[1]);
+    home_.drivers.back().name = "third";
+    const std::string log = LogOf([this] {
+        EXPECT_EQ(table_->Restart(Get("second")).outcome, Restarted::Failed);
+        ChangeHome();
+    });
+    EXPECT_THAT(log, HasSubstr("driver third (single) does not run: one home holds one driver"));
+    EXPECT_THAT(log, Not(HasSubstr(" created\n")));
+}
+
+TEST_F(DriverTableTest, AnotherSingleDriverIsCreatedOnceTheFirstIsGone) {
+    Add("first", "single");
+    Add("second", "single");
+    Start();
+    home_.drivers.erase(home_.drivers.begin());
+    ChangeHome();
+    EXPECT_EQ(table_->Restart(Get("second")).outcome, Restarted::Done);
 }
 
 TEST_F(DriverTableTest, ARestartUnloadsTheLibrary) {
@@ -260,6 +299,81 @@ TEST_F(DriverTableTest, TheStateIsHandedToTheNextProcess) {
     Add("lamp", "probe");
     Start();
     EXPECT_EQ(Command("lamp", "get"), "<probe><value>kept</value><heard/></probe>");
+}
+
+TEST_F(DriverTableTest, ADriverOfAnUnknownLibraryIsAskedWhatItWritesBeforeItIsGivenADocument) {
+    Plant("lamp", 1, "<ProbeState><value>kept</value></ProbeState>");
+    Plant("lamp", 2, "<Other><value>strange</value></Other>");
+    Plant("shutter", 1, "<Other><value>strange</value></Other>");
+    Add("lamp", "probe");
+    Add("shutter", "probe");
+    const std::string log = LogOf([this] { Start(); });
+    EXPECT_EQ(Command("lamp", "get"), "<probe><value>kept</value><heard/></probe>");
+    EXPECT_EQ(Command("shutter", "get"), "<probe><value>new</value><heard/></probe>");
+    EXPECT_TRUE(disk_.Has(StoredPath("lamp", 2) + ".damaged"));
+    EXPECT_TRUE(disk_.Has(StoredPath("shutter", 1) + ".damaged"));
+    EXPECT_THAT(log, HasSubstr(" lamp asked for its state before its start\n"));
+    EXPECT_THAT(log, Not(HasSubstr(" shutter asked for its state before its start\n")));
+}
+
+TEST_F(DriverTableTest, ADriverIsNotAskedBeforeItStartsWhenItsLibraryIsKnownOrNothingIsStored) {
+    const std::string log = LogOf([this] {
+        Add("lamp", "probe");
+        Start();
+        Command("lamp", "set", "value=dim");
+        table_->Restart(Get("lamp"));
+    });
+    EXPECT_THAT(log, Not(HasSubstr("asked for its state before its start")));
+    EXPECT_EQ(Command("lamp", "get"), "<probe><value>dim</value><heard/></probe>");
+}
+
+TEST_F(DriverTableTest, ADriverThatCannotBeAskedYetIsGivenWhatIsStored) {
+    Plant("lock", 1, "<SingleState>1</SingleState>", "single");
+    Add("lock", "single");
+    const std::string log = LogOf([this] { Start(); });
+    EXPECT_THAT(log, HasSubstr(" 3 lock driver lock threw in GetPersistState: too early\n"));
+    EXPECT_THAT(log, HasSubstr(" lock starts with <SingleState>1</SingleState>\n"));
+}
+
+TEST_F(DriverTableTest, ADriverWhoseEarlierDocumentCannotBeReadDoesNotStartAsNew) {
+    Plant("lamp", 1, "<ProbeState><value>kept</value></ProbeState>");
+    Plant("lamp", 2, "<Other/>");
+    Add("lamp", "probe");
+    Load();
+    disk_.FailAtStep(5 + 5);  // the root is stored; make, sync the folders, list, read, then rename
+    table_->StartAll();
+    EXPECT_THAT(Get("lamp").Failure(), HasSubstr("cannot rename"));
+    EXPECT_EQ(table_->Restart(Get("lamp")).outcome, Restarted::Done);
+    EXPECT_EQ(Command("lamp", "get"), "<probe><value>kept</value><heard/></probe>");
+}
+
+TEST_F(DriverTableTest, ADriverThatCannotGiveItsStateIsLeftAloneWhileTheLastOneCannotBeRead) {
+    Add("lamp", "probe");
+    Start();
+    Command("lamp", "set", "value=dim");
+    Command("lamp", "breakState");
+    disk_.FailAll(true);
+    const std::string log =
+        LogOf([this] { EXPECT_EQ(table_->Restart(Get("lamp")).outcome, Restarted::NotStored); });
+    EXPECT_THAT(log, Not(HasSubstr("is lost")));
+    disk_.FailAll(false);
+    EXPECT_TRUE(Get("lamp").IsRunning());
+    EXPECT_EQ(table_->Restart(Get("lamp")).outcome, Restarted::Done);
+    EXPECT_EQ(Command("lamp", "get"), "<probe><value>dim</value><heard/></probe>");
+}
+
+TEST_F(DriverTableTest, AWarningIsShownWhileThereIsADriverOfThatName) {
+    disk_.Plant(StoredPath("lamp", 1), "rubbish");
+    Add("lamp", "probe");
+    Start();
+    const std::vector<std::string> warnings = keeper_.Warnings();
+    EXPECT_THAT(warnings, testing::SizeIs(2));  // it is damaged, and the driver starts as new
+    const std::vector<DriverEntry> drivers = std::exchange(home_.drivers, {});
+    EXPECT_EQ(ChangeHome(), "driver lamp is gone");
+    EXPECT_THAT(keeper_.Warnings(), testing::IsEmpty());
+    home_.drivers = drivers;
+    EXPECT_EQ(ChangeHome(), "driver lamp is new");
+    EXPECT_EQ(keeper_.Warnings(), warnings);
 }
 
 TEST_F(DriverTableTest, ADriverNeverSeesADamagedDocument) {

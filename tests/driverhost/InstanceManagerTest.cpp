@@ -47,8 +47,7 @@ protected:
     };
 
     InstanceManagerTest() {
-        store_.AddDriver("lamp", "probe");
-        owner_.key = keeper_.Add(owner_);
+        owner_.key = keeper_.Add(owner_, "probe");
         manager_ = std::make_shared<InstanceManager>(owner_, services_);
         other_ = std::make_shared<InstanceManager>(owner_, services_);
     }

@@ -44,10 +44,8 @@ class Life {
 public:
     Life(MemoryFileSystem& disk, Sources& sources, model::Dice& dice)
         : disk_(disk), sources_(sources), dice_(dice) {
-        for (Source& source : sources_) {
-            store_.AddDriver(source.Name(), "probe");
-            source.key = keeper_.Add(source);
-        }
+        for (Source& source : sources_)
+            source.key = keeper_.Add(source, "probe");
     }
 
     /// False when there is no power, or something is wrong.
@@ -118,7 +116,7 @@ private:
 
     void ChangeQuietly(Source& source) {
         Change(source);
-        if (keeper_.Flush(source.key).empty()) source.history.Answered(source.history.Latest());
+        if (keeper_.Flush(source.key).IsStored()) source.history.Answered(source.history.Latest());
     }
 
     void Replace(Source& source) {

@@ -31,10 +31,8 @@ protected:
     };
 
     StateKeeperTest() {
-        store_.AddDriver("lamp", "probe");
-        store_.AddDriver("shutter", "probe");
-        lampKey_ = keeper_.Add(lamp_);
-        shutterKey_ = keeper_.Add(shutter_);
+        lampKey_ = keeper_.Add(lamp_, "probe");
+        shutterKey_ = keeper_.Add(shutter_, "probe");
     }
 
     void Change(const std::string& document) {
@@ -174,7 +172,7 @@ TEST_F(StateKeeperTest, AfterAFailureADocumentIsWrittenEvenIfItLooksStored) {
     EXPECT_EQ(Counters().stateWrites, 2U);
 }
 
-TEST_F(StateKeeperTest, ADriverThatCannotTellItsStateIsTrouble) {
+TEST_F(StateKeeperTest, ADriverThatCannotGiveItsStateIsTrouble) {
     lamp_.pulled = {{}, "driver lamp threw in GetPersistState: oh"};
     keeper_.Mark(lampKey_);
     Settle();
@@ -184,7 +182,7 @@ TEST_F(StateKeeperTest, ADriverThatCannotTellItsStateIsTrouble) {
 
 TEST_F(StateKeeperTest, FlushStoresWhatWasNotMarked) {
     lamp_.pulled.document = "<s>quiet</s>";
-    EXPECT_EQ(keeper_.Flush(lampKey_), "");
+    EXPECT_TRUE(keeper_.Flush(lampKey_).IsStored());
     EXPECT_EQ(StoredState("lamp"), "<s>quiet</s>");
 }
 
@@ -193,7 +191,7 @@ TEST_F(StateKeeperTest, FlushAnswersThoseWhoWaitForTheNextDocument) {
     Settle();
     Change("<s>2</s>");
     Settle();
-    EXPECT_EQ(keeper_.Flush(lampKey_), "");
+    EXPECT_TRUE(keeper_.Flush(lampKey_).IsStored());
     EXPECT_THAT(answers_, ElementsAre(""));  // the second; the first one's write is still to be told
     TurnUntilAnswers(2);
     EXPECT_EQ(StoredState("lamp"), "<s>2</s>");
@@ -207,7 +205,7 @@ TEST_F(StateKeeperTest, AFlushThatFailsLeavesWaitersToTheNextWrite) {
     Settle();
     store_.Load("lamp", [](std::string_view) { return std::string(); });  // the first write is through
     disk_.FailAll(true);
-    EXPECT_THAT(keeper_.Flush(lampKey_), HasSubstr("No space"));
+    EXPECT_THAT(keeper_.Flush(lampKey_).notStored, HasSubstr("No space"));
     disk_.FailAll(false);
     TurnUntilAnswers(2);
     EXPECT_THAT(answers_, ElementsAre("", ""));
@@ -223,12 +221,80 @@ TEST_F(StateKeeperTest, ReplaceKeepsTheOldDocumentAsAGeneration) {
     EXPECT_THAT(disk_.ContentOf("/state/lamp/0000000001.xml"), HasSubstr("<s>1</s>"));
 }
 
-TEST_F(StateKeeperTest, ForgottenMarksAreNotStored) {
+TEST_F(StateKeeperTest, AFlushTellsADriverThatCannotGiveItsStateFromADiskThatFails) {
+    lamp_.pulled = {{}, "driver lamp threw in GetPersistState: oh"};
+    const FlushResult flushed = keeper_.Flush(lampKey_);
+    EXPECT_EQ(flushed.notGiven, "driver lamp threw in GetPersistState: oh");
+    EXPECT_EQ(flushed.notStored, "");
+    EXPECT_FALSE(flushed.IsStored());
+}
+
+TEST_F(StateKeeperTest, DroppedMarksAreNotStored) {
     Change("<s>1</s>");
-    keeper_.Forget(lampKey_);
+    keeper_.DropMarks(lampKey_);
     Settle();
     EXPECT_EQ(lamp_.pulls, 0);
     EXPECT_THAT(answers_, ElementsAre(""));
+}
+
+TEST_F(StateKeeperTest, TheWriteOfADetachedDriverIsFinishedAndAnswered) {
+    auto gate = std::make_unique<Source>("gate");
+    gate->pulled.document = "<s>1</s>";
+    const StateKeeper::Key key = keeper_.Add(*gate, "probe");
+    disk_.Hold(true);
+    keeper_.Mark(key);
+    Settle();
+    keeper_.Detach(key);
+    gate.reset();
+    EXPECT_THAT(answers_, IsEmpty());
+    disk_.Hold(false);
+    TurnUntilAnswers(1);
+    EXPECT_THAT(answers_, ElementsAre(""));
+    EXPECT_EQ(StoredState("gate"), "<s>1</s>");
+}
+
+TEST_F(StateKeeperTest, OfADetachedDriverNothingIsTriedAgainAndNothingShown) {
+    auto gate = std::make_unique<Source>("gate");
+    const StateKeeper::Key key = keeper_.Add(*gate, "probe");
+    keeper_.Warn(key, "it was damaged");
+    disk_.FailAll(true);
+    keeper_.Mark(key);
+    Settle();
+    TurnUntilAnswers(1);
+    EXPECT_THAT(keeper_.Trouble(), HasSubstr("driver gate"));
+    keeper_.Detach(key);
+    gate.reset();
+    disk_.FailAll(false);
+    EXPECT_EQ(keeper_.Trouble(), "");
+    EXPECT_THAT(keeper_.Warnings(), IsEmpty());
+    Turn();  // more than the time after which storing would be tried again
+    EXPECT_EQ(StoredState("gate"), "");
+}
+
+TEST_F(StateKeeperTest, ThoseWhoWaitForTheNextDocumentOfADetachedDriverAreTold) {
+    disk_.Hold(true);
+    for (const char* document : {"<s>1</s>", "<s>2</s>"}) {
+        Change(document);
+        Settle();
+    }
+    keeper_.Detach(lampKey_);
+    EXPECT_THAT(answers_, ElementsAre("the driver was stopped before its state was stored"));
+    disk_.Hold(false);
+    TurnUntilAnswers(2);
+    EXPECT_EQ(answers_[1], "") << "the first one's document was being written";
+}
+
+TEST_F(StateKeeperTest, ADriverOfTheSameNameGoesOnWhereTheDetachedOneEnded) {
+    Change("<s>1</s>");
+    EXPECT_TRUE(keeper_.Flush(lampKey_).IsStored());
+    keeper_.Warn(lampKey_, "it was damaged");
+    keeper_.Detach(lampKey_);
+    Source next("lamp");
+    const StateKeeper::Key key = keeper_.Add(next, "probe");
+    EXPECT_EQ(keeper_.Load(key, [](std::string_view) { return std::string(); }), "<s>1</s>");
+    EXPECT_THAT(keeper_.Warnings(), ElementsAre("driver lamp: it was damaged"));
+    keeper_.ClearWarnings(key);
+    EXPECT_THAT(keeper_.Warnings(), IsEmpty());
 }
 
 TEST_F(StateKeeperTest, FailuresAreLoggedOnceAndTheirEndToo) {

@@ -109,6 +109,34 @@ TEST_F(LibraryTest, ThatWasLeftOutRunsOnceItIsMended) {
     EXPECT_EQ(Ask("GET", "/health").body, "<health>ok</health>");
 }
 
+TEST_F(LibraryTest, OfASingleDriverIsNotAskedForASecondOne) {
+    plugins_ = PLUGINS;
+    const std::string agent = Driver(1, "agent", "intercom_agent");
+    WriteHome(agent + Driver(2, "second", "intercom_agent"));
+    Start();
+    const std::string refused = "does not run: one home holds one driver of this library, and that is agent";
+    EXPECT_THAT(Log(), HasSubstr(" 3 host driver second (intercom_agent) " + refused + "\n"));
+    const std::string requestsOfOne = "kill sipproxy\nenable sipproxy\n";
+    EXPECT_EQ(SysmanRequests(), requestsOfOne);
+    EXPECT_EQ(Ask("POST", "/drivers/second/restart").status, 500);
+    EXPECT_EQ(Ask("PUT", "/drivers/second/state", "<IntercomState/>").status, 500);
+    EXPECT_EQ(Ask("PUT", "/drivers/second/state", "<Other/>").status, 400);
+    WriteHome(agent + Driver(3, "third", "intercom_agent"));
+    host_->Signal(SIGHUP);
+    host_->WaitForLog(" 6 host the home file was read again");
+    EXPECT_THAT(Log(), HasSubstr(" 3 host driver third (intercom_agent) " + refused + "\n"));
+    EXPECT_EQ(SysmanRequests(), requestsOfOne) << "a second agent would restart the proxy";
+}
+
+TEST_F(LibraryTest, OfASingleDriverServesAnotherOneOnceTheFirstIsGone) {
+    WriteHome(Driver(1, "first", "single") + Driver(2, "second", "single"));
+    Start();
+    WriteHome(Driver(2, "second", "single"));
+    host_->Signal(SIGHUP);
+    host_->WaitForLog(" 6 host the home file was read again");
+    EXPECT_EQ(Ask("POST", "/drivers/second/restart").status, 204);
+}
+
 TEST_F(LibraryTest, ADriverThatThrowsAtItsEndKeepsNoOtherFromTheirs) {
     WriteHome(Driver(1, "lamp", "probe", "<fails>throwAtEnd</fails>") + Driver(2, "shutter", "probe"));
     Start();

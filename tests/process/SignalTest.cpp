@@ -190,6 +190,21 @@ TEST_F(SignalTest, AHomeFileThatTakesADriverAwayWaitsForItsDisk) {
     EXPECT_THAT(Command("shutter", "get"), HasSubstr("<value>down</value>"));
 }
 
+TEST_F(SignalTest, ADriverThatIsTakenAwayTakesItsWarningsOutOfTheHealthReport) {
+    std::filesystem::create_directories(StateFolder() + "/shutter");
+    folder_.Write("state/shutter/0000000001.xml", "rubbish");
+    Start();
+    EXPECT_THAT(Ask("GET", "/health").body, HasSubstr("<warning>driver shutter: the stored document "));
+    WriteHome(Driver(1, "lamp", "probe") + Driver(7, "shutter", "probe"));
+    Reread();
+    EXPECT_THAT(Ask("GET", "/health").body, HasSubstr("<warning>driver shutter: the stored document "));
+    EXPECT_EQ(Ask("PUT", "/drivers/shutter/state", "<ProbeState/>").status, 204);
+    EXPECT_EQ(Ask("GET", "/health").body, "<health>ok</health>") << "of the driver that it replaced, too";
+    WriteHome(Driver(1, "lamp", "probe"));
+    Reread();
+    EXPECT_EQ(Ask("GET", "/health").body, "<health>ok</health>");
+}
+
 TEST_F(SignalTest, TheAgentAndItsPanelsComeAndGoWithTheHomeFile) {
     plugins_ = PLUGINS;
     const std::string agent = Driver(1, "agent", "intercom_agent");

@@ -69,7 +69,6 @@ private:
 
     Driver* FindDriver(const std::string& nameOrId, const Reply& reply);
     Driver* FindRunning(const std::string& nameOrId, const Reply& reply);
-    Fault StateFault(Driver& driver, const DvXML::INode& root);
     void ReplyRestarted(const Driver& driver, const RestartResult& result, const Reply& reply);
     void ReplyStored(Response response, const Reply& reply);
 

@@ -3,7 +3,6 @@
 
 #include "driverhost/http/routes/Routes.h"
 #include "host/glue/Numbers.h"
-#include "host/glue/XmlText.h"
 
 namespace driverhost {
 namespace {
@@ -58,25 +57,7 @@ void Routes::PutState(const Request& request, const Path& path, const Reply& rep
     if (document->DocumentParse(request.body) != 0) {
         return reply(ErrorResponse(400, "the document is not XML: " + document->DocumentGetError()));
     }
-    const DvXML::INode& root = *document->DocumentGetRoot();
-    if (const Fault fault = StateFault(*driver, root); !fault.empty()) {
-        return reply(ErrorResponse(400, fault));
-    }
-    ReplyRestarted(*driver, served_.drivers.RestartWith(*driver, root.NodeToText()), reply);
-}
-
-// A driver that does not run cannot be asked; what it stored earlier tells instead.
-Fault Routes::StateFault(Driver& driver, const DvXML::INode& root) {
-    const PulledState pulled = driver.PullState();
-    if (!pulled.error.empty()) return {};  // its state cannot be stored, and that is the answer
-    const auto document = driver.IsRunning() ? pulled.document : served_.keeper.Stored(driver.StateKey());
-    if (!document) {
-        return driver.IsRunning() ? "driver " + driver.Name() + " keeps no state" : Fault();
-    }
-    const auto own = DvXML::ParseRoot(*document);
-    if (!own || own->NodeGetName() == root.NodeGetName()) return {};
-    return "the root element is '" + std::string(root.NodeGetName()) + "'; driver " + driver.Name() +
-           " writes '" + std::string(own->NodeGetName()) + "'";
+    ReplyRestarted(*driver, served_.drivers.RestartWith(*driver, *document->DocumentGetRoot()), reply);
 }
 
 // The store's thread looks; the driver thread goes on meanwhile.
@@ -109,6 +90,8 @@ void Routes::ReplyRestarted(const Driver& driver, const RestartResult& result, c
     switch (result.outcome) {
         case Restarted::Done:
             return ReplyStored(EmptyResponse(), reply);
+        case Restarted::Refused:
+            return ReplyStored(ErrorResponse(400, result.reason), reply);
         case Restarted::NotStored:
             return reply(ErrorResponse(503, "the state could not be stored, so driver " + driver.Name() +
                                                 " was left with what it had: " + result.reason));

@@ -40,6 +40,7 @@ public:
 
     long Initialize(unsigned long id, DvXML::INode& config, DvXML::INode* savedState) override {
         DvBaseDriver::Initialize(id, config, savedState);
+        initialized_ = true;
         const std::string_view fails = config.NodeGetNamedValue("fails");
         atEnd_ = fails;
         published_ = config.NodeGetNamedValue("publishes");
@@ -65,6 +66,7 @@ public:
     }
 
     Reply GetPersistState(unsigned long) override {
+        if (!initialized_) LogXMessage(dv::LOG_LEVEL_INFO, "asked for its state before its start");
         if (stateThrows_) throw std::runtime_error("no state today");
         if (!keepsState_) return nullptr;
         Reply state = DvXML::CreateXmlNode("ProbeState", "");
@@ -214,6 +216,7 @@ private:
     std::string published_;
     std::string answered_;
     std::string atEnd_;
+    bool initialized_ = false;
     bool keepsState_ = true;
     bool stateThrows_ = false;
     std::thread worker_;

@@ -14,7 +14,6 @@ HostFixture::~HostFixture() {
 void HostFixture::Add(const std::string& name, const std::string& library, const std::string& config) {
     home_.drivers.push_back(
         {home_.drivers.size() + 1, name, library, std::string(TEST_PLUGINS) + "/" + library + ".so", config});
-    store_.AddDriver(name, library);
 }
 
 void HostFixture::Load() {
@@ -23,6 +22,7 @@ void HostFixture::Load() {
                                return Gauges{events_.Readers(), 0};
                            }});
     table_->LoadLibraries();
+    roots_.Load();
     table_->LoadStates();
 }
 

@@ -12,11 +12,11 @@
 #include "driverhost/http/routes/EventStream.h"
 #include "driverhost/http/routes/Routes.h"
 #include "driverhost/plugins/DriverTable.h"
-#include "driverhost/plugins/InterfaceTable.h"
 #include "driverhost/runtime/DriverThread.h"
 #include "driverhost/runtime/Metrics.h"
 #include "driverhost/runtime/SystemEvents.h"
 #include "driverhost/state/StateKeeper.h"
+#include "driverhost/state/StateRoots.h"
 #include "driverhost/state/StateStore.h"
 #include "tests/driverhost/support/MemoryFileSystem.h"
 #include "tests/support/process/Patience.h"
@@ -63,12 +63,13 @@ protected:
     Limits limits_;
     StateStore store_{disk_, "/state", [this](StateStore::Work work) { thread_.Post(std::move(work)); }};
     StateKeeper keeper_{thread_, store_, metrics_, std::chrono::milliseconds(20)};
+    StateRoots roots_{store_};
     SystemEvents systemEvents_;
     InterfaceTable interfaces_;
     EventStream events_{1, limits_, [this](std::function<void()> work) { thread_.Post(std::move(work)); }};
     std::vector<std::string> uiEvents_;
     HostServices services_{
-        thread_, systemEvents_, interfaces_, metrics_, keeper_, [this](std::string element) {
+        thread_, systemEvents_, interfaces_, metrics_, keeper_, roots_, [this](std::string element) {
             events_.Publish(element);
             uiEvents_.push_back(std::move(element));
         }};

@@ -1,4 +1,4 @@
-#include "driverhost/state/PosixFileSystem.h"
+#include "driverhost/state/FileSystem.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -18,19 +18,20 @@ namespace {
 
 constexpr std::size_t kReadBytes = 64 * 1024;
 
-std::string Words(const char* operation, const std::string& path, int error) {
+std::string Message(const char* operation, const std::string& path, int error) {
     return std::string("cannot ") + operation + " " + path + ": " + SystemReason(error);
 }
 
 [[noreturn]] void Throw(const char* operation, const std::string& path) {
-    throw FileError(Words(operation, path, errno));
+    throw FileError(Message(operation, path, errno));
 }
 
+// EISDIR too: a folder in the place of the file will not turn into the file by itself.
 [[noreturn]] void ThrowRead(const std::string& path) {
     const int error = errno;
     if (error == EIO || error == EBADMSG || error == EUCLEAN || error == EISDIR)
-        throw FileDamaged(Words("read", path, error));
-    throw FileError(Words("read", path, error));
+        throw FileDamaged(Message("read", path, error));
+    throw FileError(Message("read", path, error));
 }
 
 FileDescriptor Open(const char* operation, const std::string& path, int flags) {
