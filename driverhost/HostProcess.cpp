@@ -114,7 +114,8 @@ HostProcess::Impl::Impl(const Options& givenOptions, const Home& home)
       drivers(home, services),
       trust(options.listen, options.token, MachineName()),
       routes({drivers, keeper, events, metrics, trust, limits, [this] {
-                  return Gauges{events.Readers(), server ? server->Connections() : 0};
+                  if (!server) return Gauges{};
+                  return Gauges{events.Readers(), server->Connections(), server->BodyBytes()};
               }}) {
     NetworkInterfaces::Override(home.address);
 }

@@ -17,9 +17,6 @@ extern "C" {
 #include <sys/pidfd.h>
 }
 
-#include "sysman/Bounds.h"
-#include "sysman/Failure.h"
-
 namespace {
 
 struct Stat {

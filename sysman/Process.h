@@ -5,9 +5,26 @@
 
 #include <sys/types.h>
 
+#include <cerrno>
 #include <chrono>
 #include <optional>
+#include <stdexcept>
 #include <string>
+#include <system_error>
+
+/// The longest that a step may wait. Our caller waits for us in the middle of its own work, 200 ms at most,
+/// and a request has at most three such steps: for the lock, for an end, for a start.
+inline constexpr std::chrono::milliseconds kLongestStep{50};
+
+/// Why a request is not carried out.
+struct Failure : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+/// What failed, with the system's words for `error`.
+inline Failure SystemFailure(const std::string& what, int error = errno) {
+    return Failure(what + ": " + std::generic_category().message(error));
+}
 
 /// Process numbers are used again; number, start time and boot together are not.
 struct ProcessIdentity {

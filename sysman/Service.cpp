@@ -4,20 +4,20 @@
 #include <cstdlib>
 #include <utility>
 
-#include "sysman/Bounds.h"
-#include "sysman/Failure.h"
-
 namespace {
+
+// What a disabled program gets for an orderly end, unless SYSMAN_GRACE_SECONDS says otherwise.
+constexpr std::chrono::seconds kDefaultGrace{5};
+constexpr long kMostGrace = 3600;  // in seconds
 
 std::chrono::seconds Grace() {
     const char* const text = std::getenv("SYSMAN_GRACE_SECONDS");
     if (!text || !*text) return kDefaultGrace;
     char* end = nullptr;
     const long seconds = std::strtol(text, &end, 10);
-    constexpr long kMostSeconds = 3600;
-    if (*end != '\0' || seconds < 0 || seconds > kMostSeconds)
-        throw Failure("SYSMAN_GRACE_SECONDS must be a number from 0 to 3600, not \"" + std::string(text) +
-                      "\"");
+    if (*end != '\0' || seconds < 0 || seconds > kMostGrace)
+        throw Failure("SYSMAN_GRACE_SECONDS must be a number from 0 to " + std::to_string(kMostGrace) +
+                      ", not \"" + text + "\"");
     return std::chrono::seconds(seconds);
 }
 

@@ -11,9 +11,6 @@
 #include <sstream>
 #include <thread>
 
-#include "sysman/Bounds.h"
-#include "sysman/Failure.h"
-
 namespace {
 
 std::string Environment(const char* name) {

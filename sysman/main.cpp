@@ -9,7 +9,6 @@
 #include <exception>
 #include <string>
 
-#include "sysman/Failure.h"
 #include "sysman/Service.h"
 
 namespace {

@@ -103,6 +103,8 @@ std::string Metrics::ToText(const Gauges& gauges) const {
                      std::to_string(count));
     AppendGauge(text, "driverhost_event_readers", "Readers of the event stream", gauges.eventReaders);
     AppendGauge(text, "driverhost_connections", "Open connections", gauges.connections);
+    AppendGauge(text, "driverhost_request_body_bytes", "Bytes of request bodies over 16 KiB",
+                gauges.requestBodyBytes);
     return text;
 }
 

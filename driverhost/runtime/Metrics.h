@@ -37,6 +37,7 @@ struct DriverCounters {
 struct Gauges {
     std::size_t eventReaders = 0;
     std::size_t connections = 0;
+    std::size_t requestBodyBytes = 0;
 };
 
 /// All operations: [driver thread]

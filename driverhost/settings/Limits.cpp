@@ -9,6 +9,7 @@ namespace {
 
 constexpr std::uint64_t kDay = 24ULL * 3600 * 1000;  // in MS: longer than anybody waits
 constexpr std::uint64_t kGigabyte = 1ULL << 30U;     // in BYTES: more than a home's machine can spare
+constexpr std::uint64_t kMostBodies = 1ULL << 40U;   // in BYTES
 constexpr std::uint64_t kMillion = 1'000'000;        // in N
 constexpr std::uint64_t kMinute = 60'000;            // in MS
 constexpr std::uint64_t kSmallestHead = 256;         // in BYTES: what any client sends
@@ -19,6 +20,7 @@ constexpr std::array kTable = {
     LimitRow{"head-bytes",       "BYTES", &Limits::headBytes,      kSmallestHead, kLargestHead, "size of a request's head; 431 beyond"},
     LimitRow{"body-bytes",       "BYTES", &Limits::bodyBytes,      1, kGigabyte, "size of a request's body; 413 beyond"},
     LimitRow{"state-bytes",      "BYTES", &Limits::stateBytes,     1, kGigabyte, "size of a state document put back; 413 beyond"},
+    LimitRow{"total-body-bytes", "BYTES", &Limits::totalBodyBytes, kSmallBody, kMostBodies, "bodies over 16 KiB of all requests together; 503 beyond"},
     LimitRow{"form-fields",      "N",     &Limits::formFields,     1, kMillion,  "fields of a form; 413 beyond"},
     LimitRow{"connections",      "N",     &Limits::connections,    1, kMillion,  "open connections; 503 beyond"},
     LimitRow{"refusals",         "N",     &Limits::refusals,       0, kMillion,  "connections beyond that are answered at a time; closed beyond"},

@@ -16,15 +16,20 @@
 
 namespace driverhost {
 
+/// A body up to this size fits into the room that each connection keeps for its next request. A larger one
+/// has memory of its own, which is given back when the request is answered.
+inline constexpr std::size_t kSmallBody = 16 * 1024;
+
 /// The defaults are what the host runs with when its options say nothing else. A field has a row in
 /// the table, which makes its option.
 struct Limits {
-    std::size_t headBytes = 16 * 1024;          // 431 beyond
-    std::size_t bodyBytes = 1024 * 1024;        // 413 beyond
-    std::size_t stateBytes = 16 * 1024 * 1024;  // the same for a state document that is put back
-    std::size_t formFields = 10'000;            // 413 beyond
-    std::size_t connections = 4096;             // 503 beyond
-    std::size_t refusals = 64;                  // of those, answered at a time; closed beyond
+    std::size_t headBytes = 16 * 1024;              // 431 beyond
+    std::size_t bodyBytes = 1024 * 1024;            // 413 beyond
+    std::size_t stateBytes = 16 * 1024 * 1024;      // the same for a state document that is put back
+    std::size_t totalBodyBytes = 64 * 1024 * 1024;  // large bodies of all requests together; 503 beyond
+    std::size_t formFields = 10'000;                // 413 beyond
+    std::size_t connections = 4096;                 // 503 beyond
+    std::size_t refusals = 64;                      // of those, answered at a time; closed beyond
 
     std::chrono::milliseconds headTime{10'000};     // 408 beyond
     std::chrono::milliseconds bodyTime{30'000};     // 408 beyond

@@ -46,9 +46,10 @@ TEST(Metrics, BucketsHoldWhatIsAtOrBelowTheirBound) {
 TEST(Metrics, GaugesTellWhatIsTrueNow) {
     Metrics metrics;
     metrics.CountResponse(404);
-    const std::string text = metrics.ToText({.eventReaders = 3, .connections = 5});
+    const std::string text = metrics.ToText({.eventReaders = 3, .connections = 5, .requestBodyBytes = 7});
     EXPECT_THAT(text, HasSubstr("driverhost_event_readers 3\n"));
     EXPECT_THAT(text, HasSubstr("driverhost_connections 5\n"));
+    EXPECT_THAT(text, HasSubstr("driverhost_request_body_bytes 7\n"));
     EXPECT_THAT(text, HasSubstr("driverhost_http_responses_total{status=\"404\"} 1\n"));
 }
 

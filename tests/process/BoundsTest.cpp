@@ -91,6 +91,29 @@ TEST_F(BoundsTest, StateBytesBeyondAre413) {
     EXPECT_EQ(put(201), 413);
 }
 
+TEST_F(BoundsTest, TotalBodyBytesBeyondAre503) {
+    StartWith({"--total-body-bytes", "50000"});
+    const std::string head = "POST " + kEcho +
+                             " HTTP/1.1\r\nHost: localhost\r\nContent-Type: "
+                             "application/x-www-form-urlencoded\r\n";
+    const std::string large = "a=" + std::string(29'998, 'x');
+    HttpConnection first(port_);
+    first.Send(head + "Content-Length: 30000\r\nExpect: 100-continue\r\n\r\n");
+    EXPECT_EQ(first.ReadUntil("\r\n\r\n"), "HTTP/1.1 100 Continue\r\n\r\n");
+    EXPECT_EQ(Metric("driverhost_request_body_bytes"), 30'000);
+    EXPECT_THAT(ConversationOf(head + "Content-Length: 30000\r\nExpect: 100-continue\r\n\r\n"),
+                StartsWith("HTTP/1.1 503 "))
+        << "before it has sent any of its body";
+    EXPECT_THAT(ConversationOf(head + "Transfer-Encoding: chunked\r\n\r\n7530\r\n" + large + "\r\n0\r\n\r\n"),
+                StartsWith("HTTP/1.1 503 "));
+    EXPECT_EQ(Echo("a=small"), 200);
+    first.Send(large);
+    EXPECT_EQ(first.ReadAnswer().status, 200);
+    EXPECT_EQ(Metric("driverhost_request_body_bytes"), 0);
+    EXPECT_EQ(Echo(large), 200);
+    EXPECT_EQ(Echo("a=" + std::string(50'000, 'x')), 413) << "it would never fit";
+}
+
 TEST_F(BoundsTest, FormFieldsBeyondAre413) {
     StartWith({"--form-fields", "3"});
     EXPECT_EQ(Echo("a=1&a=2&b"), 200);

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <map>
 #include <thread>
 
 #include "tests/process/support/ProcessFixture.h"
@@ -145,6 +146,33 @@ TEST_F(HostileTest, BodiesBeyondTheirBound) {
             "PUT /drivers/lamp/state HTTP/1.1\r\nHost: localhost\r\nContent-Length: 52428800\r\n\r\n" +
             fifty),
         StartsWith("HTTP/1.1 413 "));
+    ExpectWell();
+}
+
+TEST_F(HostileTest, LargeBodiesOfManyConnections) {
+    Begin({"--body-time", "600000"});
+    const std::string form = "a=" + std::string(kMegabyte - 2, 'x');
+    std::string request = RequestText("POST", "/drivers/lamp/commands/count", form);
+    request.pop_back();
+    std::vector<std::unique_ptr<HttpConnection>> clients;
+    for (int client = 0; client < 80; ++client) {
+        clients.push_back(std::make_unique<HttpConnection>(port_));
+        clients.back()->Send(request);
+    }
+    const auto deadline = steady_clock::now() + 60s;
+    while (Metric("driverhost_http_responses_total{status=\"503\"}") < 16 && steady_clock::now() < deadline)
+        std::this_thread::sleep_for(20ms);
+    EXPECT_EQ(Metric("driverhost_request_body_bytes"), static_cast<int>(64 * kMegabyte));
+    EXPECT_LT(host_->ResidentBytes(), memory_ + 64 * kMegabyte + kMemoryLeft);
+    EXPECT_EQ(Command("lamp", "count"), "<count>2</count>") << "what is small is answered meanwhile";
+    std::map<int, int> answers;
+    for (const auto& client : clients) {
+        client->Send("x");
+        ++answers[client->ReadAnswer().status];
+    }
+    EXPECT_THAT(answers, testing::ElementsAre(testing::Pair(200, 64), testing::Pair(503, 16)));
+    clients.clear();
+    EXPECT_EQ(Metric("driverhost_request_body_bytes"), 0);
     ExpectWell();
 }
 

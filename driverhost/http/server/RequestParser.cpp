@@ -1,12 +1,13 @@
 #include "driverhost/http/server/RequestParser.h"
 
+#include "driverhost/settings/Limits.h"
+
 namespace driverhost {
 namespace {
 
 namespace beast = boost::beast;
 using beast::http::field;
 
-constexpr std::size_t kKeptBody = 16 * 1024;  // larger ones give their room back
 constexpr beast::string_view kLastEventId = "Last-Event-ID";
 
 void Clear(HeadLine& line) {
@@ -22,7 +23,11 @@ void RequestParts::Clear() {
     for (HeadLine* line : {&host, &origin, &authorization, &contentType, &contentLength, &transferEncoding,
                            &expect, &lastEventId})
         driverhost::Clear(*line);
-    if (body.capacity() > kKeptBody) {
+    ClearBody();
+}
+
+void RequestParts::ClearBody() {
+    if (body.capacity() > kSmallBody) {
         body = std::string();
     } else {
         body.clear();

@@ -24,8 +24,9 @@ struct HeadLine {
 
 /// What came of a request.
 struct RequestParts {
-    /// Empty again. Room for heads and for bodies of usual size stays.
+    /// Empty again. Room for heads and small bodies stays.
     void Clear();
+    void ClearBody();
     /// `request` gets views into this.
     void FillHead(Request& request) const;
 

@@ -1,5 +1,6 @@
 #include "driverhost/http/server/RequestReader.h"
 
+#include <algorithm>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http/error.hpp>
 #include <limits>
@@ -8,6 +9,7 @@
 
 #include "driverhost/http/server/RequestParser.h"
 #include "driverhost/runtime/Fault.h"
+#include "driverhost/settings/Limits.h"
 
 namespace driverhost {
 namespace {
@@ -177,6 +179,18 @@ bool RequestReader::LimitBody(std::size_t bytes) {
     if (!parser_->IsTooLong()) return true;
     parser_->FailBody();
     return false;
+}
+
+std::size_t RequestReader::BodyBytes() const {
+    if (!parser_->message) return 0;
+    const std::uint64_t promised = parser_->message->content_length().value_or(0);
+    const std::size_t bytes = std::max<std::size_t>(promised, parser_->parts.body.size());
+    return bytes > kSmallBody ? bytes : 0;
+}
+
+void RequestReader::ForgetBody() {
+    parser_->request.body = {};
+    parser_->parts.ClearBody();
 }
 
 Response RequestReader::Failure() const {

@@ -45,6 +45,12 @@ public:
     /// A smaller limit for this request's body; false when its length is known to be beyond.
     bool LimitBody(std::size_t bytes);
 
+    /// The size of this request's body: what its head promises, or what has come when it promises nothing. 0
+    /// for a small body, which takes no memory of its own.
+    std::size_t BodyBytes() const;
+    /// The request is answered: gives that memory back. The views but that of the body stay.
+    void ForgetBody();
+
     /// The answer to what Failed.
     Response Failure() const;
 

@@ -37,6 +37,8 @@ public:
     void Start(Routes& routes, EventStream& events, Metrics& metrics);
     void Stop(std::function<void()> stopped);
 
+    std::size_t BodyBytes() const { return context_ ? context_->bodyBytes : 0; }
+
     ListenAddress address;
     tcp::acceptor acceptor;
     std::unordered_set<std::shared_ptr<Session>> sessions;
@@ -119,7 +121,7 @@ void Server::Impl::Tick() {
     for (const auto& session : std::vector(sessions.begin(), sessions.end()))
         session->Tick(now);
     // What was built of it lies in the heap in many small pieces, which are free and stay.
-    if (std::exchange(context_->hadLargeRequest, false)) malloc_trim(0);
+    if (std::exchange(context_->releasedLargeBody, false)) malloc_trim(0);
     thread_.After(limits_.tick, [this] { Tick(); });
 }
 
@@ -160,6 +162,10 @@ void Server::Stop(std::function<void()> stopped) {
 
 std::size_t Server::Connections() const {
     return impl_->sessions.size();
+}
+
+std::size_t Server::BodyBytes() const {
+    return impl_->BodyBytes();
 }
 
 }  // namespace driverhost

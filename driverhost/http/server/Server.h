@@ -42,6 +42,8 @@ public:
     void Stop(std::function<void()> stopped);
 
     std::size_t Connections() const;
+    /// The size of the large bodies of all requests.
+    std::size_t BodyBytes() const;
 
 private:
     class Impl;

@@ -1,5 +1,6 @@
 #include "driverhost/http/server/Session.h"
 
+#include <algorithm>
 #include <array>
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/write.hpp>
@@ -15,7 +16,6 @@ namespace asio = boost::asio;
 using ErrorCode = boost::system::error_code;
 
 constexpr std::size_t kStreamBytes = 64 * 1024;  // of events in one write
-constexpr std::size_t kLargeBody = 64 * 1024;
 constexpr std::chrono::hours kNoLimit{24 * 365};
 constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
 
@@ -90,9 +90,9 @@ void Session::Proceed() {
         case RequestReader::Progress::HeadDone:
             return Admit();
         case RequestReader::Progress::NeedBody:
-            return Read();
+            return HoldBody() ? Read() : RefuseBody();
         case RequestReader::Progress::Done:
-            return Answer();
+            return HoldBody() ? Answer() : RefuseBody();
         case RequestReader::Progress::Failed:
             return Write(reader_.Failure(), false);
     }
@@ -102,7 +102,9 @@ void Session::Proceed() {
 void Session::Admit() {
     Routes::Admission admission = context_.routes.Admit(reader_.Get());
     if (admission.refusal) return Write(std::move(*admission.refusal), false);
-    if (!reader_.LimitBody(admission.bodyLimit)) return Write(reader_.Failure(), false);
+    const std::size_t bodyLimit = std::min(admission.bodyLimit, context_.limits.totalBodyBytes);
+    if (!reader_.LimitBody(bodyLimit)) return Write(reader_.Failure(), false);
+    if (!HoldBody()) return RefuseBody();
     Enter(Phase::Body, context_.limits.bodyTime);
     if (reader_.ExpectsContinue()) return Continue();
     Proceed();
@@ -114,7 +116,6 @@ void Session::Continue() {
 }
 
 void Session::Answer() {
-    if (reader_.Get().body.size() > kLargeBody) context_.hadLargeRequest = true;
     Enter(Phase::Answering, kNoLimit);
     context_.routes.Answer(reader_.Get(), [self = shared_from_this()](Response response) {
         if (self->phase_ != Phase::Answering) return;
@@ -123,7 +124,31 @@ void Session::Answer() {
     });
 }
 
+// Counts this connection's body, as far as it is known, with those of the others. False when that is more
+// than all of them may take.
+bool Session::HoldBody() {
+    const std::size_t others = context_.bodyBytes - bodyBytes_;
+    const std::size_t bytes = reader_.BodyBytes();
+    if (bytes > context_.limits.totalBodyBytes - others) return false;
+    context_.bodyBytes = others + bytes;
+    bodyBytes_ = bytes;
+    return true;
+}
+
+void Session::RefuseBody() {
+    Write(ErrorResponse(503, "other requests hold the " + std::to_string(context_.limits.totalBodyBytes) +
+                                 " bytes that are set aside for large bodies; try again later"),
+          false);
+}
+
+void Session::ReleaseBody() {
+    reader_.ForgetBody();
+    if (bodyBytes_ > 0) context_.releasedLargeBody = true;
+    context_.bodyBytes -= std::exchange(bodyBytes_, 0);
+}
+
 void Session::Write(Response response, bool keepAlive) {
+    ReleaseBody();
     context_.metrics.CountResponse(response.status);
     Enter(Phase::Writing, context_.limits.writeTime);
     ErrorCode ignored;  // nothing to cancel is no trouble
@@ -145,6 +170,7 @@ void Session::OnWritten() {
 void Session::BeginStream(Response response) {
     context_.metrics.CountResponse(response.status);
     if (stopping_) return Close();
+    ReleaseBody();
     Enter(Phase::Streaming, kNoLimit);
     nextEvent_ = response.stream->next;
     context_.events.AddReader(*this);
@@ -210,6 +236,7 @@ void Session::Close() {
     if (phase_ == Phase::Closed) return;
     const auto self = shared_from_this();
     phase_ = Phase::Closed;
+    ReleaseBody();
     context_.events.RemoveReader(*this);
     ErrorCode ignored;  // the connection is given up either way
     socket_.close(ignored);

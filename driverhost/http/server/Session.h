@@ -25,7 +25,8 @@ struct SessionContext {
     Metrics& metrics;
     const Limits& limits;
     std::function<void(Session& session)> closed;  // told once
-    bool hadLargeRequest = false;                  // since somebody looked
+    std::size_t bodyBytes = 0;                     // of the large bodies of all connections
+    bool releasedLargeBody = false;                // since somebody looked
 };
 
 /// All operations: [driver thread]
@@ -58,6 +59,9 @@ private:
     void Admit();
     void Continue();
     void Answer();
+    bool HoldBody();
+    void RefuseBody();
+    void ReleaseBody();
     void Write(Response response, bool keepAlive);
     void OnWritten();
 
@@ -80,6 +84,7 @@ private:
     Clock::time_point deadline_;
     bool stopping_ = false;
     bool keepAlive_ = false;
+    std::size_t bodyBytes_ = 0;  // this connection's part of the context's
 
     // What is being written.
     std::string head_;
