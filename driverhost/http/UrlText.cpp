@@ -24,15 +24,6 @@ std::optional<char> HexByte(std::string_view digits) {
     return static_cast<char>(high * 16 + low);
 }
 
-bool IsXmlControl(char c) {
-    return c == '\t' || c == '\n' || c == '\r';
-}
-
-// U+FFFE and U+FFFF, the two that are well-formed UTF-8 and still no XML (XML 1.0, production 2).
-bool IsNonCharacter(std::string_view character) {
-    return character == "\xEF\xBF\xBE" || character == "\xEF\xBF\xBF";
-}
-
 // How many of the first characters are ASCII, and no controls.
 std::size_t CountPlain(std::string_view text) {
     const auto isPlain = [](char c) { return static_cast<signed char>(c) >= ' '; };
@@ -66,8 +57,7 @@ std::string_view XmlTextFault(std::string_view text) {
         if (text.empty()) return {};
         const std::size_t length = DvXML::Utf8Length(text);
         if (length == 0) return "it is not UTF-8";
-        const bool isControl = static_cast<unsigned char>(text.front()) < 0x20 && !IsXmlControl(text.front());
-        if (isControl || IsNonCharacter(text.substr(0, length)))
+        if (!DvXML::IsXmlCharacter(text.substr(0, length)))
             return "it holds a character that XML cannot carry";
         text.remove_prefix(length);
     }

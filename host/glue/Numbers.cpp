@@ -1,9 +1,6 @@
 #include "host/glue/Numbers.h"
 
 #include <algorithm>
-#include <limits>
-
-#include "host/glue/Trim.h"
 
 namespace dv {
 namespace {

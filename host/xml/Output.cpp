@@ -33,8 +33,10 @@ constexpr std::string_view EscapeOf(unsigned char byte, bool inAttribute) {
         case '\t':
             return inAttribute ? "&#9;" : "";
         default:
-            return byte < 0x20 ? kReplacement : "";
+            break;
     }
+    const char character = static_cast<char>(byte);
+    return IsXmlCharacter({&character, 1}) ? "" : kReplacement;
 }
 
 using Word = std::uint64_t;
@@ -91,11 +93,6 @@ namespace {
 constexpr Escapes kTextEscapes(false);
 constexpr Escapes kAttributeEscapes(true);
 
-// U+FFFE and U+FFFF, the only well-formed characters above the controls that XML 1.0 forbids.
-bool IsForbidden(std::string_view character) {
-    return character == "\xEF\xBF\xBE" || character == "\xEF\xBF\xBF";
-}
-
 }  // namespace
 
 bool IsPlainText(std::string_view text) {
@@ -127,7 +124,7 @@ std::size_t Output::PutSpecial(std::string_view text, const Escapes& escapes) {
     }
     const std::size_t length = Utf8Length(text);
     const std::string_view character = text.substr(0, length);
-    Put(length == 0 || IsForbidden(character) ? kReplacement : character);
+    Put(length == 0 || !IsXmlCharacter(character) ? kReplacement : character);
     return std::max<std::size_t>(length, 1);
 }
 

@@ -1,4 +1,4 @@
-// The shape of UTF-8 characters (RFC 3629).
+// The shape of UTF-8 characters (RFC 3629), and which of them XML can carry.
 #ifndef HOST_XML_UTF8_H
 #define HOST_XML_UTF8_H
 
@@ -25,6 +25,14 @@ constexpr std::size_t Utf8Length(std::string_view text) noexcept {
     if (overlong || surrogate || beyond || !follows(2)) return 0;
     if (first < 0xF0) return 3;
     return follows(3) ? 4 : 0;
+}
+
+/// True when XML 1.0 can carry the character, which is one whole and well-formed (section 2.2): not for
+/// controls but tab and line breaks, nor for U+FFFE and U+FFFF.
+constexpr bool IsXmlCharacter(std::string_view character) noexcept {
+    const unsigned first = static_cast<unsigned char>(character.front());
+    if (first < 0x20) return first == '\t' || first == '\n' || first == '\r';
+    return character != "\xEF\xBF\xBE" && character != "\xEF\xBF\xBF";
 }
 
 }  // namespace DvXML

@@ -102,6 +102,40 @@ TEST(Numbers, AllElseIsFalse) {
     }
 }
 
+TEST(WholeNumbers, AreDigitsFromEndToEnd) {
+    EXPECT_EQ(0U, dv::ParseWhole<std::uint64_t>("0"));
+    EXPECT_EQ(42U, dv::ParseWhole<std::uint64_t>("0042"));
+    EXPECT_EQ(12U, dv::ParseWhole<std::uint64_t>("1234"sv.substr(0, 2)));
+    for (const auto text : {""sv, " "sv, " 1"sv, "1 "sv, "+1"sv, "-1"sv, "-0"sv, "1.0"sv, "0x1"sv, "1e3"sv,
+                            "one"sv, "1\0"sv, std::string_view()}) {
+        EXPECT_FALSE(dv::ParseWhole<std::uint64_t>(text)) << text;
+    }
+}
+
+TEST(WholeNumbers, KeepToTheirType) {
+    EXPECT_EQ(65535, dv::ParseWhole<std::uint16_t>("65535"));
+    EXPECT_FALSE(dv::ParseWhole<std::uint16_t>("65536"));
+    EXPECT_EQ(18446744073709551615U, dv::ParseWhole<std::uint64_t>("18446744073709551615"));
+    EXPECT_FALSE(dv::ParseWhole<std::uint64_t>("18446744073709551616"));
+    EXPECT_EQ(-128, dv::ParseWhole<std::int8_t>("-128"));
+    EXPECT_FALSE(dv::ParseWhole<std::int8_t>("-129"));
+    EXPECT_FALSE(dv::ParseWhole<std::int8_t>("--1"));
+}
+
+TEST(WholeNumbers, KeepToTheirBounds) {
+    for (const auto text : {"2"sv, "9"sv})
+        EXPECT_TRUE(dv::ParseWhole(text, 2, 9)) << text;
+    for (const auto text : {"1"sv, "10"sv, "-2"sv})
+        EXPECT_FALSE(dv::ParseWhole(text, 2, 9)) << text;
+}
+
+TEST(Trim, TakesTheWhiteSpaceOfTheCLocaleFromBothEnds) {
+    EXPECT_EQ("a b", dv::Trim(" \t\n\v\f\ra b \t\n\v\f\r"));
+    EXPECT_EQ("\xC2\xA0", dv::Trim("\xC2\xA0"));
+    EXPECT_EQ("", dv::Trim(" \n "));
+    EXPECT_EQ("", dv::Trim(""));
+}
+
 TEST(Numbers, AreWrittenInDecimal) {
     EXPECT_EQ("0", dv::ToString(0));
     EXPECT_EQ("99999", dv::ToString(99999));
