@@ -13,9 +13,9 @@
 #include <string>
 #include <string_view>
 
-#include "host/glue/auto_com.h"
 #include "host/interfaces/Export.h"
 #include "host/interfaces/IRefCounted.h"
+#include "host/interfaces/auto_com.h"
 
 namespace DvXML {
 

@@ -1,4 +1,4 @@
-#include "host/glue/auto_com.h"
+#include "host/interfaces/auto_com.h"
 
 #include <gtest/gtest.h>
 

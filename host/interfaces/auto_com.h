@@ -3,8 +3,8 @@
 // There are two named ways in, because a bare pointer does not tell which is
 // meant: adopt takes over a reference the caller already owns (a new object),
 // share adds one of its own (an object somebody else holds too).
-#ifndef HOST_GLUE_AUTO_COM_H
-#define HOST_GLUE_AUTO_COM_H
+#ifndef HOST_INTERFACES_AUTO_COM_H
+#define HOST_INTERFACES_AUTO_COM_H
 
 #include <cstddef>
 #include <utility>
