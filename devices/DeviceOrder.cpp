@@ -3,7 +3,7 @@
 #include "agent/IntercomAgent.h"
 #include "agent/Replies.h"
 #include "agent/UiEvents.h"
-#include "groups/IdList.h"
+#include "host/glue/XmlHelper.h"
 
 void IntercomAgent::UpdateDeviceOrder(unsigned long id) {
     deviceOrder.AppendNew(id);
@@ -16,7 +16,7 @@ dv::auto_com<DvXML::INode> IntercomAgent::GetDeviceOrder() const {
 }
 
 IntercomAgent::Reply IntercomAgent::OnReqSetDeviceOrder(const ICmdMessage& message) {
-    return SetDeviceOrder(ReadIdList(message.GetString("xml")));
+    return SetDeviceOrder(XmlHelper::ReadIdList(message.GetString("xml")));
 }
 
 dv::auto_com<DvXML::INode> IntercomAgent::SetDeviceOrder(const std::vector<unsigned long>& ids) {
