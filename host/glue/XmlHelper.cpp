@@ -71,7 +71,7 @@ long fromXml<unsigned long>(std::vector<unsigned long>& list, DvXML::INode& node
 
 std::vector<unsigned long> ReadIdList(const std::string& xml) {
     std::vector<unsigned long> ids;
-    const auto root = DvXML::ParseRoot(xml);
+    const auto root = DvXML::ParseParameter(xml);
     if (!root) return ids;
     for (const DvXML::INode* child : root->NodeChildren()) {
         const auto number = dv::ParseLong(child->NodeGetText());

@@ -52,7 +52,7 @@ template <>
 DVHOST_API long fromXml<unsigned long>(std::vector<unsigned long>& list, DvXML::INode& node,
                                        const char* containerName);
 
-/// The ids in a text with an XML document: the numbers (dv::ParseLong) in the root's children,
+/// The ids in a parameter that is an XML document: the numbers (dv::ParseLong) in the root's children,
 /// whatever their names, without those that are 0 or -1. No document gives no ids.
 DVHOST_API std::vector<unsigned long> ReadIdList(const std::string& xml);
 

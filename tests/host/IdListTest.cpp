@@ -198,6 +198,10 @@ TEST(IdListText, TakesTheOwnTextOfTheRootsChildren) {
     EXPECT_THAT(ReadIdList("<x>4<a><b>5</b></a><a><b>6</b>7</a></x>"), ElementsAre(7));
 }
 
+TEST(IdListText, MayDeclareAnyEncoding) {
+    EXPECT_THAT(ReadIdList("<?xml version=\"1.0\" encoding=\"utf-16\"?><x><a>5</a></x>"), ElementsAre(5));
+}
+
 TEST(IdListText, WithoutADocumentHasNoIds) {
     for (const std::string text : {"", " ", "5", "<x><a>5</a>", "<x><a>5</a></x><x/>", "<x/>",
                                    "<!DOCTYPE x><x><a>5</a></x>", "<x><a>5</a>&unknown;</x>"})
