@@ -9,7 +9,7 @@
 
 #include "agent/IntercomAgent.h"
 #include "agent/Replies.h"
-#include "groups/IdList.h"
+#include "host/glue/XmlHelper.h"
 
 namespace {
 

@@ -103,7 +103,7 @@ void IntercomAgent::handleSipBroadcastCall(const ICmdMessage& message) {
 std::vector<std::string> IntercomAgent::BroadcastAddresses(const ICmdMessage& message,
                                                            unsigned long source) const {
     std::vector<std::string> addresses;
-    const auto root = DvXML::ParseRoot(message.GetString("destinations"));
+    const auto root = DvXML::ParseParameter(message.GetString("destinations"));
     if (!root) return addresses;
     for (const DvXML::INode* child : root->NodeChildren()) {
         const unsigned long id = dv::ParseULong(child->NodeGetText());

@@ -30,7 +30,7 @@ IntercomAgent::Reply IntercomAgent::OnReqEditContact(const ICmdMessage& message)
     const ContactPtr contact = contacts.Find(id);
     if (!contact) return Replies::Fail();
     contact->setDisplayName(message.GetString("displayName"));
-    contact->setPhoneTypeList(ReadPhoneTypeList(DvXML::ParseRoot(message.GetString("phoneType")).get()));
+    contact->setPhoneTypeList(ReadPhoneTypeList(DvXML::ParseParameter(message.GetString("phoneType")).get()));
     DmInvalidateState();
     MySendDataToUI(UiEvents::kContactEdited, id, UiEvents::kNone);
     return Replies::Success();

@@ -35,7 +35,7 @@ IntercomContact::IntercomContact(const ICmdMessage& message)
     : source_(dv::auto_com<Source>::adopt(
           new Source({message.GetString("displayName"), message.GetString("firstName"),
                       message.GetString("lastName"), message.GetInt("contactId"),
-                      ReadPhoneTypeList(DvXML::ParseRoot(message.GetString("phoneType")).get())}))) {}
+                      ReadPhoneTypeList(DvXML::ParseParameter(message.GetString("phoneType")).get())}))) {}
 
 IntercomContact::IntercomContact(const DvXML::INode* node) {
     if (node->NodeGetName() != "contact") return;

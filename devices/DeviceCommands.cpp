@@ -3,7 +3,7 @@
 #include "agent/IntercomAgent.h"
 #include "agent/Replies.h"
 #include "agent/UiEvents.h"
-#include "groups/IdList.h"
+#include "host/glue/XmlHelper.h"
 #include "host/glue/Log.h"
 
 IntercomAgent::Reply IntercomAgent::OnReqGetDeviceList(const ICmdMessage&) {

@@ -9,8 +9,8 @@
 #include "agent/IntercomAgent.h"
 #include "agent/Replies.h"
 #include "agent/UiEvents.h"
-#include "groups/IdList.h"
 #include "host/glue/Numbers.h"
+#include "host/glue/XmlHelper.h"
 
 namespace {
 
@@ -102,7 +102,7 @@ std::vector<unsigned long> IntercomAgent::IdsOfAll() const {
 
 IntercomAgent::Reply IntercomAgent::OnReqSetGroupState(const ICmdMessage& message) {
     return SetGroupState(message.GetInt("groupId"), message.GetString("name"),
-                         ReadIdList(message.GetString("xml")));
+                         XmlHelper::ReadIdList(message.GetString("xml")));
 }
 
 // Not marked for saving: the change is stored with the next change of something else.

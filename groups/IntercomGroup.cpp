@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "groups/IdList.h"
 #include "host/glue/ElementSource.h"
+#include "host/glue/XmlHelper.h"
 
 namespace {
 

@@ -4,12 +4,12 @@
 #include <ifaddrs.h>
 #include <net/if.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
 #include <utility>
 
-#include "host/glue/AddressChoice.h"
 #include "host/glue/Log.h"
 
 namespace {
@@ -39,6 +39,14 @@ std::vector<dv::InterfaceAddress> ReadAddresses() {
     return addresses;
 }
 
+bool IsLinkLocal(std::uint32_t address) {
+    return (address & 0xFFFF0000U) == 0xA9FE0000U;
+}
+
+bool IsUsable(const dv::InterfaceAddress& candidate) {
+    return candidate.up && !candidate.loopback && !IsLinkLocal(candidate.address);
+}
+
 std::string ToDottedText(std::uint32_t address) {
     const in_addr network{htonl(address)};
     std::array<char, INET_ADDRSTRLEN> text{};
@@ -52,6 +60,14 @@ std::string OwnAddress() {
 }
 
 }  // namespace
+
+std::optional<std::uint32_t> dv::ChooseAddress(std::vector<InterfaceAddress> candidates) {
+    std::stable_sort(candidates.begin(), candidates.end(),
+                     [](const auto& left, const auto& right) { return left.index < right.index; });
+    const auto found = std::find_if(candidates.begin(), candidates.end(), &IsUsable);
+    if (found == candidates.end()) return std::nullopt;
+    return found->address;
+}
 
 NetworkInterfaces::NetworkInterfaces() : ipv4_(overriding ? *overriding : OwnAddress()) {}
 

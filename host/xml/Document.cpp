@@ -1,8 +1,9 @@
-// The document behind IDocument.
+// The document behind IDocument, and the reading of parameters.
 #include <new>
 #include <utility>
 
 #include "host/glue/RefCount.h"
+#include "host/glue/XmlText.h"
 #include "host/xml/Node.h"
 #include "host/xml/Reader.h"
 
@@ -10,6 +11,14 @@ namespace DvXML {
 namespace {
 
 constexpr long kParseFailed = -1;
+
+ReadResult Read(std::string_view text, DeclaredEncoding encoding) {
+    try {
+        return ReadXml(text, encoding);
+    } catch (const std::bad_alloc&) {
+        return {nullptr, "out of memory"};  // short enough to need none
+    }
+}
 
 class Document final : public dv::RefCount<IDocument> {
 public:
@@ -29,14 +38,9 @@ private:
 
 long Document::DocumentParse(std::string_view text) {
     root_.reset();
-    error_.clear();
-    try {
-        ReadResult result = ReadXml(text);
-        root_ = std::move(result.root);
-        error_ = std::move(result.error);
-    } catch (const std::bad_alloc&) {
-        error_ = "out of memory";  // short enough to need none
-    }
+    ReadResult result = Read(text, DeclaredEncoding::kMustBeUtf8);
+    root_ = std::move(result.root);
+    error_ = std::move(result.error);
     return root_ ? 0 : kParseFailed;
 }
 
@@ -44,6 +48,10 @@ long Document::DocumentParse(std::string_view text) {
 
 dv::auto_com<IDocument> CreateXmlDocument(const std::string& name) {
     return dv::auto_com<IDocument>::adopt(new Document(Node::Create(name)));
+}
+
+dv::auto_com<INode> ParseParameter(std::string_view text) {
+    return Read(text, DeclaredEncoding::kIgnored).root;
 }
 
 }  // namespace DvXML

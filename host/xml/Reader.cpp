@@ -44,7 +44,7 @@ bool LooksLikeUtf16(std::string_view text) {
 
 class Reader {
 public:
-    Reader();
+    explicit Reader(DeclaredEncoding encoding);
 
     ReadResult Read(std::string_view text);
 
@@ -88,7 +88,7 @@ void Reader::Guard(void* reader, Action action) noexcept {
     }
 }
 
-Reader::Reader() {
+Reader::Reader(DeclaredEncoding encoding) {
     XML_Parser parser = parser_.get();
     XML_SetUserData(parser, this);
     XML_SetElementHandler(
@@ -100,12 +100,14 @@ Reader::Reader() {
     XML_SetCharacterDataHandler(parser, [](void* reader, const char* text, int length) {
         Guard(reader, [=](Reader& self) { self.Characters({text, static_cast<std::size_t>(length)}); });
     });
-    XML_SetXmlDeclHandler(parser, [](void* reader, const char*, const char* encoding, int) {
-        Guard(reader, [=](Reader& self) { self.Declaration(encoding); });
-    });
     XML_SetStartDoctypeDeclHandler(parser, [](void* reader, const char*, const char*, const char*, int) {
         Guard(reader,
               [](Reader& self) { self.Fail("a document type declaration is not allowed; remove it"); });
+    });
+    // The parser itself takes every text for UTF-8.
+    if (encoding == DeclaredEncoding::kIgnored) return;
+    XML_SetXmlDeclHandler(parser, [](void* reader, const char*, const char* declared, int) {
+        Guard(reader, [=](Reader& self) { self.Declaration(declared); });
     });
 }
 
@@ -184,8 +186,8 @@ std::string Reader::Reason() const {
 
 }  // namespace
 
-ReadResult ReadXml(std::string_view text) {
-    return Reader().Read(text);
+ReadResult ReadXml(std::string_view text, DeclaredEncoding encoding) {
+    return Reader(encoding).Read(text);
 }
 
 bool IsReadableName(std::string_view name) {

@@ -15,11 +15,14 @@ struct ReadResult {
     std::string error;        // then: where and why, without a word of the document
 };
 
+/// What becomes of an encoding that a document declares.
+enum class DeclaredEncoding { kMustBeUtf8, kIgnored };
+
 /// Reads one document in UTF-8. Throws nothing but std::bad_alloc.
 ///
 /// Comments and processing instructions are skipped. A run of text between two tags that is white
 /// space only is dropped where the element has child elements, and kept where it has none.
-ReadResult ReadXml(std::string_view text);
+ReadResult ReadXml(std::string_view text, DeclaredEncoding encoding);
 
 /// True when an element may bear that name. The name must hold no ASCII but letters, digits and "_:-.".
 bool IsReadableName(std::string_view name);

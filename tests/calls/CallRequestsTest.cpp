@@ -428,6 +428,11 @@ TEST_F(BroadcastCall, SpeaksToEveryListedDeviceInTheListsOrder) {
     EXPECT_THAT(Take(), ElementsAre("device 3 StartSipBroadcast 1 1 Attic@10.0.0.2 Hall@10.0.0.2"));
 }
 
+TEST_F(BroadcastCall, ReadsTheListWhateverEncodingItDeclares) {
+    Broadcast("<?xml version=\"1.0\" encoding=\"utf-16\"?><l><d>5</d></l>");
+    EXPECT_THAT(Take(), ElementsAre("device 3 StartSipBroadcast 1 3 Hall@10.0.0.2"));
+}
+
 TEST_F(BroadcastCall, WithoutACameraSendsNoVideo) {
     Equip(false, true, true);
     Broadcast("<l><d>5</d></l>");

@@ -235,6 +235,17 @@ TEST_F(EditContact, ReplacesDisplayNameAndNumbersMarksAndAnnounces) {
         List());
 }
 
+TEST_F(EditContact, ReadsNumbersWhateverEncodingTheyDeclare) {
+    Start();
+    AddAnn("3");
+    const std::string phones = "<?xml version=\"1.0\" encoding=\"utf-16\"?><x><work>2</work></x>";
+    Ui("editContact", {{"contactId", "3"}, {"phoneType", phones}});
+    Ui("addContact", {{"contactId", "4"}, {"phoneType", phones}});
+    const auto list = Agent().GetContactList();
+    for (const DvXML::INode* contact : list->NodeChildren())
+        EXPECT_EQ("2", contact->NodeFindChild("phoneType")->NodeGetNamedValue("work"));
+}
+
 TEST_F(EditContact, LeavesFirstAndLastNameAlone) {
     Start();
     AddAnn("3");

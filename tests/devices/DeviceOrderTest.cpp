@@ -248,4 +248,11 @@ TEST_F(DeviceOrder, WhatADeviceThrowsWhileItIsListedReachesTheCaller) {
     EXPECT_EQ("3", Listed());
 }
 
+TEST_F(DeviceOrder, IsReadWhateverEncodingItsTextDeclares) {
+    Start();
+    EXPECT_EQ("<success/>",
+              SetOrder("<?xml version=\"1.0\" encoding=\"utf-16\"?><ids><id>3</id><id>9</id></ids>"));
+    EXPECT_EQ("3 9", Order());
+}
+
 }  // namespace

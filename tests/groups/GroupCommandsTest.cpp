@@ -290,6 +290,21 @@ TEST_F(SetGroupState, KeepsDuplicatesAndIdsThatNobodyRegistered) {
                                   "<device>4294967294</device></devices>"));
 }
 
+// What a user interface copies out of a file may still declare the file's encoding.
+TEST_F(SetGroupState, ReadsTheListWhateverEncodingItDeclares) {
+    Start();
+    GroupOf("Hall", {9});
+    EXPECT_EQ("<success/>",
+              Ui("setGroupState",
+                 {{"groupId", "1"},
+                  {"name", "Hall"},
+                  {"xml", "<?xml version=\"1.0\" encoding=\"utf-16\"?><ids><id>5</id><id>7</id></ids>"}}));
+    EXPECT_EQ(
+        "<group><groupId>1</groupId><name>Hall</name><devices><device>5</device><device>7</device></devices>"
+        "</group>",
+        Get(1));
+}
+
 TEST_F(SetGroupState, EmptiesTheGroupWhenThereIsNoListToRead) {
     Start();
     GroupOf("Hall", {});

@@ -178,7 +178,10 @@ std::string Generator::SmallNumber(int existing, bool any) {
 /// A parameter that says the tree, or, now and then, nothing that can be read.
 Parameter Generator::Document(const std::string& name, const Tree& tree) {
     if (dice_.Percent(10)) return {name, Malformed(dice_), std::nullopt};
-    return {name, Render(tree, dice_), ReadBack(tree)};
+    std::string text = Render(tree, dice_);
+    // It arrives as UTF-8, whatever it declares.
+    if (text.starts_with("<?xml") && dice_.Coin()) text.replace(text.find("UTF-8"), 5, "utf-16");
+    return {name, text, ReadBack(tree)};
 }
 
 Tree Generator::IdList(const std::string& name) {
