@@ -3,8 +3,8 @@
 #include "agent/IntercomAgent.h"
 #include "agent/Replies.h"
 #include "agent/UiEvents.h"
-#include "host/glue/XmlHelper.h"
 #include "host/glue/Log.h"
+#include "host/glue/XmlHelper.h"
 
 IntercomAgent::Reply IntercomAgent::OnReqGetDeviceList(const ICmdMessage&) {
     return GetDeviceList();
@@ -21,7 +21,7 @@ dv::auto_com<DvXML::INode> IntercomAgent::GetDeviceOrder() const {
 }
 
 IntercomAgent::Reply IntercomAgent::OnReqSetDeviceOrder(const ICmdMessage& message) {
-    return SetDeviceOrder(ReadIdList(message.GetString("xml")));
+    return SetDeviceOrder(XmlHelper::ReadIdList(message.GetString("xml")));
 }
 
 dv::auto_com<DvXML::INode> IntercomAgent::SetDeviceOrder(const std::vector<unsigned long>& ids) {
