@@ -34,7 +34,7 @@ void Driver::LoadLibrary() {
 
 void Driver::LoadState() {
     state_ = services_.keeper.Load(stateKey_, [this](std::string_view document) {
-        return services_.roots.TextFault(entry_.library, document);
+        return services_.roots.CheckText(entry_.library, document);
     });
     stateIsStored_ = true;
 }
@@ -44,9 +44,9 @@ void Driver::UseState(std::optional<std::string> document) {
     stateIsStored_ = false;
 }
 
-std::string Driver::Create() {
+Fault Driver::Create() {
     manager_ = std::make_shared<InstanceManager>(*this, services_);
-    const std::string fault = Call("its creation", [this] { driver_.reset(library_->Create(*manager_)); });
+    const Fault fault = Call("its creation", [this] { driver_.reset(library_->Create(*manager_)); });
     if (fault.empty() && !driver_) return "its factory made no driver";
     return fault;
 }
@@ -57,10 +57,10 @@ bool Driver::IsSingle() const {
 }
 
 // The driver gets trees of its own: what it does to them affects nobody else.
-std::string Driver::Initialize() {
+Fault Driver::Initialize() {
     const auto config = DvXML::ParseRoot(entry_.config);
     auto state = ParseState();
-    std::string fault = CheckState(state);
+    Fault fault = CheckState(state);
     if (!fault.empty()) return fault;
     long result = 0;
     fault = Call("Initialize", [&] { result = driver_->Initialize(entry_.id, *config, state.get()); });
@@ -82,10 +82,10 @@ dv::auto_com<DvXML::INode> Driver::ParseState() {
 
 // What a library writes is not known before one of its drivers has given a document. Then the new driver is
 // asked for one, before it is given the stored one.
-std::string Driver::CheckState(dv::auto_com<DvXML::INode>& state) {
+Fault Driver::CheckState(dv::auto_com<DvXML::INode>& state) {
     if (!state) return {};
     if (services_.roots.Find(entry_.library).empty()) AskState();
-    std::string fault = services_.roots.Fault(entry_.library, *state);
+    Fault fault = services_.roots.Check(entry_.library, *state);
     if (fault.empty() || !stateIsStored_) return fault;
     try {
         LoadState();  // puts the document aside and finds an earlier one
@@ -163,13 +163,13 @@ PulledState Driver::AskState() {
     return pulled;
 }
 
-std::string Driver::CallDriver(const char* call, const std::function<void()>& work) {
+Fault Driver::CallDriver(const char* call, const std::function<void()>& work) {
     return Call(call, work);
 }
 
 // Every call into the driver goes through here. What it throws goes no further.
 template <class Work>
-std::string Driver::Call(const char* call, Work&& work) {
+Fault Driver::Call(const char* call, Work&& work) {
     const CallScope scope(services_.thread, entry_.name, call);
     try {
         work();
@@ -181,9 +181,9 @@ std::string Driver::Call(const char* call, Work&& work) {
     }
 }
 
-std::string Driver::LogFault(const char* call, const char* what) {
+Fault Driver::LogFault(const char* call, const char* what) {
     ++counters_.failures;
-    std::string fault = std::string("driver ") + entry_.name + " threw in " + call + ": " + what;
+    Fault fault = "driver " + entry_.name + " threw in " + call + ": " + what;
     HostLog::Write(dv::LOG_LEVEL_ERROR, entry_.name, fault);
     return fault;
 }

@@ -9,6 +9,7 @@
 #include "driverhost/home/HomeFile.h"
 #include "driverhost/plugins/InstanceManager.h"
 #include "driverhost/plugins/PluginLibrary.h"
+#include "driverhost/runtime/Fault.h"
 #include "host/glue/CmdDispatchers.h"
 
 namespace driverhost {
@@ -16,7 +17,7 @@ namespace driverhost {
 /// What became of a command.
 struct CommandResult {
     bool known = false;
-    std::string fault;                 // what the driver threw; else empty
+    Fault fault;                       // what the driver threw
     std::optional<std::string> reply;  // the element as XML text; no reply is a normal outcome
 };
 
@@ -35,8 +36,7 @@ public:
     /// Why it does not run.
     const std::string& Failure() const { return failure_; }
 
-    // Starting it, in this order. Create and Initialize return the reason when they fail, or empty;
-    // Fail undoes what they did.
+    // Starting it, in this order. When Create or Initialize fails, Fail undoes what was done.
 
     /// Throws PluginError.
     void LoadLibrary();
@@ -45,8 +45,8 @@ public:
     /// Takes `document` instead; without one the driver starts as new.
     void UseState(std::optional<std::string> document);
     bool HasLibrary() const { return library_ != nullptr; }
-    std::string Create();
-    std::string Initialize();
+    Fault Create();
+    Fault Initialize();
     /// Keeps and logs why the driver does not run.
     void Fail(const std::string& failure);
 
@@ -73,18 +73,18 @@ public:
     PulledState PullState() override;
     StateKeeper::Key StateKey() const override { return stateKey_; }
     IDriverManager& Manager() override { return driverManager_; }
-    std::string CallDriver(const char* call, const std::function<void()>& work) override;
+    Fault CallDriver(const char* call, const std::function<void()>& work) override;
 
     /// The owner of what the driver registered, as the host's tables know it.
     const void* Instance() const { return manager_.get(); }
 
 private:
     template <class Work>
-    std::string Call(const char* call, Work&& work);
-    std::string LogFault(const char* call, const char* what);
+    Fault Call(const char* call, Work&& work);
+    Fault LogFault(const char* call, const char* what);
     PulledState AskState();
     dv::auto_com<DvXML::INode> ParseState();
-    std::string CheckState(dv::auto_com<DvXML::INode>& state);
+    Fault CheckState(dv::auto_com<DvXML::INode>& state);
     void Discard();
     void Count(const std::string& command, double seconds);
 

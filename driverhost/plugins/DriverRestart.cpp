@@ -74,7 +74,7 @@ bool DriverRestart::StoreState() {
 
 // A driver that cannot give its state is restarted nevertheless, since nothing else may end its trouble. The
 // last document that was stored becomes its state; writes that are under way come before this reading.
-bool DriverRestart::AcceptLoss(const std::string& error) {
+bool DriverRestart::AcceptLoss(const Fault& error) {
     try {
         driver_.LoadState();
     } catch (const FileError& unreadable) {
@@ -123,7 +123,7 @@ bool DriverRestart::StartDriver() {
 }
 
 bool DriverRestart::StoreDocument(const std::string& document) {
-    const std::string error = services_.keeper.Replace(driver_.StateKey(), document);
+    const Fault error = services_.keeper.Replace(driver_.StateKey(), document);
     return error.empty() || Fail(Restarted::NotStored, error);
 }
 

@@ -41,7 +41,7 @@ private:
     bool CheckRoot(const DvXML::INode& document);
     bool CheckLibrary();
     bool StoreState();
-    bool AcceptLoss(const std::string& error);
+    bool AcceptLoss(const Fault& error);
     bool Reload();
     bool LoadState();
     bool StartDriver();

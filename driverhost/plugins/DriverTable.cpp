@@ -60,22 +60,22 @@ void DriverTable::StartAll() {
 
 bool DriverTable::Start(Driver& driver) {
     if (!driver.HasLibrary()) return false;  // its failure is known already
-    const std::string fault = StartFault(driver);
+    const Fault fault = StartChecked(driver);
     if (!fault.empty()) driver.Fail(fault);
     return fault.empty();
 }
 
 // A constructor may act on the home: an agent's restarts the SIP proxy. So no second driver is created beside
 // a single one that runs. When no driver of the library runs, the new one says itself whether it is single.
-std::string DriverTable::StartFault(Driver& driver) {
-    std::string fault = ConflictOf(driver);
+Fault DriverTable::StartChecked(Driver& driver) {
+    Fault fault = FindConflict(driver);
     if (fault.empty()) fault = driver.Create();
-    if (fault.empty()) fault = ConflictOf(driver);
+    if (fault.empty()) fault = FindConflict(driver);
     if (fault.empty()) fault = driver.Initialize();
     return fault;
 }
 
-std::string DriverTable::ConflictOf(const Driver& driver) {
+Fault DriverTable::FindConflict(const Driver& driver) {
     const Driver* other = FindRunning(driver.Entry().libraryPath);
     if (!other || (!other->IsSingle() && !driver.IsSingle())) return {};
     return "one home holds one driver of this library, and that is " + other->Name();
@@ -159,7 +159,7 @@ void DriverTable::CheckLibraries(const std::vector<DriverEntry>& entries) const 
 
 // A driver that cannot give its state is no reason to leave the home as it was: nothing would change that.
 void DriverTable::CheckStored(const Driver& driver) const {
-    const std::string error = services_.keeper.Flush(driver.StateKey()).notStored;
+    const Fault error = services_.keeper.Flush(driver.StateKey()).notStored;
     if (error.empty()) return;
     throw FileError("the state of driver " + driver.Name() + " could not be stored: " + error);
 }
@@ -225,7 +225,7 @@ std::string DriverTable::Deliver(const SystemEvent& event) {
     services_.events.Deliver(event, [&](const void* instance, const std::function<void()>& call) {
         Driver* driver = FindInstance(instance);
         if (!driver) return;
-        const std::string fault = driver->CallDriver("OnSystemEvent", call);
+        const Fault fault = driver->CallDriver("OnSystemEvent", call);
         if (!fault.empty()) faults.append(faults.empty() ? "" : "; ").append(fault);
     });
     return faults;

@@ -72,8 +72,8 @@ private:
     LibraryFaults TryLibraries(const std::vector<std::string>& paths) const;
     void CheckLibraries(const std::vector<DriverEntry>& entries) const;
     bool Start(Driver& driver);
-    std::string StartFault(Driver& driver);
-    std::string ConflictOf(const Driver& driver);
+    Fault StartChecked(Driver& driver);
+    Fault FindConflict(const Driver& driver);
     void LoadAndStart(Driver& driver);
     void CheckStored(const Driver& driver) const;
     std::vector<Driver*> StopOrder();

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "driverhost/plugins/HostServices.h"
+#include "driverhost/runtime/Fault.h"
 #include "driverhost/runtime/Metrics.h"
 #include "driverhost/state/StateKeeper.h"
 #include "host/interfaces/IInstanceManager.h"
@@ -21,8 +22,8 @@ public:
     virtual StateKeeper::Key StateKey() const = 0;
     virtual IDriverManager& Manager() = 0;
     /// Runs code of the driver under the watchdog's eyes. What it throws is logged in the driver's
-    /// name and returned; empty when it threw nothing.
-    virtual std::string CallDriver(const char* call, const std::function<void()>& work) = 0;
+    /// name and returned.
+    virtual Fault CallDriver(const char* call, const std::function<void()>& work) = 0;
 
 protected:
     ~InstanceOwner() = default;

@@ -64,7 +64,7 @@ std::optional<int> WaitFor(pid_t id, steady_clock::time_point end) {
     return std::nullopt;
 }
 
-std::string FaultOf(const std::optional<int>& status, std::chrono::milliseconds time) {
+Fault FaultOf(const std::optional<int>& status, std::chrono::milliseconds time) {
     if (!status) {
         return "its library was not loaded within " + std::to_string(time.count()) + " ms (--library-time)";
     }
@@ -91,7 +91,7 @@ LibraryFaults TryLibraries(const std::vector<std::string>& paths, std::chrono::m
     LibraryFaults faults;
     for (const auto& [path, id] : trials) {
         if (id == 0) continue;
-        const std::string fault = FaultOf(WaitFor(id, end), time);
+        const Fault fault = FaultOf(WaitFor(id, end), time);
         if (!fault.empty()) faults[path] = fault;
     }
     return faults;

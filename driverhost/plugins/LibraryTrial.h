@@ -8,10 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "driverhost/runtime/Fault.h"
+
 namespace driverhost {
 
 /// Why libraries must not be loaded, by path. A library that can be loaded is not in it.
-using LibraryFaults = std::map<std::string, std::string>;
+using LibraryFaults = std::map<std::string, Fault>;
 
 /// Tries all libraries at once, each in a process that runs this program with kTrialOption. A library
 /// that PluginLibrary refuses is no fault here: loading it gives the reason. [driver thread]

@@ -18,6 +18,7 @@
 #include <string_view>
 #include <vector>
 
+#include "driverhost/runtime/Fault.h"
 #include "driverhost/state/FileSystem.h"
 
 namespace driverhost {
@@ -30,7 +31,7 @@ std::string SealDocument(std::string_view document, std::string_view library);
 
 struct OpenedDocument {
     std::string document;
-    std::string fault;  // why the file holds no good document of that library; empty if it does
+    Fault fault;  // why the file holds no good document of that library
 };
 /// Takes a sealed document apart.
 OpenedDocument OpenDocument(std::string_view file, std::string_view library);
@@ -47,14 +48,14 @@ struct Generation {
     std::chrono::system_clock::time_point written;
     std::size_t bytes = 0;  // of the document; of the whole file when it is damaged
     std::string document;   // empty when it is damaged
-    std::string fault;      // why it is damaged; empty when it is good
+    Fault fault;            // why it is damaged
 };
 
 /// All operations: [store thread]
 class StateFolder {
 public:
-    /// Why the driver cannot use a document whose checksum is right; empty when it can.
-    using Check = std::function<std::string(std::string_view document)>;
+    /// Can the driver use a document whose checksum is right?
+    using Check = std::function<Fault(std::string_view document)>;
 
     StateFolder(FileSystem& files, std::string root, std::string driver, std::string library);
 

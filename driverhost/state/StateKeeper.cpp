@@ -183,11 +183,11 @@ FlushResult StateKeeper::Flush(Key key) {
     return {{}, WriteNow(record, Share(std::move(*pulled.document)))};
 }
 
-std::string StateKeeper::Replace(Key key, const std::string& document) {
+Fault StateKeeper::Replace(Key key, const std::string& document) {
     return WriteNow(records_.at(key), Share(document));
 }
 
-std::string StateKeeper::WriteNow(Record& record, const DocumentPtr& document) {
+Fault StateKeeper::WriteNow(Record& record, const DocumentPtr& document) {
     const std::uint64_t write = ++record.lastWrite;
     const StoreResult result = store_.WriteNow(record.name, *document);
     Count(record, result);
@@ -207,7 +207,7 @@ void StateKeeper::DropMarks(Key key) {
     Answer(std::exchange(record.next, {}), "the driver was stopped before its state was stored");
 }
 
-std::string StateKeeper::Trouble() const {
+Fault StateKeeper::Trouble() const {
     for (const auto& [key, record] : records_) {
         if (record.trouble.empty() || !record.source) continue;
         return "the state of driver " + record.name + " is not stored: " + record.trouble;

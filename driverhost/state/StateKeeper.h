@@ -23,7 +23,7 @@ namespace driverhost {
 
 struct PulledState {
     std::optional<std::string> document;  // none: the driver keeps no state, or does not run
-    std::string error;                    // not empty: the driver failed to give its state
+    Fault error;                          // the driver failed to give its state
 };
 
 /// A driver as the keeper sees it.
@@ -39,8 +39,8 @@ protected:
 
 /// What became of a Flush; both empty: the state is on disk.
 struct FlushResult {
-    std::string notGiven;   // the driver's error: its newest state is unknown, the last one stored is kept
-    std::string notStored;  // the disk's error
+    Fault notGiven;   // the driver's error: its newest state is unknown, the last one stored is kept
+    Fault notStored;  // the disk's error
 
     bool IsStored() const { return notGiven.empty() && notStored.empty(); }
 };
@@ -54,8 +54,8 @@ class StateKeeper {
 public:
     /// Names one driver from Add to Detach; never used again.
     using Key = std::uint64_t;
-    /// Gets the reason why storing failed; empty when everything is on disk.
-    using Done = std::function<void(const std::string& error)>;
+    /// Gets the reason when storing failed.
+    using Done = std::function<void(const Fault& error)>;
 
     StateKeeper(DriverThread& thread, StateStore& store, Metrics& metrics,
                 std::chrono::milliseconds firstRetry = kFirstRetry);
@@ -88,8 +88,8 @@ public:
     /// Asks for the state now and returns when it is on disk, or when that failed.
     FlushResult Flush(Key key);
 
-    /// Stores `document` as the newest; the reason when that fails, or empty.
-    std::string Replace(Key key, const std::string& document);
+    /// Stores `document` as the newest.
+    Fault Replace(Key key, const std::string& document);
 
     /// The stored generations, and one of them; see StateStore.
     void ListGenerations(Key key, StateStore::Listed listed);
@@ -98,8 +98,8 @@ public:
     /// The driver was stopped: what it marked since the last Flush is not stored.
     void DropMarks(Key key);
 
-    /// Which driver's state is not on disk, and why; empty when all are.
-    std::string Trouble() const;
+    /// Which driver's state is not on disk, and why.
+    Fault Trouble() const;
 
     /// Logs in the driver's name that its state is not what it should be, and shows it in Warnings.
     void Warn(Key key, const std::string& warning);
@@ -125,13 +125,13 @@ private:
         DocumentPtr stored;
         std::uint64_t storedWrite = 0;
         std::uint64_t lastWrite = 0;
-        std::string trouble;
+        Fault trouble;
         std::chrono::milliseconds retryDelay{};
     };
 
     void Begin(Record& record);
     bool IsStored(const Record& record, const std::string& document) const;
-    std::string WriteNow(Record& record, const DocumentPtr& document);
+    Fault WriteNow(Record& record, const DocumentPtr& document);
     void OnWritten(Record& record, std::uint64_t write, const DocumentPtr& document,
                    const StoreResult& result);
     void Finish(Record& record, const std::string& error);

@@ -25,7 +25,7 @@ StateRoots::StateRoots(StateStore& store) : store_(store) {
 
 void StateRoots::Load() {
     const LoadedState loaded =
-        store_.Load(kFolder, [this](std::string_view document) { return TextFault(kWriter, document); });
+        store_.Load(kFolder, [this](std::string_view document) { return CheckText(kWriter, document); });
     const auto libraries = DvXML::ParseRoot(loaded.document.value_or(std::string()));
     if (!libraries) return;
     for (const DvXML::INode* library : libraries->NodeChildren())
@@ -61,17 +61,17 @@ void StateRoots::Store() {
     });
 }
 
-std::string StateRoots::Fault(const std::string& library, const DvXML::INode& root) const {
+Fault StateRoots::Check(const std::string& library, const DvXML::INode& root) const {
     const std::string known = Find(library);
     if (known.empty() || root.NodeGetName() == known) return {};
     return "its root element is '" + std::string(root.NodeGetName()) + "', but the library " + library +
            " writes '" + known + "'";
 }
 
-std::string StateRoots::TextFault(const std::string& library, std::string_view document) const {
+Fault StateRoots::CheckText(const std::string& library, std::string_view document) const {
     const auto parsed = DvXML::CreateXmlDocument("");
     if (parsed->DocumentParse(document) != 0) return "not XML: " + parsed->DocumentGetError();
-    return Fault(library, *parsed->DocumentGetRoot());
+    return Check(library, *parsed->DocumentGetRoot());
 }
 
 }  // namespace driverhost

@@ -12,6 +12,7 @@
 #include <string>
 #include <string_view>
 
+#include "driverhost/runtime/Fault.h"
 #include "driverhost/state/StateStore.h"
 #include "host/interfaces/DvXML.h"
 
@@ -32,10 +33,10 @@ public:
     /// believed at once.
     void Learn(const std::string& library, std::string_view document);
 
-    /// Why a driver of the library cannot use this document; empty when it can, as far as known.
-    std::string Fault(const std::string& library, const DvXML::INode& root) const;
+    /// Can a driver of the library use this document, as far as known?
+    Fault Check(const std::string& library, const DvXML::INode& root) const;
     /// The same of a text, which must be XML. [any thread, while the driver thread waits]
-    std::string TextFault(const std::string& library, std::string_view document) const;
+    Fault CheckText(const std::string& library, std::string_view document) const;
 
 private:
     void Store();

@@ -24,7 +24,7 @@ using DocumentPtr = std::shared_ptr<const std::string>;
 
 /// What became of a document that was to be stored.
 struct StoreResult {
-    std::string error;  // empty: it is on disk
+    Fault error;  // empty: it is on disk
     double seconds = 0;
 };
 

@@ -31,17 +31,17 @@ protected:
 
 TEST_F(StateRootsTest, NothingIsKnownAtFirstAndEveryDocumentIsGood) {
     EXPECT_EQ(roots_.Find("probe"), "");
-    EXPECT_EQ(roots_.TextFault("probe", "<Any/>"), "");
+    EXPECT_EQ(roots_.CheckText("probe", "<Any/>"), "");
 }
 
 TEST_F(StateRootsTest, ALibraryIsKnownByWhatItsDriversGive) {
     roots_.Learn("probe", "<ProbeState><value>1</value></ProbeState>");
     EXPECT_EQ(roots_.Find("probe"), "ProbeState");
-    EXPECT_EQ(roots_.TextFault("probe", "<ProbeState/>"), "");
-    EXPECT_EQ(roots_.TextFault("probe", "<Other/>"),
+    EXPECT_EQ(roots_.CheckText("probe", "<ProbeState/>"), "");
+    EXPECT_EQ(roots_.CheckText("probe", "<Other/>"),
               "its root element is 'Other', but the library probe writes 'ProbeState'");
-    EXPECT_EQ(roots_.TextFault("panel", "<Other/>"), "");
-    EXPECT_THAT(roots_.TextFault("probe", "<ProbeState>"), testing::StartsWith("not XML: "));
+    EXPECT_EQ(roots_.CheckText("panel", "<Other/>"), "");
+    EXPECT_THAT(roots_.CheckText("probe", "<ProbeState>"), testing::StartsWith("not XML: "));
 }
 
 TEST_F(StateRootsTest, EveryFormOfARootIsUnderstood) {
@@ -54,7 +54,7 @@ TEST_F(StateRootsTest, EveryFormOfARootIsUnderstood) {
 TEST_F(StateRootsTest, ANameThatXmlForbidsIsKnownAsItIsWritten) {
     const std::string document = DvXML::CreateXmlNode("1 bad/name", "")->NodeToText();
     roots_.Learn("probe", document);
-    EXPECT_EQ(roots_.TextFault("probe", document), "");
+    EXPECT_EQ(roots_.CheckText("probe", document), "");
 }
 
 TEST_F(StateRootsTest, TheNextProcessKnowsWhatThisOneHasLearnt) {
