@@ -25,7 +25,7 @@ protected:
         return testing::internal::GetCapturedStderr();
     }
 
-    /// Has the home as it stands in home_ now.
+    /// Does what SIGHUP does when the home file is as home_ is now.
     std::string ChangeHome() {
         const std::string summary = table_->RemoveOutdated(home_);
         table_->AddMissing(home_);
@@ -340,7 +340,7 @@ TEST_F(DriverTableTest, ADriverWhoseEarlierDocumentCannotBeReadDoesNotStartAsNew
     Plant("lamp", 2, "<Other/>");
     Add("lamp", "probe");
     Load();
-    disk_.FailAtStep(5 + 5);  // the root is stored; make, sync the folders, list, read, then rename
+    disk_.FailAtStep(5 + 5);  // five steps store the root; make, sync the folders, list, read, then rename
     table_->StartAll();
     EXPECT_THAT(Get("lamp").Failure(), HasSubstr("cannot rename"));
     EXPECT_EQ(table_->Restart(Get("lamp")).outcome, Restarted::Done);

@@ -156,7 +156,7 @@ protected:
     }
     ~WrongThread() override { dv::SetAssertObserver({}); }
 
-    /// The log of `call`, made from another thread.
+    /// What is logged while another thread makes `call`.
     template <class Call>
     std::string LogOfOtherThread(Call call) {
         testing::internal::CaptureStderr();

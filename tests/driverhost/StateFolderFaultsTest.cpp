@@ -1,5 +1,5 @@
-// A folder of generations on a disk that fails at every step in turn, by errors and by power cuts,
-// in random runs of several lives of the process.
+// A folder of generations on a disk that fails at each step in turn, with an error or a power cut. Each run
+// is random and goes through several lives of the process.
 #include <gtest/gtest.h>
 
 #include "driverhost/runtime/HostLog.h"
@@ -15,7 +15,7 @@ using Fault = MemoryFileSystem::Fault;
 using Prepare = std::function<void(MemoryFileSystem&)>;
 
 constexpr char kFolder[] = "/state/lamp";
-constexpr int kChanges = 7;  // in the first life of the process; later ones may have none
+constexpr int kChanges = 7;  // in the first life of the process; later lives have fewer
 constexpr int kLives = 4;    // a fault in each but the last
 constexpr std::size_t kStepsOfALife = 50;
 constexpr unsigned int kSeeds = 10;
@@ -24,7 +24,7 @@ std::string AnyDocument(std::string_view) {
     return {};
 }
 
-// What a run begins with: nothing in some runs, in most so much that old generations are dropped.
+// What a run begins with: in some runs nothing, in most so many generations that old ones are dropped.
 struct Beginning {
     explicit Beginning(unsigned int seed) {
         model::Dice dice(seed);
@@ -40,8 +40,8 @@ struct Beginning {
     StoreHistory history{kFolder};
 };
 
-// One run: a process uses the folder until it is killed or the power goes, and the next one goes on
-// with what the disk holds.
+// One run: a process uses the folder until it is killed or loses power, and the next one goes on from what
+// the disk holds.
 class FolderRun {
 public:
     FolderRun(const FaultPlan& plan, const Beginning& beginning, Prepare prepare)
@@ -76,7 +76,7 @@ private:
             Store(folder, history_.Change(dice_));
     }
 
-    // The one fault of a life may hit the loading; then the process is started once more.
+    // The one fault of a life may hit the loading; then the process starts a second time.
     bool Load(StateFolder& folder) {
         for (int tries = 0; tries < 2; ++tries) {
             try {
@@ -90,7 +90,7 @@ private:
         return false;
     }
 
-    // After an error the same document is stored again, or the next change is.
+    // After an error either the same document is stored again, or the next one.
     void Store(StateFolder& folder, const std::string& document) {
         if (TryStore(folder, document) || !disk_->HasPower()) return;
         const std::string next = dice_.Coin() ? document : history_.Change(dice_);
@@ -105,11 +105,11 @@ private:
         }
         history_.Answered(history_.Latest());
         folder.DropOldest();
-        Note(history_.Look(*disk_));
+        Note(history_.CheckFiles(*disk_));
         return true;
     }
 
-    // What a killed process leaves unsynced the next one finds, and a power cut may take it yet.
+    // After a kill the next process finds what was not synced, and a later power cut may still take it away.
     void End(int life) {
         const bool isKilled = life == 0 ? plan_.left == FaultPlan::Left::All : dice_.Coin();
         if (isKilled) return disk_->GoOn();
@@ -137,7 +137,7 @@ private:
 
 class StateFolderFaults : public testing::Test {
 protected:
-    StateFolderFaults() { HostLog::Start(0, LogForm::Plain); }  // thousands of failures tell nobody anything
+    StateFolderFaults() { HostLog::Start(0, LogForm::Plain); }  // thousands of expected failures
     ~StateFolderFaults() override { HostLog::Start(dv::LOG_LEVEL_INFO, LogForm::Plain); }
 
     static FaultRuns PlayRuns(const Prepare& prepare = {}) {

@@ -147,7 +147,7 @@ TEST_F(StateFolderTest, AFolderThatCannotBeListedIsAFailureNotAFirstStart) {
 
 TEST_F(StateFolderTest, ADocumentThatCannotBeReadNowIsNotPassedOver) {
     StoreAll(2);
-    disk_.FailAtStep(4);  // the newest is read
+    disk_.FailAtStep(4);  // the step that reads the newest
     EXPECT_THROW(LoadFrom(disk_), FileError);
     EXPECT_TRUE(disk_.Has(Generation(2)));
     EXPECT_EQ(LoadFrom(disk_), "<s>2</s>");
@@ -155,7 +155,7 @@ TEST_F(StateFolderTest, ADocumentThatCannotBeReadNowIsNotPassedOver) {
 
 TEST_F(StateFolderTest, WhatWasLoadedIsThereAfterAPowerCut) {
     StoreAll(1);
-    disk_.FailAtStep(8);  // behind the rename, the folder is synced
+    disk_.FailAtStep(8);  // the folder is synced after the rename
     StateFolder folder = Open(disk_);
     EXPECT_THROW(folder.Store("<s>2</s>"), FileError);
     EXPECT_EQ(LoadFrom(disk_), "<s>2</s>");

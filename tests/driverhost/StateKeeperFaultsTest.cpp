@@ -1,5 +1,5 @@
-// Two drivers' states behind the keeper and the store's thread, on a disk that fails at every step
-// in turn: what was answered is found by the next process.
+// Two drivers' states go through the keeper and the store's thread to a disk that fails at each step in turn:
+// the next process finds whatever was answered.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -30,7 +30,7 @@ public:
     PulledState PullState() override { return {document, {}}; }
 
     StoreHistory history;
-    std::optional<std::string> document;  // what the driver would tell now
+    std::optional<std::string> document;  // what the driver would give now
     StateKeeper::Key key = 0;
 
 private:
@@ -39,7 +39,7 @@ private:
 
 using Sources = std::array<Source, 2>;
 
-// One process between its start and its end.
+// One process from its start to its end.
 class Life {
 public:
     Life(MemoryFileSystem& disk, Sources& sources, model::Dice& dice)
@@ -48,7 +48,7 @@ public:
             source.key = keeper_.Add(source, "probe");
     }
 
-    /// False when there is no power, or something is wrong.
+    /// False when the power is gone or something is wrong.
     bool Load() {
         for (Source& source : sources_)
             if (!LoadOne(source)) return false;
@@ -69,7 +69,7 @@ public:
         }
     }
 
-    /// Waits until all is stored, by itself.
+    /// Waits until the keeper has stored everything by itself.
     void Recover() {
         TurnUntil([this] { return keeper_.Trouble().empty() || !disk_.HasPower(); }, "recovery");
     }
@@ -91,7 +91,7 @@ private:
         return false;
     }
 
-    // Changes that come while the first is written share the next write.
+    // Changes that come while the first one is being written share the next write.
     void ChangeInARow(Source& source, int count) {
         waiting_ = count;
         for (int change = 0; change < count; ++change) {
@@ -192,7 +192,7 @@ private:
         return life.wrong;
     }
 
-    // The next process begins with what is left, stores, and the one after it finds that.
+    // The next process goes on from what is left and stores a change; the one after it must find that.
     std::string Again() {
         if (plan_.left == FaultPlan::Left::All) disk_->GoOn();
         for (const int actions : {1, 0}) {
@@ -216,7 +216,7 @@ private:
 
 class StateKeeperFaults : public testing::Test {
 protected:
-    StateKeeperFaults() { HostLog::Start(0, LogForm::Plain); }  // thousands of failures tell nobody anything
+    StateKeeperFaults() { HostLog::Start(0, LogForm::Plain); }  // thousands of expected failures
     ~StateKeeperFaults() override { HostLog::Start(dv::LOG_LEVEL_INFO, LogForm::Plain); }
 };
 

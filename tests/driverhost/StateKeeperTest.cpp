@@ -40,7 +40,7 @@ protected:
         keeper_.Mark(lampKey_);
     }
 
-    /// Settles; the answer is found in answers_.
+    /// Settles; the answer goes to answers_.
     void Settle() {
         keeper_.Settle([this](const std::string& error) { answers_.push_back(error); });
     }
@@ -192,7 +192,8 @@ TEST_F(StateKeeperTest, FlushAnswersThoseWhoWaitForTheNextDocument) {
     Change("<s>2</s>");
     Settle();
     EXPECT_TRUE(keeper_.Flush(lampKey_).IsStored());
-    EXPECT_THAT(answers_, ElementsAre(""));  // the second; the first one's write is still to be told
+    EXPECT_THAT(answers_,
+                ElementsAre(""));  // the second caller's; the first write's result is not posted yet
     TurnUntilAnswers(2);
     EXPECT_EQ(StoredState("lamp"), "<s>2</s>");
     EXPECT_EQ(keeper_.Stored(lampKey_), "<s>2</s>");
@@ -203,7 +204,7 @@ TEST_F(StateKeeperTest, AFlushThatFailsLeavesWaitersToTheNextWrite) {
     Settle();
     Change("<s>2</s>");
     Settle();
-    store_.Load("lamp", [](std::string_view) { return std::string(); });  // the first write is through
+    store_.Load("lamp", [](std::string_view) { return std::string(); });  // waits for the first write
     disk_.FailAll(true);
     EXPECT_THAT(keeper_.Flush(lampKey_).notStored, HasSubstr("No space"));
     disk_.FailAll(false);
@@ -267,7 +268,7 @@ TEST_F(StateKeeperTest, OfADetachedDriverNothingIsTriedAgainAndNothingShown) {
     disk_.FailAll(false);
     EXPECT_EQ(keeper_.Trouble(), "");
     EXPECT_THAT(keeper_.Warnings(), IsEmpty());
-    Turn();  // more than the time after which storing would be tried again
+    Turn();  // longer than the time until a retry
     EXPECT_EQ(StoredState("gate"), "");
 }
 
@@ -282,6 +283,25 @@ TEST_F(StateKeeperTest, ThoseWhoWaitForTheNextDocumentOfADetachedDriverAreTold) 
     disk_.Hold(false);
     TurnUntilAnswers(2);
     EXPECT_EQ(answers_[1], "") << "the first one's document was being written";
+}
+
+TEST_F(StateKeeperTest, WhoeverListsTheDocumentsOfADetachedDriverIsAnsweredStill) {
+    Change("<s>1</s>");
+    EXPECT_TRUE(keeper_.Flush(lampKey_).IsStored());
+    disk_.Hold(true);
+    keeper_.Mark(shutterKey_);
+    keeper_.Settle();  // what lists waits for this write
+    std::optional<std::size_t> listed;
+    std::optional<std::string> examined;
+    keeper_.ListGenerations(lampKey_,
+                            [&](const auto& generations, const Fault&) { listed = generations.size(); });
+    keeper_.ExamineGeneration(lampKey_, 1,
+                              [&](const auto& found, const Fault&) { examined = found->document; });
+    keeper_.Detach(lampKey_);
+    disk_.Hold(false);
+    TurnUntil([&] { return listed && examined; });
+    EXPECT_EQ(listed, 1U);
+    EXPECT_EQ(examined, "<s>1</s>");
 }
 
 TEST_F(StateKeeperTest, ADriverOfTheSameNameGoesOnWhereTheDetachedOneEnded) {

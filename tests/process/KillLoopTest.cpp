@@ -1,7 +1,8 @@
-// Clients change the agent's state from all sides, and the host is killed at any moment, again and
-// again: every change that was answered is there afterwards, and every start succeeds.
+// Several clients change the agent's state, and the host is killed at any moment, again and again: every
+// change that was answered is there afterwards, and every start succeeds.
 //
-// KILL_ROUNDS=N plays so many rounds instead of 20, KILL_SEED=N repeats the draws of a run.
+// KILL_ROUNDS=N in the environment plays N rounds instead of 20, KILL_SEED=N repeats the random choices of a
+// run.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -26,7 +27,7 @@ using testing::HasSubstr;
 using testing::Not;
 
 constexpr std::size_t kClients = 4;
-constexpr std::size_t kRecords = 6;  // of each kind and client
+constexpr std::size_t kRecords = 6;  // of each kind, for each client
 constexpr std::size_t kLongestLoad = 150;
 constexpr std::size_t kLongestEnd = 40;
 
@@ -53,13 +54,13 @@ Values ReadState(const std::string& document) {
     return values;
 }
 
-// One client with records of its own. Of each it knows what the host has answered, and after an end
-// without an answer what it may be instead.
+// A client with records of its own. It knows of each what the host has answered; when the host was killed
+// before it answered, the record may also be what was asked for.
 class Client {
 public:
     Client(std::size_t number, std::uint64_t seed) : prefix_(std::to_string(number)), dice_(seed + number) {}
 
-    /// Changes until the host does not answer any more.
+    /// Changes records until the host no longer answers.
     void Run(int port) {
         try {
             HttpConnection connection(port);
@@ -70,7 +71,7 @@ public:
         }
     }
 
-    /// What the host holds now becomes what the client knows; what must not be, in words.
+    /// Compares what the host holds now with what the client knows, and learns it; what is wrong, or empty.
     std::string Check(const Values& found) {
         for (auto& [key, possible] : possible_) {
             const auto value = found.find(key);
@@ -139,7 +140,7 @@ private:
         return *possible.begin();
     }
 
-    // False when it was not answered with success, as while the host ends.
+    // False when the answer is not a success, as while the host ends.
     bool Send(HttpConnection& connection, const std::string& key, const std::string& value,
               const std::string& command, const std::string& form) {
         Known(key);
@@ -156,7 +157,7 @@ private:
 
     const std::string prefix_;
     model::Dice dice_;
-    std::map<std::string, std::set<std::string>> possible_;  // empty text: it is not there
+    std::map<std::string, std::set<std::string>> possible_;  // an empty text: there is no such record
     std::map<std::string, std::string> ids_;
     std::string reply_;
     std::string trouble_;
@@ -173,7 +174,7 @@ protected:
             clients_.emplace_back(number, seed_);
     }
 
-    /// Starts the host, and looks whether all is there that was answered.
+    /// Starts the host and checks that everything that was answered is there.
     void StartAndCheck() {
         const auto begin = std::chrono::steady_clock::now();
         Start();
@@ -187,7 +188,7 @@ protected:
         EXPECT_THAT(Log(), Not(HasSubstr(" 3 ")));
     }
 
-    /// All clients change for a while; then `end` ends the host.
+    /// All clients change records for a while; then `end` ends the host.
     template <class End>
     void Load(End end) {
         std::vector<std::thread> threads;

@@ -1,4 +1,5 @@
-// Drivers that fail before, while and after they run: each is named, and the home goes on.
+// Drivers that fail before, while and after they run, or must not run at all: each is named, and the home
+// goes on.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -15,7 +16,7 @@ class LibraryTest : public ProcessFixture {
 protected:
     LibraryTest() { plugins_ = TEST_PLUGINS; }
 
-    /// Starts a home of a lamp and of a driver "bad" of that library, which must not run.
+    /// Starts a home with a lamp and with a driver "bad" of this library, which must be left out.
     void ExpectLeftOut(const std::string& library, const std::string& reason) {
         WriteHome(Driver(1, "bad", library) + Driver(2, "lamp", "probe"));
         Start();
@@ -33,14 +34,14 @@ protected:
         EXPECT_EQ(Stop(), 0);
     }
 
-    /// Puts one of the test plug-ins in the place of the library "mine".
+    /// Makes the library "mine" a copy of this test plug-in.
     void PutLibrary(const std::string& plugin) {
         const std::string path = plugins_ + "/mine.so";
         std::filesystem::remove(path);
         std::filesystem::copy_file(std::string(TEST_PLUGINS) + "/" + plugin + ".so", path);
     }
 
-    /// A home whose lamp is driven by the library "mine".
+    /// Starts a home whose lamp has the library "mine", a copy of this test plug-in.
     void StartWith(const std::string& plugin) {
         plugins_ = folder_.Path() + "/plugins";
         std::filesystem::create_directory(plugins_);

@@ -46,7 +46,7 @@ protected:
         return count;
     }
 
-    /// A pipe with a name that holds little; the reading end.
+    /// The reading end of a named pipe that holds little.
     FileDescriptor MakePipe(const std::string& path) const {
         EXPECT_EQ(mkfifo(path.c_str(), 0600), 0);
         FileDescriptor end(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
@@ -289,7 +289,7 @@ TEST_F(SignalTest, ALowSoftLimitOfOpenFilesIsRaised) {
     }
 }
 
-// The other side of sd_notify(3).
+// The service manager that sd_notify(3) talks to.
 class ManagerTest : public SignalTest {
 protected:
     ManagerTest() {
@@ -299,7 +299,7 @@ protected:
         environment_["NOTIFY_SOCKET"] = path_;
     }
 
-    /// Has more messages wait than the system takes for one that does not read.
+    /// Sends messages until the system takes no more for a manager that does not read.
     void FillQueue() const {
         const FileDescriptor sender(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
         const auto* const address = reinterpret_cast<const sockaddr*>(&address_);
@@ -317,7 +317,7 @@ protected:
         return got > 0 ? std::string(bytes.data(), static_cast<std::size_t>(got)) : "none";
     }
 
-    /// What came since the last look.
+    /// The messages that have come since the last call.
     std::vector<std::string> Messages() {
         std::vector<std::string> all;
         std::array<char, 200> bytes;

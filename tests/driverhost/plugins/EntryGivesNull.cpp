@@ -1,4 +1,4 @@
-// A plug-in whose entry knows no factory.
+// A plug-in whose entry returns no factory.
 #include "host/glue/PluginEntry.h"
 
 DVHOST_PLUGIN_ENTRY(nullptr)

@@ -1,4 +1,4 @@
-// A plug-in whose factory makes nothing.
+// A plug-in whose factory returns null.
 #include "host/glue/PluginEntry.h"
 
 static IDriver* Create(IInstanceManager&) {

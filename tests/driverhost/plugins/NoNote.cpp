@@ -5,7 +5,7 @@
 
 namespace {
 
-// Tells when a line of the library runs.
+// Prints when code of the library runs.
 [[maybe_unused]] const int loaded = std::fputs("NoNote was loaded\n", stderr);
 
 }  // namespace

@@ -1,10 +1,13 @@
-// A driver that does on command what drivers may do to a host, well and badly.
+// A driver that does on command what drivers can do to a host, right and wrong.
 //
-// config: fails (Initialize throws, or answers -7; OnDestroy throws, or takes half a second: "throw",
-// "answer", "throwAtEnd", "slowAtEnd"), waitsFor (Initialize waits until there is that file), publishes (an
-// interface id), answers (an interface id that QueryInterface answers), heavy (keeps listeners and interfaces
-// when it ends), noState (GetPersistState gives null). A saved value "poison" makes Initialize throw,
-// "fatal" end the process.
+// Its config:
+//   fails      "throw": Initialize throws, "answer": it returns -7; "throwAtEnd": OnDestroy throws,
+//              "slowAtEnd": it takes half a second
+//   waitsFor   Initialize waits until this file exists
+//   publishes  the id of an interface to publish
+//   answers    the id of an interface that QueryInterface knows
+//   noState    GetPersistState returns null
+// A saved value "poison" makes Initialize throw, and "fatal" makes it end the process.
 #include <boost/bind/bind.hpp>
 #include <chrono>
 #include <cstdlib>
@@ -25,7 +28,7 @@ namespace {
 
 using Reply = dv::auto_com<DvXML::INode>;
 
-int callsSinceLoad = 0;  // starts anew when the library does
+int callsSinceLoad = 0;  // 0 again when the library is loaded anew
 
 class Probe final : public DvBaseDriver, public ISystemEventCallback {
 public:
@@ -174,7 +177,7 @@ private:
         return nullptr;
     }
 
-    // Its last reference must go while the library is loaded: its destruction is code of ours.
+    // Destroying the token runs code of this library, so its last reference must go before the library does.
     Reply PostLate(const ICmdMessage&) {
         const auto token = std::shared_ptr<int>(new int(0), [this](const int* number) {
             delete number;

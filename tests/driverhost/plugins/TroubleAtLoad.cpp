@@ -1,4 +1,4 @@
-// A plug-in that makes trouble before there is a driver; TROUBLE says which.
+// A plug-in that makes trouble before it has made a driver; TROUBLE says which.
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -30,7 +30,7 @@ void MakeTrouble() {
             for (;;)
                 std::this_thread::sleep_for(std::chrono::hours(1));
         default:
-            // Its default action: a sanitizer would report what it takes for a fault of the test.
+            // The default action keeps a sanitizer from reporting a fault of the test program.
             std::signal(SIGSEGV, SIG_DFL);
             std::raise(SIGSEGV);
     }

@@ -29,7 +29,7 @@ unsigned int FromEnvironment(const char* name, unsigned int otherwise) {
     return text ? static_cast<unsigned int>(std::stoul(text)) : otherwise;
 }
 
-// Until a step lies beyond the end of the run.
+// Until the run ends before it comes to the step.
 void PlaySteps(FaultPlan plan, const char* kind, FaultRuns& all,
                const std::function<RunResult(const FaultPlan&)>& play) {
     for (plan.step = 0;; ++plan.step) {

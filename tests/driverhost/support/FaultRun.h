@@ -1,7 +1,7 @@
-// Runs that are repeated with a fault at every step in turn.
+// Repeats a run with a fault at each step in turn.
 //
-// STATE_SEED=N in the environment runs one seed alone, STATE_SEEDS=N so many from 1 on. A failure
-// tells its plan; the same seed gives the same runs.
+// STATE_SEED=N in the environment plays one seed only, STATE_SEEDS=N the seeds from 1 to N. A failure
+// shows its plan; the same seed gives the same runs.
 #ifndef TESTS_DRIVERHOST_SUPPORT_FAULTRUN_H
 #define TESTS_DRIVERHOST_SUPPORT_FAULTRUN_H
 
@@ -15,24 +15,28 @@ namespace driverhost {
 /// Where and how one run fails.
 struct FaultPlan {
     unsigned int seed;
-    unsigned int variant;  // other draws with the same seed
+    unsigned int variant;  // makes other random choices with the same seed
     int step;
     MemoryFileSystem::Fault fault;
-    enum class Left { Nothing, AnyPart, All } left;  // of the unsynced; all: the process was killed only
+    enum class Left {
+        Nothing,
+        AnyPart,
+        All
+    } left;  // of what was not synced; All: only the process was killed
 };
 
 struct RunResult {
     std::string wrong;  // empty: all is well
-    bool reached;       // the run came to the plan's step
+    bool reached;       // the run got as far as the plan's step
 };
 
 struct FaultRuns {
     int runs = 0;
-    int series = 0;     // of one kind of fault and one seed, a run for each step
-    std::string wrong;  // with the plan; of the first run that went wrong
+    int series = 0;     // a series has one seed and one kind of fault, and a run for each step
+    std::string wrong;  // what went wrong first, with its plan
 };
 
-/// Plays every kind of fault at every step for each seed, until a run goes wrong.
+/// Plays each kind of fault at each step for each seed, until a run goes wrong.
 FaultRuns PlayAll(unsigned int seeds, const std::function<RunResult(const FaultPlan&)>& play);
 
 }  // namespace driverhost

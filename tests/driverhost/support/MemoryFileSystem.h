@@ -1,7 +1,7 @@
 // A disk in memory that fails and loses power on demand, and shows what a power cut would leave.
 //
-// Names and contents reach the disk apart: a content when it is synced, a name when its folder
-// is. Of what was not synced any part may be there after a power cut; the test decides which.
+// Names and contents reach the disk separately: a content when the file is synced, a name when its folder is.
+// After a power cut any part of what was not synced may be there; the test decides which.
 #ifndef TESTS_DRIVERHOST_SUPPORT_MEMORYFILESYSTEM_H
 #define TESTS_DRIVERHOST_SUPPORT_MEMORYFILESYSTEM_H
 
@@ -23,51 +23,51 @@ class MemoryFileSystem final : public FileSystem {
 public:
     enum class Fault {
         Error,      // nothing was done
-        LateError,  // it was done, of a write the first half, and is said to have failed
-        PowerCut    // it was begun, and no later step does anything
+        LateError,  // it was done (half of a write), but reports a failure
+        PowerCut    // it was begun, and nothing works afterwards
     };
-    /// The step with this number, from 0, fails; writing a file is three: create, write, sync.
+    /// The step with this number, counted from 0, fails. Writing a file takes three: create, write, sync.
     void FailAtStep(std::optional<int> step, Fault fault = Fault::Error);
-    /// Every step fails until told otherwise.
+    /// Every step fails until FailAll(false).
     void FailAll(bool fail);
-    /// Making a file waits until told otherwise, as on a disk that wakes up.
+    /// Making a file waits until Hold(false), as on a disk that has to wake up.
     void Hold(bool hold);
     int StepsDone() const;
     /// False after a power cut.
     bool HasPower() const;
-    /// It was the process that ended, and not the machine: the unsynced is there and unsynced still.
+    /// Only the process ended, not the machine: what was not synced is still there, and still not synced.
     void GoOn();
 
-    /// A disk that lies: what it says to have synced it has not.
+    /// A disk that lies: it reports a sync that it has not done.
     void SyncNoContents() { syncsContents_ = false; }
     void SyncNoNames() { syncsNames_ = false; }
 
-    /// Decides what of the unsynced is on the disk after a power cut.
+    /// Decides what is on the disk after a power cut of that which was not synced.
     struct PowerCut {
-        std::function<bool()> keepsName;  // asked for each name made, moved and removed, in order
+        std::function<bool()> keepsName;  // called for each name made, moved or removed, in order
         std::function<std::string(const std::string& synced, const std::string& written)> content;
     };
     static PowerCut LosingAll();
-    /// Every name and every content, but of contents what was synced only.
+    /// Every name, but only synced contents.
     static PowerCut KeepingNames();
     static PowerCut KeepingAll();
     /// The disk as it is after a power cut.
     std::unique_ptr<MemoryFileSystem> AfterPowerCut(const PowerCut& cut) const;
 
-    /// Puts a file there without any step.
+    /// Puts a file there, which counts as no step.
     void Plant(const std::string& path, const std::string& content);
     /// The file's content cannot be read from now on.
     void Spoil(const std::string& path);
     bool Has(const std::string& path) const;
     std::string ContentOf(const std::string& path) const;
-    /// Every file of a folder, by name, with its content.
+    /// The files of a folder: names and contents.
     std::map<std::string, std::string> FilesOf(const std::string& folder) const;
 
     // FileSystem
     void CreateFolder(const std::string& path) override;
     std::vector<std::string> List(const std::string& folder) override;
     std::string Read(const std::string& path) override;
-    /// 2026-01-01T00:00:00Z for the first file, a second more for each one after it.
+    /// 2026-01-01T00:00:00Z for the first file made, a second later for each one after it.
     std::chrono::system_clock::time_point WrittenAt(const std::string& path) override;
     std::unique_ptr<NewFile> Create(const std::string& path) override;
     void Rename(const std::string& from, const std::string& to) override;
@@ -81,7 +81,7 @@ private:
         std::string synced;
         long number = 0;
         bool spoiled = false;
-        bool syncFailed = false;  // a later sync says that all is well, and has nothing left to write
+        bool syncFailed = false;  // a later sync succeeds, but writes nothing
     };
     using InodePtr = std::shared_ptr<Inode>;
 
@@ -92,7 +92,7 @@ private:
     };
     // One change of names: made, moved or removed.
     struct Change {
-        std::string folder;  // whose sync puts it on disk
+        std::string folder;  // its sync puts the change on disk
         std::function<void(Names&)> apply;
     };
 

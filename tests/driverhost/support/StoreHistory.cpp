@@ -55,10 +55,10 @@ std::string StoreHistory::Loaded(const std::optional<std::string>& document, con
                "; expected change " + std::to_string(*possible_.begin()) + " or one behind it, whole";
     }
     possible_ = {*found};
-    return Look(disk);
+    return CheckFiles(disk);
 }
 
-std::string StoreHistory::Look(const MemoryFileSystem& disk) {
+std::string StoreHistory::CheckFiles(const MemoryFileSystem& disk) {
     const auto files = disk.FilesOf(folder_);
     for (const auto& [name, content] : files) {
         if (name.ends_with(".damaged")) return "a power cut or an error has left a damaged " + name;
@@ -69,7 +69,7 @@ std::string StoreHistory::Look(const MemoryFileSystem& disk) {
     return CheckKept(files);
 }
 
-// The newest of those that were seen are there still.
+// The newest of the files that were ever seen must still be there.
 std::string StoreHistory::CheckKept(const std::map<std::string, std::string>& files) const {
     std::size_t looked = 0;
     for (auto seen = numbers_.rbegin(); seen != numbers_.rend() && looked < kGenerations; ++seen, ++looked)

@@ -1,4 +1,4 @@
-// What one driver's documents have been through, and whether what a new start finds agrees with it.
+// What happened to one driver's documents, and whether what a new start finds agrees with that.
 #ifndef TESTS_DRIVERHOST_SUPPORT_STOREHISTORY_H
 #define TESTS_DRIVERHOST_SUPPORT_STOREHISTORY_H
 
@@ -12,35 +12,36 @@
 
 namespace driverhost {
 
-/// What a disk without power still holds, drawn by lot: any of the unsynced names, and of an
-/// unsynced content nothing, all, a piece, a piece and zeros, or the old one.
+/// Chooses at random what a disk keeps in a power cut: any of the names that were not synced, and of a
+/// content that was not synced nothing, everything, a piece, a piece and zeros, or the old content.
 MemoryFileSystem::PowerCut KeepingAny(model::Dice& dice);
 
 class StoreHistory {
 public:
-    /// `folder` is where the driver's generations lie.
+    /// `folder` holds the driver's generations.
     explicit StoreHistory(std::string folder) : folder_(std::move(folder)) {}
 
-    /// A change: the document that holds it. No two are the same.
+    /// The document after one more change. No two are the same.
     std::string Change(model::Dice& dice);
     int Latest() const { return latest_; }
 
-    /// The change was answered: it and what came before it is on disk.
+    /// The change was answered, so it must be on disk, or a later one.
     void Answered(int change);
 
-    /// What a new start loaded becomes the state that everything goes on from.
-    /// Both tell what is wrong; empty when nothing is.
+    // What is wrong, or empty:
+
+    /// A new start loaded this document, and goes on from it.
     std::string Loaded(const std::optional<std::string>& document, const MemoryFileSystem& disk);
-    std::string Look(const MemoryFileSystem& disk);
+    std::string CheckFiles(const MemoryFileSystem& disk);
 
 private:
     std::string CheckKept(const std::map<std::string, std::string>& files) const;
 
     const std::string folder_;
     int latest_ = 0;
-    std::set<int> possible_{0};  // changes that the disk may end with; 0: nothing was ever stored
+    std::set<int> possible_{0};  // the change that a new start may find; 0: nothing was stored
     std::map<int, std::string> documents_;
-    std::map<std::string, std::string> numbers_;  // file name to content, of every one that was seen
+    std::map<std::string, std::string> numbers_;  // the content of every file that was ever seen, by name
 };
 
 }  // namespace driverhost
