@@ -12,8 +12,8 @@ constexpr unsigned int kOk = 200;
 constexpr unsigned int kNoContent = 204;
 constexpr int kMaxDepth = 256;
 
-// Nothing that a host sends has a document type or text around its element. They are not skipped, so that an
-// answer that has them is found to be something else and is printed whole.
+// Nothing that a host sends has a document type, or text around its element. They are not skipped, so that an
+// answer with any of them is recognised as something else and printed as it is.
 constexpr unsigned int kEverything =
     pugi::parse_doctype | pugi::parse_fragment | pugi::parse_cdata | pugi::parse_ws_pcdata_single;
 constexpr unsigned int kDecoded = kEverything | pugi::parse_escapes | pugi::parse_eol;
@@ -32,7 +32,7 @@ pugi::xml_document Parse(const std::string& text, unsigned int options) {
     return document;
 }
 
-// What was sent in other quotes, or without any, is printed in double ones.
+// Attributes are printed in double quotes, whatever quotes they were sent in.
 std::string QuotesEscaped(const char* text) {
     return boost::replace_all_copy(std::string(text), "\"", "&quot;");
 }
@@ -41,7 +41,7 @@ bool IsElement(pugi::xml_node node) {
     return node.type() == pugi::node_element;
 }
 
-// Puts line feeds and margins between the children of the element, unless it has nothing but text.
+// Puts line feeds and margins between the children of the element, unless it has only text.
 void BreakLines(pugi::xml_node element, const std::string& margin) {
     for (pugi::xml_attribute attribute : element.attributes())
         attribute.set_value(QuotesEscaped(attribute.value()).c_str());
@@ -65,7 +65,8 @@ pugi::xml_document ParseXml(const std::string& text) {
     return Parse(text, kDecoded);
 }
 
-// The host writes line breaks in texts as references. Left as they are, they keep an element on its line.
+// References stay as they are. The host uses them for line breaks in texts, so each element stays on its
+// line.
 std::optional<std::string> Indented(const std::string& text) {
     const pugi::xml_document document = Parse(text, kEverything);
     if (!document.document_element()) return std::nullopt;

@@ -1,4 +1,4 @@
-// What a host answers: read, judged, and printed for people.
+// Answers of a host: reads them, checks them, and prints them for people.
 #ifndef CLIENT_ANSWERS_H
 #define CLIENT_ANSWERS_H
 
@@ -9,23 +9,23 @@
 #include "client/Connection.h"
 #include "client/Failure.h"
 
-/// The root element of the document is null when the text is not one XML element, or is nested deeper than
+/// The document has no root element when the text is not exactly one XML element, or is nested deeper than
 /// anything that a host sends.
 pugi::xml_document ParseXml(const std::string& text);
 
-/// The text with one element a line, two blanks a level, a line feed at the end. Texts and attributes stay as
-/// they were sent; where an element has children, white space between them is left out. None when the text is
-/// not XML, as above.
+/// The text with one element on each line, indented by two blanks a level, with a line feed at the end. Texts
+/// and attributes stay as they were sent. White space between the children of an element is left out. None
+/// when the text is not XML, as above.
 std::optional<std::string> Indented(const std::string& text);
 
-/// Throws Failure with the host's words unless the answer is one of success.
+/// Throws Failure with the host's words unless the request succeeded.
 void CheckStatus(const Answer& answer);
 
-/// Prints the answer, indented or as it came; the status tells an answer of "fail". Throws Failure like
-/// CheckStatus.
+/// Prints the answer, indented or as it came. The status says whether the answer was "fail" or "failed".
+/// Throws Failure as CheckStatus does.
 ExitStatus PrintAnswer(const Answer& answer, bool raw);
 
-/// Throws Failure when standard output does not take what was printed.
+/// Throws Failure when standard output has not taken everything that was printed.
 void FlushOutput();
 
 #endif

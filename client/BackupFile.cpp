@@ -14,7 +14,7 @@
 namespace {
 
 constexpr mode_t kOwnerOnly = 0600;
-constexpr int kMostNames = 100;  // leftovers of runs that were killed while they replaced a file
+constexpr int kMostNames = 100;  // that earlier runs may have left when they were killed
 
 std::string Reason(int error) {
     return std::generic_category().message(error);
@@ -25,7 +25,7 @@ std::string Reason(int error) {
 }
 
 std::string ExistsAlready(const std::string& path) {
-    return path + " exists already and is left as it is; give another name, or --overwrite to replace it";
+    return path + " exists already and is left as it is; choose another name, or replace it with --overwrite";
 }
 
 std::string FolderOf(const std::string& path) {
@@ -113,8 +113,8 @@ void BackupFile::Place() {
     }
 }
 
-// A file that has no name cannot take the place of one that has. Only a process that is killed between these
-// two steps leaves the second name.
+// Only rename can replace a file, and it needs a name to rename. A process that is killed between these two
+// steps leaves that name.
 void BackupFile::Replace() {
     const auto link = [this](const std::string& name) { return Link(name); };
     if (temporary_.empty() && !TakeTemporaryName(link)) FailWriting(path_);

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-/// Holds back, while it lives, every signal that can be held back.
+/// Blocks all signals that can be blocked, as long as it lives.
 class SignalHold {
 public:
     SignalHold();
@@ -22,16 +22,15 @@ private:
 
 class BackupFile {
 public:
-    /// Begins a file that will stand at `path`. It has no name before Finish, so a process that is killed
-    /// leaves nothing of it. Throws WrongUse when the file cannot be made, or when one exists at `path` and
-    /// `overwrite` is not set.
+    /// Begins the file for `path`. It has no name before Finish, so a process that is killed leaves nothing
+    /// of it. Throws WrongUse when the file cannot be made, or when `path` exists and `overwrite` is not set.
     BackupFile(std::string path, bool overwrite);
     BackupFile(const BackupFile&) = delete;
     BackupFile& operator=(const BackupFile&) = delete;
     /// Leaves nothing behind unless Finish succeeded.
     ~BackupFile();
 
-    /// The text is on disk under the path on return. Throws Failure, and nothing has changed then.
+    /// Puts the text on disk under the path. Throws Failure when that fails; nothing has changed then.
     void Finish(std::string_view text);
 
 private:
@@ -45,9 +44,9 @@ private:
 
     const std::string path_;
     const bool overwrite_;
-    int file_ = -1;                   // not open before Finish where each file needs a name
-    std::string temporary_;           // the name of the file until it stands at the path; mostly it has none
-    std::optional<SignalHold> hold_;  // from Finish on, while the file may have such a name
+    int file_ = -1;                   // stays closed until Finish where each file needs a name
+    std::string temporary_;           // the name of the file before it gets its own; mostly empty
+    std::optional<SignalHold> hold_;  // from Finish on, because the file may have such a name then
 };
 
 #endif

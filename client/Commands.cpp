@@ -35,7 +35,7 @@ void PrintCommands(const std::vector<pugi::xml_node>& commands) {
         PrintCommand(command, width);
 }
 
-// The lines of a command that is the client's own; false when it is not.
+// Prints the lines of a command that the client has itself. False when it has no such command.
 bool PrintOwnCommand(const std::string& command) {
     std::istringstream lines(Options::OwnCommands());
     bool found = false;
@@ -52,7 +52,7 @@ bool PrintOwnCommand(const std::string& command) {
 }
 
 ExitStatus Help(const Options& options, const Connection& connection) {
-    if (options.arguments.size() > 1) throw WrongUse("help takes one command at most");
+    if (options.arguments.size() > 1) throw WrongUse("help takes at most one command");
     const Answer answer = connection.Get(DriverPath(options, "/commands"));
     if (options.raw) return PrintAnswer(answer, true);
     CheckStatus(answer);
@@ -71,7 +71,7 @@ ExitStatus Help(const Options& options, const Connection& connection) {
                            "\"; intercomctl help lists them");
     }
     PrintCommands(commands);
-    if (options.arguments.empty()) std::cout << "Besides them:\n" << Options::OwnCommands();
+    if (options.arguments.empty()) std::cout << "Commands of the client:\n" << Options::OwnCommands();
     return EXIT_DONE;
 }
 

@@ -9,8 +9,8 @@
 /// Carries the command out and prints its answer.
 ExitStatus RunCommand(const Options& options);
 
-/// intercomctl events: prints events until it is stopped. A stream that breaks is taken up again behind the
-/// last event that came, until that has failed for long or the host refuses.
+/// intercomctl events: prints events until it is stopped. When the stream breaks it resumes after the last
+/// event, until that has failed for a while or the host refuses.
 [[noreturn]] void FollowEvents(const Connection& connection, const Options& options);
 
 /// intercomctl state: a driver's state, its earlier generations, and backups in files.

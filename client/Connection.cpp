@@ -17,8 +17,8 @@ using boost::system::error_code;
 
 namespace {
 
-constexpr std::chrono::seconds kAnswerTime{30};   // a host answers in 10, even for a driver that hangs
-constexpr std::chrono::seconds kSilenceTime{60};  // an event stream is never silent for 15
+constexpr std::chrono::seconds kAnswerTime{30};   // a host answers within 10, even when a driver hangs
+constexpr std::chrono::seconds kSilenceTime{60};  // an event stream sends something every 15
 constexpr std::uint64_t kMostBytes = 64UL * 1024 * 1024;
 constexpr int kHttp11 = 11;
 
@@ -32,8 +32,8 @@ std::string Reason(const error_code& error) {
     return words;
 }
 
-// One connection from its opening to its end. Every step has a bound, which only asynchronous
-// operations observe; so each is started and then run to its end.
+// One connection, from its beginning to its end. Every step has a time limit, which only asynchronous
+// operations observe. So each operation is started and then run until it is complete.
 class Exchange {
 public:
     explicit Exchange(const Url& url) : url_(url), stream_(context_) {}
@@ -42,11 +42,12 @@ public:
         error_code error;
         tcp::resolver resolver(context_);
         const auto addresses = resolver.resolve(url_.host, url_.port, error);
-        if (error) throw Unreachable("cannot reach " + url_.text + ": no machine has the name " + url_.host);
+        if (error)
+            throw Unreachable("cannot reach " + url_.text + ": there is no machine called " + url_.host);
         Run(kAnswerTime, [&](auto handler) { stream_.async_connect(addresses, handler); });
     }
 
-    // A host that refuses a long body answers without reading it to its end.
+    // A host that refuses a long body answers without reading all of it, so a broken pipe may mean an answer.
     void Send(Request& request) {
         error_code error =
             Try(kAnswerTime, [&](auto handler) { http::async_write(stream_, request, handler); });
@@ -86,7 +87,8 @@ private:
     }
 
     void Check(const error_code& result) const {
-        if (result == http::error::need_buffer) return;  // a full buffer is how a stream is read
+        if (result == http::error::need_buffer)
+            return;  // that is how a stream is read: until the buffer is full
         if (result == boost::asio::error::connection_refused)
             throw Unreachable("cannot reach " + url_.text + ": connection refused. Is driverhost running?");
         if (result) throw Unreachable("cannot reach " + url_.text + ": " + Reason(result));
@@ -117,7 +119,7 @@ Answer Carry(const Url& url, Request& request) {
     return {parser.get().result_int(), parser.get().body()};
 }
 
-// Hands every piece of a body over as it comes, until its end.
+// Passes on each piece of a body as it arrives.
 template <class Parser>
 void ReadPieces(Exchange& exchange, Parser& parser, const std::function<void(std::string_view)>& receive) {
     std::array<char, 8192> piece;

@@ -1,4 +1,4 @@
-// Requests to a driver host, one connection each.
+// Requests to a driver host, each on a connection of its own.
 #ifndef CLIENT_CONNECTION_H
 #define CLIENT_CONNECTION_H
 
@@ -15,17 +15,16 @@ struct Answer {
 
 class Connection {
 public:
-    /// An empty token is not sent.
+    /// Sends the token unless it is empty.
     Connection(Url url, std::string token);
 
-    /// All throw Unreachable when there is no connection, or it breaks, or nothing comes in time.
+    /// All throw Unreachable when there is no connection, when it breaks, or when no answer comes in time.
     Answer Get(const std::string& path) const;
     Answer PostForm(const std::string& path, const Parameters& parameters) const;
     Answer Put(const std::string& path, const std::string& document) const;
 
-    /// Reads a stream that has no end and hands over the bytes as they come, first of all none to
-    /// tell that the stream is open; returns when the host closes it. An answer other than 200 is returned
-    /// instead, with its body. An empty `lastEventId` is not sent.
+    /// Reads a stream that has no end and passes on the bytes as they arrive. Returns when the host closes
+    /// the stream, or with the answer if that is not 200. An empty `lastEventId` is not sent.
     Answer Follow(const std::string& path, const std::string& lastEventId,
                   const std::function<void(std::string_view)>& receive) const;
 

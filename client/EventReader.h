@@ -1,4 +1,4 @@
-// Takes a stream of server-sent events apart (WHATWG HTML, "Server-sent events").
+// Parses a stream of server-sent events (WHATWG HTML, "Server-sent events").
 #ifndef CLIENT_EVENTREADER_H
 #define CLIENT_EVENTREADER_H
 
@@ -7,7 +7,7 @@
 #include <string_view>
 
 struct Event {
-    std::string type;  // empty for an ordinary one
+    std::string type;  // mostly empty
     std::string data;
 };
 
@@ -17,13 +17,13 @@ public:
 
     explicit EventReader(Receiver receiver) : receiver_(std::move(receiver)) {}
 
-    /// Bytes as they come; a line may arrive in pieces.
+    /// Takes bytes as they arrive. A line may come in pieces.
     void Feed(std::string_view bytes);
 
-    /// The id of the last event that was received whole; empty before the first one.
+    /// The id of the last complete event; empty before the first one.
     const std::string& LastId() const { return lastId_; }
 
-    /// A new connection: what was received of an unfinished event is forgotten.
+    /// Begins a new connection: drops the incomplete event of the last one.
     void BeginAnew();
 
 private:

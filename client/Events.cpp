@@ -8,21 +8,22 @@
 
 namespace {
 
-constexpr std::chrono::seconds kPause{1};  // between two tries
-constexpr int kMostTries = 60;             // a host that restarts is back by then
+constexpr std::chrono::seconds kPause{1};  // between attempts
+constexpr int kMostTries = 60;             // enough for a host that restarts
 
 void Print(const Event& event) {
     if (event.type == "reset")
-        std::cerr << "intercomctl: events were lost in between; ask for what you need to know anew\n";
+        std::cerr << "intercomctl: events were lost in between; ask again for what you need to know\n";
     std::cout << Indented(event.data).value_or(event.data + "\n");
 }
 
-// Follows the stream over one connection, until it breaks.
+// Follows the stream, over one connection after the other.
 class Following {
 public:
     Following(const Connection& connection, const Options& options)
         : connection_(connection), options_(options) {}
 
+    /// Follows it over one connection until that breaks.
     [[noreturn]] void Run() {
         connected_ = false;
         reader_.BeginAnew();
@@ -34,7 +35,7 @@ public:
         throw Unreachable("the host ended the stream of events");
     }
 
-    /// Whether the last Run had a stream.
+    /// True if the last Run received a stream.
     bool HasConnected() const { return connected_; }
 
 private:

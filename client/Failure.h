@@ -1,4 +1,4 @@
-// How a run ends, and why it ends badly.
+// How a run of the program ends.
 #ifndef CLIENT_FAILURE_H
 #define CLIENT_FAILURE_H
 
@@ -22,7 +22,7 @@ struct WrongUse : Failure {
     explicit WrongUse(const std::string& text) : Failure(EXIT_WRONG_USE, text) {}
 };
 
-/// No connection, or one that broke: another try may go better.
+/// There is no connection, or it broke. Another attempt may succeed.
 struct Unreachable : Failure {
     explicit Unreachable(const std::string& text) : Failure(EXIT_NO_ANSWER, text) {}
 };

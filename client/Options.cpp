@@ -21,7 +21,7 @@ std::string ReadToken(const std::string& path) {
     token.erase(token.find_last_not_of(" \t\r\n") + 1);
     const auto isVisible = [](char character) { return character > ' ' && character <= '~'; };
     if (token.empty() || !std::all_of(token.begin(), token.end(), isVisible))
-        throw WrongUse(path + " does not hold a token: one word of ASCII characters");
+        throw WrongUse(path + " does not hold a token, which is one word of ASCII characters");
     return token;
 }
 
@@ -33,15 +33,15 @@ std::string ChooseUrl(const po::variables_map& given) {
 
 po::options_description Visible() {
     po::options_description visible("Options");
-    visible.add_options()                                                                          //
-        ("url", po::value<std::string>()->value_name("URL"),                                       //
-         "the driver host (default: $INTERCOMCTL_URL, else http://127.0.0.1:8350)")                //
-        ("token-file", po::value<std::string>()->value_name("FILE"), "file that holds its token")  //
-        ("driver", po::value<std::string>()->value_name("NAME"), "whom to ask (default: agent)")   //
-        ("raw", "print the bytes as they came")                                                    //
-        ("overwrite", "with state save: replace a file that is there")                             //
-        ("since", po::value<std::string>()->value_name("ID"),                                      //
-         "with events: begin behind the event of that id; 0: with all that the host has kept")     //
+    visible.add_options()                                                                               //
+        ("url", po::value<std::string>()->value_name("URL"),                                            //
+         "the driver host (default: $INTERCOMCTL_URL, else http://127.0.0.1:8350)")                     //
+        ("token-file", po::value<std::string>()->value_name("FILE"), "the file with its token")         //
+        ("driver", po::value<std::string>()->value_name("NAME"), "the driver to ask (default: agent)")  //
+        ("raw", "print the bytes as they came")                                                         //
+        ("overwrite", "with state save: replace an existing file")                                      //
+        ("since", po::value<std::string>()->value_name("ID"),                                           //
+         "with events: begin after the event with that id; 0: with all events that the host has kept")  //
         ("help,h", "print this page");
     return visible;
 }
@@ -82,22 +82,22 @@ Options Options::Read(int argc, const char* const* argv) {
 }
 
 std::string Options::OwnCommands() {
-    return "  intercomctl help [COMMAND]    the commands that the agent knows, or one of them\n"
-           "  intercomctl events            follow what happens\n"
-           "  intercomctl state             the agent's whole state\n"
-           "  intercomctl state list        the generations of it that the host has kept\n"
-           "  intercomctl state show N      one of them\n"
-           "  intercomctl state restore N   takes later changes back: starts the agent with it\n"
+    return "  intercomctl help [COMMAND]    lists the agent's commands, or describes one\n"
+           "  intercomctl events            follows the events\n"
+           "  intercomctl state             shows the agent's whole state\n"
+           "  intercomctl state list        lists the generations of it that the host has kept\n"
+           "  intercomctl state show N      shows one of them\n"
+           "  intercomctl state restore N   takes back later changes: starts the agent with that one\n"
            "  intercomctl state save FILE   writes the state into a file, as a backup\n"
            "  intercomctl state load FILE   starts the agent with that backup\n"
-           "  intercomctl drivers           the drivers of the host\n";
+           "  intercomctl drivers           lists the drivers of the host\n";
 }
 
 std::string Options::Usage() {
     std::ostringstream page;
     page << "usage: intercomctl [OPTION ...] COMMAND [NAME=VALUE ...]\n\n"
             "Sends one command to the intercom agent of a driver host and prints the reply.\n"
-            "The value of NAME=@FILE is the file's content; NAME=@@TEXT stands for the value @TEXT.\n\n"
+            "NAME=@FILE sends the content of the file, NAME=@@TEXT the value @TEXT.\n\n"
          << OwnCommands() << "\n"
          << Visible()
          << "\nExit status: 0 done, 1 the answer was fail or failed, 2 wrong use, 3 the host could not be\n"
@@ -108,7 +108,7 @@ std::string Options::Usage() {
 std::string ReadFile(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     std::ostringstream content;
-    // A folder opens like a file, and reading it fails.
+    // A folder can be opened like a file, but not read.
     if (!file || (file.peek() != std::ifstream::traits_type::eof() && !(content << file.rdbuf())) ||
         file.bad())
         throw WrongUse("cannot read " + path + ": " + std::generic_category().message(errno));

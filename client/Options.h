@@ -12,19 +12,19 @@ struct Options {
     /// Throws WrongUse.
     static Options Read(int argc, const char* const* argv);
 
-    /// The page that --help prints.
+    /// The text that --help prints.
     static std::string Usage();
 
-    /// A line for each command that is the client's own.
+    /// A line for each command that the client has itself.
     static std::string OwnCommands();
 
     Url url;
     std::string token;  // empty when none is needed
     std::string driver = "agent";
     bool raw = false;
-    bool overwrite = false;            // a file that is there may be replaced
+    bool overwrite = false;            // state save may replace a file
     bool help = false;                 // --help was given
-    std::optional<std::string> since;  // id of an event
+    std::optional<std::string> since;  // the id of an event
     std::string command;               // the first word; empty when there is none
     std::vector<std::string> arguments;
 };
@@ -32,7 +32,7 @@ struct Options {
 /// The content of a file. Throws WrongUse.
 std::string ReadFile(const std::string& path);
 
-/// The name=value words as parameters; the value of name=@file is the file's content, that of
+/// Reads name=value words as parameters. The value of name=@file is the content of the file, and that of
 /// name=@@text is "@text". Throws WrongUse.
 Parameters ReadParameters(const std::vector<std::string>& words);
 

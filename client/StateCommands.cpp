@@ -24,7 +24,7 @@ Answer Checked(Answer answer) {
     return answer;
 }
 
-// The number behind the word, as it is given; the host counts.
+// The number, as it was given: the host interprets it.
 std::string NumberOf(const Options& options) {
     const std::string& number = options.arguments.at(1);
     const auto isDigit = [](char character) { return character >= '0' && character <= '9'; };
@@ -63,7 +63,7 @@ ExitStatus List(const Options& options, const Connection& connection) {
         return EXIT_DONE;
     }
     if (!list.first_child()) {
-        std::cout << "Nothing is stored of " << options.driver << " yet.\n";
+        std::cout << "Nothing of " << options.driver << " is stored yet.\n";
         return EXIT_DONE;
     }
     constexpr Widths kWidths = {10, 20, 9};
@@ -77,15 +77,15 @@ ExitStatus Show(const Options& options, const Connection& connection) {
     return PrintAnswer(GetGeneration(options, connection), options.raw);
 }
 
-// The way of every document that is put back: checked before the driver is stopped.
+// Puts a document back. The host checks it before it stops the driver.
 void Put(const Options& options, const Connection& connection, const std::string& document) {
     CheckStatus(connection.Put(StatePath(options), document));
 }
 
 ExitStatus Restore(const Options& options, const Connection& connection) {
     Put(options, connection, GetGeneration(options, connection).body);
-    std::cout << options.driver << " runs with generation " << options.arguments.at(1)
-              << " again; what it had before is kept as a generation.\n";
+    std::cout << options.driver << " is running with generation " << options.arguments.at(1)
+              << " again; its former state is kept as a generation.\n";
     return EXIT_DONE;
 }
 
@@ -102,8 +102,8 @@ ExitStatus Save(const Options& options, const Connection& connection) {
 
 ExitStatus Load(const Options& options, const Connection& connection) {
     Put(options, connection, ReadFile(options.arguments.at(1)));
-    std::cout << options.driver << " runs with the state from " << options.arguments.at(1)
-              << "; what it had before is kept as a generation.\n";
+    std::cout << options.driver << " is running with the state from " << options.arguments.at(1)
+              << "; its former state is kept as a generation.\n";
     return EXIT_DONE;
 }
 

@@ -10,7 +10,7 @@ Url Url::Parse(const std::string& text) {
     std::smatch parts;
     if (!std::regex_match(text, parts, form))
         throw WrongUse("\"" + text +
-                       "\" is not an address of a driver host; it looks like http://127.0.0.1:8350");
+                       "\" is not the address of a driver host; expected one like http://127.0.0.1:8350");
     Url url;
     url.text = text;
     url.host = parts[1];

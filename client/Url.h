@@ -1,4 +1,4 @@
-// The address of a driver host, and the encodings of a request.
+// The address of a driver host, and how requests are encoded.
 #ifndef CLIENT_URL_H
 #define CLIENT_URL_H
 
@@ -7,22 +7,22 @@
 #include <utility>
 #include <vector>
 
-/// http://HOST[:PORT][/PREFIX]; an IPv6 address stands in brackets.
+/// http://HOST[:PORT][/PREFIX], with brackets around an IPv6 address.
 struct Url {
-    /// Throws WrongUse with what is wrong.
+    /// Throws WrongUse.
     static Url Parse(const std::string& text);
 
-    std::string text;    // as it was given, for messages
+    std::string text;    // as given, for messages
     std::string host;    // without brackets
     std::string port;    // 80 when none was given
-    std::string header;  // for the Host field: host and port as in the text
-    std::string prefix;  // before every path; no slash at its end
+    std::string header;  // the Host line: host and port as given
+    std::string prefix;  // precedes every path; does not end in a slash
 };
 
 /// Names and values, in order; names may repeat.
 using Parameters = std::vector<std::pair<std::string, std::string>>;
 
-/// Everything but letters, digits and -._~ percent-encoded (RFC 3986, section 2.3).
+/// Percent-encodes everything but letters, digits and -._~ (RFC 3986, section 2.3).
 std::string PercentEncode(std::string_view text);
 
 /// application/x-www-form-urlencoded.

@@ -16,7 +16,7 @@ int main(int argc, char** argv) {
         return status;
     } catch (const Failure& failure) {
         std::cerr << "intercomctl: " << failure.what() << "\n";
-        if (failure.status == EXIT_WRONG_USE) std::cerr << "intercomctl --help tells how it is used.\n";
+        if (failure.status == EXIT_WRONG_USE) std::cerr << "Run intercomctl --help for its usage.\n";
         return failure.status;
     } catch (const std::exception& error) {
         std::cerr << "intercomctl: " << error.what() << "\n";

@@ -180,7 +180,7 @@ void HostProcess::Impl::BeginEnd() {
     ending = true;
     HostLog::Write(dv::LOG_LEVEL_INFO, kHostName, "host ends");
     manager.Notify("STOPPING=1");
-    watchdog->LetGoOfSocket();
+    watchdog->ReleaseSocket();
     server->Stop([this] { thread.Stop(); });
     thread.After(limits.endTime, [this] { thread.Stop(); });
 }

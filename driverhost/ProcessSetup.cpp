@@ -14,7 +14,7 @@
 namespace driverhost {
 namespace {
 
-// For the log, the state store, the loop, libraries being loaded and what drivers open.
+// Descriptors for everything but connections: log, state store, event loop, libraries, and what drivers open.
 constexpr std::size_t kOtherDescriptors = 128;
 
 rlim_t RaisedLimit() {
@@ -30,22 +30,22 @@ rlim_t RaisedLimit() {
 void KeepStandardStreams() {
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (fcntl(stream, F_GETFD) >= 0 || errno != EBADF) continue;
-        // The lowest free number is taken, which is this one.
+        // open() returns the lowest free number, which is this one.
         static_cast<void>(open("/dev/null", O_RDWR));
     }
 }
 
-// Handlers, not SIG_IGN: programs that drivers start get the default back.
+// Handlers, not SIG_IGN: a program that a driver starts gets the default back, and would inherit SIG_IGN.
 void SurviveWriteSignals() {
     for (const int number : {SIGPIPE, SIGXFSZ})
         std::signal(number, [](int) {});
 }
 
-void HearOfChildren() {
+void RestoreChildSignal() {
     std::signal(SIGCHLD, SIG_DFL);
 }
 
-std::string FitToDescriptors(Limits& limits) {
+Fault FitToDescriptors(Limits& limits) {
     const rlim_t allowed = RaisedLimit();
     const std::size_t others = kOtherDescriptors + limits.refusals;
     const std::size_t wanted = limits.connections + others;

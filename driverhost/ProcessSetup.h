@@ -1,29 +1,30 @@
-// What the process arranges with the system before it does anything else.
+// What the process arranges with the operating system before it does anything else.
 #ifndef DRIVERHOST_PROCESSSETUP_H
 #define DRIVERHOST_PROCESSSETUP_H
 
-#include <string>
+#include "driverhost/runtime/Fault.h"
 
 namespace driverhost {
 
 struct Limits;
 
-/// Standard streams that are closed lead to /dev/null from now on: else the next file or socket
-/// that is opened takes their number, and the log is written into it.
+/// Opens /dev/null in place of each standard stream that is closed. Otherwise the next file or socket would
+/// get its number, and the log would be written into that.
 void KeepStandardStreams();
 
-/// Makes a closed standard error and a file too large errors of that write, not the end.
+/// Lets a write to a closed pipe, or beyond the largest file size, fail with an error. By default the signals
+/// that announce it (SIGPIPE, SIGXFSZ) end the process.
 void SurviveWriteSignals();
 
-/// Some starters leave the end of child processes ignored, which is inherited: nobody would learn then how
-/// a program ended that was started here.
-void HearOfChildren();
+/// Restores the default for SIGCHLD. A starter may have left it ignored, which is inherited, and then the
+/// exit status of a child process is lost.
+void RestoreChildSignal();
 
-/// Raises the limit of open files as far as it goes, and lowers the bound of connections to what it
-/// allows. What to tell about that; empty when all of them fit.
-std::string FitToDescriptors(Limits& limits);
+/// Raises the process's limit of open files as far as possible, and lowers the bound on connections if the
+/// limit is still too low. Says so then.
+Fault FitToDescriptors(Limits& limits);
 
-/// The process ends: signals that ask it to cannot cut that short.
+/// Blocks the signals that ask the process to end: it is ending, and they must not cut that short.
 void IgnoreEndSignals();
 
 }  // namespace driverhost

@@ -24,7 +24,7 @@ int Fail(ExitStatus status, const std::exception& error) {
 }
 
 int RunHost(Options options) {
-    const std::string tooFew = FitToDescriptors(options.limits);
+    const Fault tooFew = FitToDescriptors(options.limits);
     const Home home = ReadHomeFile(options.home, options.pluginFolder);
     HostProcess host(options, home);
     host.LoadLibraries();
@@ -50,7 +50,7 @@ int main(int argc, char** argv) {
     if (argc == 3 && argv[1] == std::string(kTrialOption)) _exit(RunLibraryTrial(argv[2]));
     KeepStandardStreams();
     SurviveWriteSignals();
-    HearOfChildren();
+    RestoreChildSignal();
     HostLog::Start(dv::LOG_LEVEL_INFO, DetectLogForm());
     try {
         return Run(argc, argv);

@@ -12,7 +12,7 @@
 #include <sstream>
 #include <utility>
 
-// This C library's header does not say that its functions are C.
+// The header of this C library does not declare that its functions are C.
 extern "C" {
 #include <sys/pidfd.h>
 }
@@ -24,8 +24,8 @@ struct Stat {
     unsigned long long startTime = 0;
 };
 
-// proc(5): /proc/PID/stat. The program's name stands in parentheses and may hold blanks and
-// parentheses itself; behind it the state is the first field and the start time the twentieth.
+// See /proc/PID/stat in proc(5). The program's name is in parentheses, and may have blanks and parentheses in
+// it. Of the fields after it, the first is the state and the twentieth the start time.
 Stat ReadStat(pid_t id) {
     constexpr int kFieldsBetween = 18;
     std::ifstream file("/proc/" + std::to_string(id) + "/stat");
@@ -54,7 +54,7 @@ bool WaitReadable(int file, std::chrono::milliseconds time) {
     return ::poll(&waiting, 1, static_cast<int>(time.count())) > 0;
 }
 
-// What a child process does first: it must hold nothing that somebody waits for.
+// The first thing that a child process does. It must not keep anything open that somebody waits for.
 void Detach(int output) {
     ::setsid();
     const int nothing = ::open("/dev/null", O_RDWR);
@@ -63,7 +63,7 @@ void Detach(int output) {
     ::dup2(output < 0 ? nothing : output, STDERR_FILENO);
 }
 
-// The host ignores or blocks signals that a program of its own must get.
+// The host blocks or handles signals that the program must get.
 void ResetSignals() {
     for (int number = 1; number < NSIG; ++number)
         std::signal(number, SIG_DFL);
@@ -72,7 +72,7 @@ void ResetSignals() {
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
-// In the child; tells through `report` why it failed.
+// Runs in the child. Writes the error into `report` when it fails.
 [[noreturn]] void Execute(const std::string& program, int log, int report) {
     Detach(log);
     ResetSignals();
@@ -86,7 +86,7 @@ void ResetSignals() {
     ::_exit(told == sizeof error ? 126 : 127);
 }
 
-// The report closes without a word when the program runs. A slow disk is not waited for.
+// The report is closed without a word when the program runs. Nobody waits long for a slow disk.
 void CheckStarted(pid_t child, int report, const std::string& program) {
     int error = 0;
     if (!WaitReadable(report, kLongestStep)) return;
@@ -109,7 +109,8 @@ std::optional<ProcessIdentity> ProcessIdentity::OfChild(pid_t id) {
     return ProcessIdentity{id, stat.startTime, BootId()};
 }
 
-// The handle is taken before the look: a process that ends in between can no longer be confused.
+// Opens the handle before it checks the identity: if the process ends in between, the handle still means that
+// one.
 std::optional<Process> Process::Find(const ProcessIdentity& identity) {
     const int handle = ::pidfd_open(identity.id, 0);
     if (handle < 0) return std::nullopt;
@@ -155,6 +156,6 @@ ProcessIdentity StartProgram(const std::string& program, const std::string& logF
     ::close(report[1]);
     const std::optional<ProcessIdentity> identity = ProcessIdentity::OfChild(child);
     CheckStarted(child, report[0], program);
-    if (!identity) throw Failure("cannot note " + program + ": /proc does not show it");
+    if (!identity) throw Failure("cannot identify " + program + ": /proc does not show it");
     return *identity;
 }

@@ -1,5 +1,5 @@
-// A process that was started earlier, perhaps by another run of this program: found again without
-// ever taking a stranger for it, ended, and started.
+// Starts a process, and finds and ends one that was started earlier, perhaps by another run of this program.
+// No other process is ever mistaken for it.
 #ifndef SYSMAN_PROCESS_H
 #define SYSMAN_PROCESS_H
 
@@ -16,17 +16,17 @@
 /// and a request has at most three such steps: for the lock, for an end, for a start.
 inline constexpr std::chrono::milliseconds kLongestStep{50};
 
-/// Why a request is not carried out.
+/// Why a request could not be carried out.
 struct Failure : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// What failed, with the system's words for `error`.
+/// What failed, and the system's reason.
 inline Failure SystemFailure(const std::string& what, int error = errno) {
     return Failure(what + ": " + std::generic_category().message(error));
 }
 
-/// Process numbers are used again; number, start time and boot together are not.
+/// The system uses process numbers again, but never the same number, start time and boot together.
 struct ProcessIdentity {
     pid_t id = 0;
     unsigned long long startTime = 0;  // clock ticks since the boot
@@ -34,13 +34,13 @@ struct ProcessIdentity {
 
     bool operator==(const ProcessIdentity&) const = default;
 
-    /// None when no such process lives; one that has ended and nobody has waited for does not.
+    /// None when there is no such process, or when it has ended and nobody has waited for it yet.
     static std::optional<ProcessIdentity> OfLiving(pid_t id);
-    /// The same for a child that nobody has waited for, be it alive or not.
+    /// The same for a child of ours, which may have ended.
     static std::optional<ProcessIdentity> OfChild(pid_t id);
 };
 
-/// A handle on one living process. Signals reach it or nobody.
+/// A handle of one process. Signals reach that process or none.
 class Process {
 public:
     /// None when that process has ended.
@@ -51,9 +51,9 @@ public:
     ~Process();
 
     void Signal(int number) const;
-    /// False when it still lives after `time`.
+    /// False when the process is still there after `time`.
     bool WaitForEnd(std::chrono::milliseconds time) const;
-    /// Leaves a small process behind that kills this one unless it ends in time.
+    /// Leaves a small process behind, which kills this one unless it ends in time.
     void KillLater(std::chrono::milliseconds grace) const;
 
 private:
@@ -62,9 +62,9 @@ private:
     int handle_;  // a pidfd
 };
 
-/// Starts a program by its path or by its name on the PATH, without arguments, in a session of its
-/// own: it reads nothing, prints into `logFile`, and inherits no open file of ours or of our caller's.
-/// Throws Failure when it cannot be executed.
+/// Starts a program, given by its path or its name on the PATH, without arguments and in a session of its
+/// own. It has no input, prints into `logFile`, and inherits no open file of ours or our caller's. Throws
+/// Failure when it cannot be executed.
 ProcessIdentity StartProgram(const std::string& program, const std::string& logFile);
 
 #endif

@@ -6,7 +6,7 @@
 
 namespace {
 
-// What a disabled program gets for an orderly end, unless SYSMAN_GRACE_SECONDS says otherwise.
+// The time that a disabled program gets for an orderly end, unless SYSMAN_GRACE_SECONDS sets another.
 constexpr std::chrono::seconds kDefaultGrace{5};
 constexpr long kMostGrace = 3600;  // in seconds
 
@@ -42,10 +42,10 @@ bool Service::End(const Process& process) {
 std::string Service::Enable() {
     const bool wasEnding = state_.IsDisabled(name_);
     state_.NoteWanted(name_, true);
-    if (program_.empty()) return "wanted from now on; no program is configured (SIPPROXY_PROGRAM)";
+    if (program_.empty()) return "noted as wanted; no program is configured (SIPPROXY_PROGRAM)";
     if (const std::optional<Process> process = FindProcess()) {
-        if (!wasEnding) return "runs already";
-        if (!End(*process)) throw Failure("the program that was disabled does not end, even when killed");
+        if (!wasEnding) return "is running already";
+        if (!End(*process)) throw Failure("the disabled program has been killed, but does not end");
     }
     const ProcessIdentity started = StartProgram(program_, state_.LogFile(name_));
     state_.NoteProcess(name_, started);
@@ -58,18 +58,18 @@ std::string Service::Disable() {
     const std::optional<Process> process = FindProcess();
     if (!process) {
         state_.ForgetProcess(name_);
-        return "not wanted from now on; no program runs";
+        return "noted as not wanted; no program is running";
     }
     process->Signal(SIGTERM);
     process->KillLater(grace);
-    return "asked the program to end; it is killed after " + std::to_string(grace.count()) + " s";
+    return "asked the program to end; it will be killed after " + std::to_string(grace.count()) + " s";
 }
 
 std::string Service::Kill() {
     const std::optional<Process> process = FindProcess();
     if (!process) {
         state_.ForgetProcess(name_);
-        return "no program runs";
+        return "no program is running";
     }
     return End(*process) ? "killed the program" : "killed the program, which has not ended yet";
 }

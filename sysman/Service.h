@@ -1,4 +1,4 @@
-// The three requests on a service.
+// The three requests for a service.
 #ifndef SYSMAN_SERVICE_H
 #define SYSMAN_SERVICE_H
 
@@ -6,23 +6,25 @@
 
 #include "sysman/StateFolder.h"
 
-/// Each request tells what it did, in words for a person; it throws Failure when it could not do it.
-/// None of them waits for the program: an orderly end is watched from the background.
+/// Each request returns what it did, in words, and throws Failure when it could not do it. None of them waits
+/// for the program to end in an orderly way: that happens in the background.
 class Service {
 public:
-    /// `program` may be empty: then there is only the wanted state to keep.
+    /// With an empty `program`, only the wanted state is kept.
     Service(StateFolder& state, std::string name, std::string program);
 
-    /// Wanted from now on; started unless it runs. One that is still ending is killed first.
+    /// The service is wanted from now on. Starts the program unless it is running; if it is still ending,
+    /// kills it first.
     std::string Enable();
-    /// No longer wanted; asked to end (SIGTERM), and killed when it has not ended in time.
+    /// The service is no longer wanted. Asks the program to end (SIGTERM), and has it killed if it does not
+    /// end in time.
     std::string Disable();
-    /// Killed at once. Whether it is wanted stays as it is.
+    /// Kills the program at once. Whether the service is wanted does not change.
     std::string Kill();
 
 private:
     std::optional<Process> FindProcess() const;
-    /// False when it has not ended by the time that may be waited.
+    /// Kills the process. False when it has not ended after the longest wait.
     bool End(const Process& process);
 
     StateFolder& state_;

@@ -24,7 +24,7 @@ std::string ChooseFolder() {
         return state + "/intercom-sysman";
     if (const std::string home = Environment("HOME"); !home.empty())
         return home + "/.local/state/intercom-sysman";
-    throw Failure("no place for the state: set SYSMAN_STATE_DIR or HOME");
+    throw Failure("there is no folder for the state; set SYSMAN_STATE_DIR or HOME");
 }
 
 std::string ReadWhole(const std::string& path) {
@@ -34,8 +34,8 @@ std::string ReadWhole(const std::string& path) {
     return text.str();
 }
 
-// A reader sees the old text or the new one. It is not synced: after a power cut whoever wants the
-// service asks again, and a sync could hold the caller up for seconds.
+// A reader sees the old text or the new one. Nothing is synced to disk: after a power cut, whoever wants the
+// service asks again, and a sync could hold up our caller for seconds.
 void Replace(const std::string& path, const std::string& text) {
     const std::string temporary = path + ".new";
     std::ofstream file(temporary, std::ios::trunc);

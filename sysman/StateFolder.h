@@ -1,9 +1,9 @@
-// Where the wanted state of a service and its running process are noted.
+// The folder that says whether a service is wanted, and which process it runs as.
 //
-//     FOLDER/lock             held while a request is carried out
+//     FOLDER/lock             locked while a request is carried out
 //     FOLDER/SERVICE.wanted   "enabled" or "disabled"
-//     FOLDER/SERVICE.process  process number, start time, boot; while the program may run
-//     FOLDER/SERVICE.log      what the program printed since it was started last
+//     FOLDER/SERVICE.process  process number, start time and boot, while the program may be running
+//     FOLDER/SERVICE.log      what the program has printed since its last start
 #ifndef SYSMAN_STATEFOLDER_H
 #define SYSMAN_STATEFOLDER_H
 
@@ -12,17 +12,17 @@
 
 #include "sysman/Process.h"
 
-/// Every operation throws Failure when the folder cannot be used.
+/// All operations throw Failure when the folder cannot be used.
 class StateFolder {
 public:
-    /// SYSMAN_STATE_DIR, else intercom-sysman under XDG_STATE_HOME, else under ~/.local/state. Makes
-    /// the folder, for its owner alone, and locks it until the end of this object.
+    /// Uses SYSMAN_STATE_DIR, else intercom-sysman in XDG_STATE_HOME, else in ~/.local/state. Makes the
+    /// folder, for its owner only, and locks it for the life of this object.
     StateFolder();
     ~StateFolder();
     StateFolder(const StateFolder&) = delete;
     StateFolder& operator=(const StateFolder&) = delete;
 
-    /// False when nothing was noted yet.
+    /// True when the service was noted as not wanted; false when nothing was noted yet.
     bool IsDisabled(const std::string& service) const;
     void NoteWanted(const std::string& service, bool enabled);
 

@@ -2,8 +2,8 @@
 //
 //     sysman enable|disable|kill sipproxy
 //
-// It prints the request word when the request is done, and what it did on standard error. Without
-// SIPPROXY_PROGRAM it only keeps the wanted state. See StateFolder.h for where.
+// It prints the request's word when the request is done, and says on standard error what it did. Without
+// SIPPROXY_PROGRAM it only keeps the wanted state, in the files that StateFolder.h lists.
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -48,7 +48,7 @@ int CarryOut(const Request& request) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 3) return WrongUse("two arguments are needed, a request and a service");
+    if (argc != 3) return WrongUse("expected two arguments, a request and a service");
     const std::string word = argv[1];
     const std::string service = argv[2];
     if (service != kService) return WrongUse("unknown service \"" + service + "\"");

@@ -18,11 +18,11 @@ namespace {
 using Element = const DvXML::INode&;
 
 constexpr unsigned long kMaxId = 4294967295UL;
-constexpr std::size_t kMaxNameBytes = 100;  // a folder's name, with room for what stands behind it
+constexpr std::size_t kMaxNameBytes = 100;  // the name of a folder, with room for an ending
 constexpr std::string_view kXmlSpace = " \t\r\n";
 constexpr std::string_view kLibraryEnding = ".so";
 
-// Control characters as the file can write them: what is told about it stays one line.
+// Writes control characters as references, as a file can, so that a message stays one line.
 std::string Quoted(std::string_view text) {
     std::string quoted = "'";
     for (const char c : text) {
@@ -40,7 +40,7 @@ bool IsLibraryName(std::string_view name) {
     const auto fits = [](char c) {
         return IsPlain(c) || std::string_view("_-+.").find(c) != std::string_view::npos;
     };
-    // Two hyphens would end the comment behind a stored document, which names the library.
+    // The library is named in a comment after each stored document, and two hyphens would end that comment.
     return !name.empty() && name.front() != '.' && name.size() <= kMaxNameBytes &&
            std::all_of(name.begin(), name.end(), fits) && name.find("--") == std::string_view::npos &&
            name.back() != '-';
@@ -57,7 +57,7 @@ bool IsFile(const std::string& path) {
     return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
-// "line 3, column 7: reason" as ":3: not XML: reason (column 7)", the form of all other faults.
+// Turns "line 3, column 7: reason" into ":3: not XML: reason (column 7)", the form of all other faults.
 std::string PlaceFirst(const std::string& error) {
     constexpr std::string_view line = "line ";
     constexpr std::string_view column = ", column ";
@@ -130,12 +130,12 @@ Home HomeReader::Read() {
     return home;
 }
 
-// Nothing in the file is passed over in silence: a slip of the pen is a fault with a place.
+// Nothing in the file is ignored silently: a misspelt element is a fault with a line.
 void HomeReader::CheckChildren(Element parent, std::initializer_list<std::string_view> once,
                                std::initializer_list<std::string_view> often) const {
     if (parent.NodeGetText().find_first_not_of(kXmlSpace) != std::string_view::npos) {
-        Refuse(parent,
-               "text between the elements of " + Quoted(parent.NodeGetName()) + "; expected elements only");
+        Refuse(parent, "there is text between the elements of " + Quoted(parent.NodeGetName()) +
+                           "; expected nothing but elements");
     }
     std::set<std::string_view> seen;
     for (const DvXML::INode* child : parent.NodeChildren()) {
@@ -145,7 +145,8 @@ void HomeReader::CheckChildren(Element parent, std::initializer_list<std::string
             Refuse(*child, "unknown element " + Quoted(name) + " in " + Quoted(parent.NodeGetName()));
         }
         if (!seen.insert(name).second) {
-            Refuse(*child, "element " + Quoted(name) + " stands twice in " + Quoted(parent.NodeGetName()));
+            Refuse(*child,
+                   "there is more than one element " + Quoted(name) + " in " + Quoted(parent.NodeGetName()));
         }
     }
 }
@@ -153,7 +154,7 @@ void HomeReader::CheckChildren(Element parent, std::initializer_list<std::string
 std::string HomeReader::Text(Element parent, const char* name) const {
     const DvXML::INode* child = parent.NodeFindChild(name);
     if (!child) Refuse(parent, Quoted(parent.NodeGetName()) + " has no element " + Quoted(name));
-    if (child->NodeChildCount() > 0) Refuse(*child, Quoted(name) + " holds elements; expected text");
+    if (child->NodeChildCount() > 0) Refuse(*child, Quoted(name) + " has elements in it; expected text");
     return std::string(child->NodeGetText());
 }
 
@@ -163,7 +164,7 @@ std::string HomeReader::ReadAddress(Element controller) const {
     if (!address.empty() && inet_pton(AF_INET, address.c_str(), &parsed) != 1) {
         Refuse(*controller.NodeFindChild("address"),
                "the address " + Quoted(address) +
-                   " is no IPv4 address; expected one like 192.168.1.10, or none");
+                   " is not an IPv4 address; expected one like 192.168.1.10, or nothing");
     }
     return address;
 }
@@ -191,7 +192,7 @@ unsigned long HomeReader::ReadId(Element driver) const {
     const auto id = dv::ParseWhole<unsigned long>(text, 1, kMaxId);
     if (!id) {
         Refuse(*driver.NodeFindChild("id"),
-               "the driver id " + Quoted(text) + " is no number from 1 to " + std::to_string(kMaxId));
+               "the driver id " + Quoted(text) + " is not a number from 1 to " + std::to_string(kMaxId));
     }
     return *id;
 }
@@ -199,11 +200,11 @@ unsigned long HomeReader::ReadId(Element driver) const {
 void HomeReader::CheckName(Element driver, const std::string& name) const {
     if (IsFolderName(name)) return;
     Refuse(*driver.NodeFindChild("name"),
-           "the driver name " + Quoted(name) + " cannot name a folder; expected 1 to " +
-               std::to_string(kMaxNameBytes) + " bytes without '/', not beginning with '.'");
+           "the driver name " + Quoted(name) + " cannot be the name of a folder; expected 1 to " +
+               std::to_string(kMaxNameBytes) + " bytes without '/' that do not begin with '.'");
 }
 
-// A path may name a driver by either, so a name must not be another driver's id.
+// Paths name a driver by either of the two, so no name may be the id of another driver.
 void HomeReader::CheckUnique(Element driver, const DriverEntry& entry) {
     const int line = lines_->LineOf(driver);
     const auto [id, newId] = ids_.emplace(entry.id, line);
@@ -230,7 +231,7 @@ std::string HomeReader::ReadLibrary(Element driver) const {
     if (IsLibraryName(library)) return library;
     Refuse(*driver.NodeFindChild("library"),
            "the library name " + Quoted(library) +
-               " is not usable; expected letters, digits, '_', '.', '+' and single '-', without folder and "
+               " cannot be used; expected letters, digits, '_', '.', '+' and single '-', without folder and "
                "without the ending .so");
 }
 
@@ -244,7 +245,7 @@ Home ReadHomeFile(const std::string& path, const std::string& pluginFolder) {
     try {
         return ParseHome(PosixFileSystem().Read(path), path, pluginFolder);
     } catch (const FileError& error) {
-        throw HomeFileError(std::string(error.what()) + "; --home names the home file");
+        throw HomeFileError(std::string(error.what()) + "; --home must name the home file");
     }
 }
 

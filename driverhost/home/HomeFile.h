@@ -1,4 +1,4 @@
-// The home file: which drivers a home has, and how each one is configured.
+// The home file: which drivers a home has, and how each of them is configured.
 //
 //     <home>
 //       <controller><address>192.168.1.10</address></controller>
@@ -20,31 +20,31 @@ namespace driverhost {
 
 struct DriverEntry {
     unsigned long id = 0;     // 1 to 4294967295, each once
-    std::string name;         // fit for the name of a folder, each once
-    std::string library;      // without folder and ending
-    std::string libraryPath;  // where it lies
+    std::string name;         // can be the name of a folder; each once
+    std::string library;      // a name without folder and ending
+    std::string libraryPath;  // the file
     std::string config;       // the element as XML text; "<config/>" when there is none
 
     bool operator==(const DriverEntry&) const = default;
 };
 
 struct Home {
-    /// The controller's IPv4 address; present and empty means "no address", absent "find out".
+    /// The controller's IPv4 address. Empty means that it has no address; none that the host finds it out.
     std::optional<std::string> address;
     std::vector<DriverEntry> drivers;  // in file order
 };
 
-/// One line: FILE:LINE: what is wrong.
+/// What is wrong, in one line: FILE:LINE: fault.
 class HomeFileError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// Understands the text of a home file. Libraries are looked for in `pluginFolder`. Throws
-/// HomeFileError, in which the file is called `fileName`.
+/// Reads the text of a home file. The libraries must be in `pluginFolder`. Throws HomeFileError, which calls
+/// the file `fileName`.
 Home ParseHome(std::string_view text, const std::string& fileName, const std::string& pluginFolder);
 
-/// The same with what the file holds.
+/// The same for the content of a file.
 Home ReadHomeFile(const std::string& path, const std::string& pluginFolder);
 
 }  // namespace driverhost

@@ -26,7 +26,7 @@ std::optional<char> HexByte(std::string_view digits) {
     return static_cast<char>(byte);
 }
 
-// How many of the first characters are ASCII, and no controls.
+// The number of characters at the beginning that are ASCII and not controls.
 std::size_t CountPlain(std::string_view text) {
     const auto isPlain = [](char c) { return static_cast<signed char>(c) >= ' '; };
     return static_cast<std::size_t>(std::find_if_not(text.begin(), text.end(), isPlain) - text.begin());
@@ -36,7 +36,7 @@ Form Refusal(unsigned int status, Fault fault) {
     return {{}, status, std::move(fault)};
 }
 
-// Without its parameters: "; charset=UTF-8" adds nothing.
+// Parameters of the type, such as "; charset=UTF-8", make no difference.
 bool IsFormType(std::string_view contentType) {
     const std::string_view type = dv::Trim(contentType.substr(0, contentType.find(';')));
     return type.size() == kFormType.size() && strncasecmp(type.data(), kFormType.data(), type.size()) == 0;
@@ -50,9 +50,9 @@ Fault AddField(std::string_view pair, Parameters& fields) {
     if (!name || !value) return "a '%' is not followed by two hexadecimal digits; write '%' as %25";
     if (name->empty()) return "a field has no name; expected name=value";
     if (const Fault fault = XmlTextFault(*name); !fault.empty())
-        return "the name of a field is not usable: " + fault;
+        return "the name of a field cannot be used: " + fault;
     if (const Fault fault = XmlTextFault(*value); !fault.empty())
-        return "the value of field '" + *name + "' is not usable: " + fault;
+        return "the value of field '" + *name + "' cannot be used: " + fault;
     fields.emplace_back(std::move(*name), std::move(*value));
     return {};
 }
@@ -77,22 +77,21 @@ std::optional<std::string> PercentDecode(std::string_view text, Plus plus) {
     return decoded;
 }
 
-// Most texts are nothing but ASCII.
+// Skips plain ASCII quickly: most texts have nothing else.
 Fault XmlTextFault(std::string_view text) {
     while (true) {
         text.remove_prefix(CountPlain(text));
         if (text.empty()) return {};
         const std::size_t length = DvXML::Utf8Length(text);
         if (length == 0) return "it is not UTF-8";
-        if (!DvXML::IsXmlCharacter(text.substr(0, length)))
-            return "it holds a character that XML cannot carry";
+        if (!DvXML::IsXmlCharacter(text.substr(0, length))) return "it has a character that XML cannot carry";
         text.remove_prefix(length);
     }
 }
 
 Form ParseForm(const Request& request, std::size_t maxFields) {
     if (request.contentType ? !IsFormType(*request.contentType) : !request.body.empty()) {
-        return Refusal(kOtherType, "parameters are form fields; send them as " + std::string(kFormType));
+        return Refusal(kOtherType, "parameters must be form fields; send them as " + std::string(kFormType));
     }
     Form form;
     std::string_view rest = request.body;
@@ -102,8 +101,8 @@ Form ParseForm(const Request& request, std::size_t maxFields) {
         rest = end == std::string_view::npos ? std::string_view() : rest.substr(end + 1);
         if (pair.empty()) continue;
         if (form.fields.size() == maxFields) {
-            return Refusal(kTooMany, "the form has too many fields; at most " + std::to_string(maxFields) +
-                                         " are taken");
+            return Refusal(kTooMany,
+                           "the form has too many fields; it may have " + std::to_string(maxFields));
         }
         if (const Fault fault = AddField(pair, form.fields); !fault.empty()) {
             return Refusal(kMalformed, "malformed form: " + fault);

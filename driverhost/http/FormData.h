@@ -1,5 +1,4 @@
-// The fields of a form (application/x-www-form-urlencoded), and the percent-encoded texts in it and in
-// addresses.
+// The fields of a form (application/x-www-form-urlencoded), and percent-encoding, which paths use as well.
 #ifndef DRIVERHOST_HTTP_FORMDATA_H
 #define DRIVERHOST_HTTP_FORMDATA_H
 
@@ -17,19 +16,19 @@ namespace driverhost {
 struct Form {
     Parameters fields;        // in order, repeats included
     unsigned int status = 0;  // of the refusal: 400, 413 or 415; 0 when the form is good
-    Fault fault;              // then: what to do about it
+    Fault fault;              // its text, which says what to do
 };
 
-/// The fields in the request's body, `maxFields` at most. A request without body has none and needs
-/// no content type.
+/// The fields in the request's body, of which there may be `maxFields`. A request without a body has none,
+/// and needs no content type.
 Form ParseForm(const Request& request, std::size_t maxFields = Limits().formFields);
 
 enum class Plus { IsPlus, IsBlank };
 
-/// The text behind %XX; none when a % is not followed by two hexadecimal digits.
+/// The text with every %XX decoded. None when a % is not followed by two hexadecimal digits.
 std::optional<std::string> PercentDecode(std::string_view text, Plus plus);
 
-/// Why XML cannot carry the text: not UTF-8, or a character that XML 1.0 excludes.
+/// Why XML cannot carry the text: it is not UTF-8, or has a character that XML 1.0 excludes.
 Fault XmlTextFault(std::string_view text);
 
 }  // namespace driverhost

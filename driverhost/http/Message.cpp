@@ -8,7 +8,7 @@ namespace driverhost {
 namespace {
 
 constexpr std::string_view kXml = "application/xml";
-constexpr std::size_t kHeadBytes = 256;  // of a head without further lines
+constexpr std::size_t kHeadBytes = 256;  // enough for a head without more lines
 
 }  // namespace
 

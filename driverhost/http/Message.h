@@ -1,4 +1,4 @@
-// A request and its answer, as the routes see them.
+// A request and the response to it, as the routes see them.
 #ifndef DRIVERHOST_HTTP_MESSAGE_H
 #define DRIVERHOST_HTTP_MESSAGE_H
 
@@ -10,11 +10,11 @@
 
 namespace driverhost {
 
-/// What views look at lives until the request is answered.
+/// The views are valid until the request is answered.
 struct Request {
     std::string_view method;
     std::string_view target;
-    std::size_t hosts = 0;  // how many Host lines there are
+    std::size_t hosts = 0;  // the number of Host lines
     std::string_view host;
     std::optional<std::string_view> origin;
     std::optional<std::string_view> authorization;
@@ -25,19 +25,19 @@ struct Request {
 
 /// Where an event stream begins.
 struct StreamStart {
-    std::uint64_t next;  // the id of the first event told
-    bool reset;          // something before it is lost
+    std::uint64_t next;  // the id of the first event to send
+    bool reset;          // events before it are lost
 };
 
 struct Response {
     unsigned int status = 204;
-    std::string_view contentType;  // a constant; empty without body
+    std::string_view contentType;  // a constant; empty when there is no body
     std::string body;
-    std::string headers;  // further header lines, each with its line end
+    std::string headers;  // more header lines, each with its line end
     std::optional<StreamStart> stream;
 };
 
-/// Answers a request; called once.
+/// Answers a request. Called once.
 using Reply = std::function<void(Response response)>;
 
 Response XmlResponse(std::string element);
@@ -45,10 +45,10 @@ Response EmptyResponse();
 /// An <error> element; the text says what to do.
 Response ErrorResponse(unsigned int status, const std::string& text);
 
-/// The words behind a status number.
+/// The reason phrase of a status, "Not Found" for 404.
 std::string_view StatusText(unsigned int status);
 
-/// The lines that stand before the body, the empty one included.
+/// The lines before the body, including the empty one.
 std::string FormatHead(const Response& response, bool keepAlive);
 
 }  // namespace driverhost

@@ -18,7 +18,7 @@ bool EqualNames(std::string_view left, std::string_view right) {
     return left.size() == right.size() && strncasecmp(left.data(), right.data(), left.size()) == 0;
 }
 
-// Without its port: behind a forwarded port the host is reached under another number.
+// The port makes no difference: behind a forwarded port, clients use another number.
 std::string_view WithoutPort(std::string_view host) {
     const std::size_t colon = host.rfind(':');
     const std::size_t bracket = host.rfind(']');
@@ -26,7 +26,7 @@ std::string_view WithoutPort(std::string_view host) {
     return bracket != std::string_view::npos && colon < bracket ? host : host.substr(0, colon);
 }
 
-// A browser leaves the default port out of Host, and may write it in Origin or not.
+// A browser leaves the default port out of Host, but may write it in Origin.
 std::string_view WithoutDefaultPort(std::string_view authority) {
     if (authority.ends_with(kDefaultPort)) authority.remove_suffix(kDefaultPort.size());
     return authority;
@@ -37,7 +37,7 @@ bool IsSameOrigin(std::string_view origin, std::string_view host) {
     return EqualNames(WithoutDefaultPort(origin.substr(kHttpOrigin.size())), WithoutDefaultPort(host));
 }
 
-// Takes as long for a wrong token as for the right one.
+// Takes the same time whether the token is right or wrong, so that nobody can guess it piece by piece.
 bool EqualSecrets(std::string_view given, std::string_view secret) {
     unsigned int difference = given.size() == secret.size() ? 0 : 1;
     for (std::size_t at = 0; at < given.size(); ++at) {
@@ -53,9 +53,10 @@ Trust::Trust(ListenAddress listen, std::string token, std::string ownName)
     : listen_(std::move(listen)), token_(std::move(token)), ownName_(std::move(ownName)) {}
 
 std::optional<Response> Trust::Refuse(const Request& request) const {
-    if (request.hosts != 1) return ErrorResponse(400, "a request needs one Host line; send it");
+    if (request.hosts != 1) return ErrorResponse(400, "a request needs exactly one Host line");
     if (!IsOwnHost(WithoutPort(request.host))) {
-        return ErrorResponse(403, "the name in Host is not one of this host; use its address, or localhost");
+        return ErrorResponse(
+            403, "the name in Host is not one of this host's names; use its address or localhost");
     }
     if (request.origin && !IsSameOrigin(*request.origin, request.host)) {
         return ErrorResponse(
@@ -70,8 +71,8 @@ std::optional<Response> Trust::Refuse(const Request& request) const {
     return std::nullopt;
 }
 
-// Names that no foreign name server answers for. Others reach the host by its addresses, of which
-// it may have several, and by the machine's own name.
+// These are names for which no foreign name server answers. A host that others can reach may have several
+// addresses, and is also reached by the machine's own name.
 bool Trust::IsOwnHost(std::string_view host) const {
     const bool bracketed = host.size() > 2 && host.front() == '[' && host.back() == ']';
     const std::string ip(bracketed ? host.substr(1, host.size() - 2) : host);

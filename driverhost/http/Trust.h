@@ -1,8 +1,8 @@
-// Who may talk to the host: the check of Host, Origin and token that comes before anything else.
+// Who may talk to the host: Host, Origin and token are checked before anything else.
 //
-// A page of another origin can make a browser send requests here, and by DNS rebinding even under
-// a name that points here. So Host must be a name that nobody else can point anywhere, and Origin,
-// where there is one, must be this host itself.
+// A web page of another origin can make a browser send requests here; with DNS rebinding it can even do so
+// under a name of its own. So Host must be a name that nobody else controls, and Origin, if there is one,
+// must be this host.
 #ifndef DRIVERHOST_HTTP_TRUST_H
 #define DRIVERHOST_HTTP_TRUST_H
 
@@ -16,10 +16,10 @@ namespace driverhost {
 
 class Trust {
 public:
-    /// `ownName` is the machine's name; an empty token asks for none.
+    /// `ownName` is the machine's name. With an empty token, requests need none.
     Trust(ListenAddress listen, std::string token, std::string ownName);
 
-    /// The refusal, or none when the request may go on.
+    /// The refusal; none when the request may go on.
     std::optional<Response> Refuse(const Request& request) const;
 
 private:

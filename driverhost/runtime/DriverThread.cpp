@@ -12,7 +12,7 @@
 namespace driverhost {
 namespace {
 
-constexpr std::chrono::milliseconds kBeat{1000};
+constexpr std::chrono::milliseconds kBeat{1000};  // between heartbeats
 constexpr int kOneThread = 1;
 
 }  // namespace
@@ -36,12 +36,12 @@ void DriverThread::Run() {
     loop_->restart();
     if (!std::exchange(beating_, true)) Beat();
     const auto stayInLoop = boost::asio::make_work_guard(*loop_);
-    while (!TurnLoop()) {
+    while (!RunLoop()) {
     }
 }
 
-// One request that failed, for want of memory for instance, must not end the others.
-bool DriverThread::TurnLoop() {
+// One piece of work that fails, for example because there is no memory, must not end the others.
+bool DriverThread::RunLoop() {
     try {
         loop_->run();
         return true;
@@ -62,8 +62,8 @@ std::optional<CallInfo> DriverThread::CurrentCall() const {
     return CallInfo{std::string(current_.driver), std::string(current_.call), current_.since};
 }
 
-std::optional<Clock::time_point> DriverThread::LastTurn() const {
-    const Clock::rep ticks = lastTurn_;
+std::optional<Clock::time_point> DriverThread::LastHeartbeat() const {
+    const Clock::rep ticks = lastHeartbeat_;
     if (ticks == 0) return std::nullopt;
     return Clock::time_point(Clock::duration(ticks));
 }
@@ -73,22 +73,22 @@ DriverThread::Current DriverThread::Enter(const Current& call) {
     return std::exchange(current_, call);
 }
 
-void DriverThread::NoteTurn() {
+void DriverThread::NoteHeartbeat() {
     if (!beating_) return;
-    lastTurn_ = CoarseNow().time_since_epoch().count();
+    lastHeartbeat_ = CoarseNow().time_since_epoch().count();
 }
 
 void DriverThread::Beat() {
-    NoteTurn();
+    NoteHeartbeat();
     After(kBeat, [this] { Beat(); });
 }
 
 CallScope::CallScope(DriverThread& thread, std::string_view driver, std::string_view call)
     : thread_(thread), outer_(thread.Enter({driver, call, CoarseNow()})) {}
 
-// A call that returns shows as much as a beat does; the next beat may be late by the whole call.
+// A call that returns counts as a heartbeat: the next real one may be late by the length of the call.
 CallScope::~CallScope() {
-    thread_.NoteTurn();
+    thread_.NoteHeartbeat();
     thread_.Enter(outer_);
 }
 

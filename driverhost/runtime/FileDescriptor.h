@@ -11,7 +11,7 @@ namespace driverhost {
 class FileDescriptor {
 public:
     FileDescriptor() noexcept = default;
-    /// Takes over an open descriptor; a negative one is none.
+    /// Takes ownership of an open descriptor. A negative number stands for none.
     explicit FileDescriptor(int number) noexcept : number_(number) {}
     FileDescriptor(FileDescriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
     FileDescriptor& operator=(FileDescriptor&& other) noexcept {

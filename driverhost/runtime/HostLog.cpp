@@ -30,16 +30,16 @@ std::string UtcToTheMillisecond(std::chrono::system_clock::time_point time) {
     return text.insert(text.size() - 1, millis.data());  // before the Z
 }
 
-constexpr std::size_t kPieceBytes = PIPE_BUF;  // what a pipe that is writable takes at once
-constexpr int kPatience = 100;                 // in milliseconds, with a reader that stands still
+constexpr std::size_t kPieceBytes = PIPE_BUF;  // a pipe that is writable takes that much at once
+constexpr int kPatience = 100;                 // in milliseconds, with a reader that has stopped reading
 
-// Lines of several threads do not mix, and a reader of standard error that stands still holds
-// nobody: what it leaves no room for is lost, and counted.
+// Keeps the lines of several threads apart. If the reader of standard error stops reading, nobody waits for
+// it: lines that find no room are lost, and counted.
 class Output {
 public:
     void Write(std::string_view line) {
         const std::lock_guard lock(mutex_);
-        if (lost_ > 0 && !TellLost()) {
+        if (lost_ > 0 && !ReportLost()) {
             ++lost_;
         } else if (!Put(line)) {
             lost_ = 1;
@@ -48,11 +48,11 @@ public:
 
     void WriteInNeed(std::string_view line) noexcept {
         const std::lock_guard lock(mutex_);
-        static_cast<void>(Put(line));  // there is no memory to count it either
+        static_cast<void>(Put(line));  // if it is lost, that cannot be counted either
     }
 
 private:
-    bool TellLost() {
+    bool ReportLost() {
         const std::string line =
             FormatLogLine(lineForm, std::chrono::system_clock::now(), dv::LOG_LEVEL_ERROR, kHostName,
                           std::to_string(lost_) + " log lines were lost: nobody read standard error");
@@ -68,14 +68,14 @@ private:
             const ssize_t written = write(STDERR_FILENO, text.data(), std::min(text.size(), kPieceBytes));
             if (written < 0 && errno == EINTR) continue;
             if (written < 0 && errno == EAGAIN) return false;
-            if (written <= 0) return true;  // standard error is gone: there is nowhere left to say so
+            if (written <= 0) return true;  // standard error is gone, and there is nowhere to say so
             text.remove_prefix(static_cast<std::size_t>(written));
             cut_ = !text.empty();
         }
         return true;
     }
 
-    // Only the first line that finds no room waits for some.
+    // Only the first line that finds no room waits for it.
     bool HasRoom() const noexcept {
         pollfd entry{STDERR_FILENO, POLLOUT, 0};
         return poll(&entry, 1, lost_ > 0 ? 0 : kPatience) > 0;
@@ -83,7 +83,7 @@ private:
 
     std::mutex mutex_;
     std::uint64_t lost_ = 0;
-    bool cut_ = false;  // the last line was not written to its end
+    bool cut_ = false;  // the last line was not written completely
 };
 
 Output output;

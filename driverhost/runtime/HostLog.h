@@ -1,4 +1,4 @@
-// The log of the process: one line per call on standard error, whole lines from any thread.
+// The log of the process: each call writes one line on standard error, from any thread.
 #ifndef DRIVERHOST_RUNTIME_HOSTLOG_H
 #define DRIVERHOST_RUNTIME_HOSTLOG_H
 
@@ -8,7 +8,7 @@
 
 namespace driverhost {
 
-/// The name under which the host's own lines stand.
+/// The name in the host's own lines.
 inline constexpr std::string_view kHostName = "host";
 
 enum class LogForm {
@@ -16,19 +16,19 @@ enum class LogForm {
     Journal  // <6>agent text: the service manager adds the time
 };
 
-/// The line without its line feed, control characters escaped.
+/// The line, with control characters escaped and without its line feed.
 std::string FormatLogLine(LogForm form, std::chrono::system_clock::time_point time, unsigned int level,
                           std::string_view name, std::string_view text);
 
-/// The form that fits where standard error leads.
+/// The form that the reader of standard error expects.
 LogForm DetectLogForm();
 
 namespace HostLog {
 
-/// Lets lines up to `level` through, in `form`, and takes over the log of the host library.
+/// Writes lines up to `level` in `form` from now on, and those of the host library as well.
 void Start(unsigned int level, LogForm form);
 
-/// One line in a driver's or the host's name. [any thread]
+/// Writes one line in the name of a driver or of the host. [any thread]
 void Write(unsigned int level, std::string_view name, std::string_view text) noexcept;
 
 }  // namespace HostLog

@@ -1,5 +1,5 @@
-// Counters and timings of the process, in Prometheus' text form. They live as long as the
-// process: a driver that is restarted goes on counting.
+// Counters and timings of the process, in the text form of Prometheus. They last as long as the process, so a
+// driver that is restarted goes on counting.
 #ifndef DRIVERHOST_RUNTIME_METRICS_H
 #define DRIVERHOST_RUNTIME_METRICS_H
 
@@ -10,7 +10,7 @@
 
 namespace driverhost {
 
-/// Upper bounds in seconds; what is above the last one falls into the bucket without bound.
+/// The upper bounds of the buckets, in seconds. One more bucket has no bound.
 inline constexpr std::array kBucketSeconds = {0.000001, 0.00001, 0.0001, 0.001, 0.01, 0.1, 1.0, 10.0};
 
 class Histogram {
@@ -33,17 +33,17 @@ struct DriverCounters {
     std::uint64_t uiEvents = 0;
 };
 
-/// What is true now.
+/// Values of this moment.
 struct Gauges {
     std::size_t eventReaders = 0;
     std::size_t connections = 0;
-    std::size_t requestBodyBytes = 0;
+    std::size_t requestBodyBytes = 0;  // of large bodies
 };
 
 /// All operations: [driver thread]
 class Metrics {
 public:
-    /// The counters of the driver of that name; they stay where they are.
+    /// The counters of the driver with that name. The reference stays valid.
     DriverCounters& OfDriver(const std::string& name) { return drivers_[name]; }
 
     void CountResponse(unsigned int status) { ++responses_[status]; }

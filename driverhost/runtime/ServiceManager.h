@@ -1,5 +1,5 @@
-// Tells the service manager how the process is, by its datagram protocol (sd_notify(3)). Where
-// there is none, nothing is told.
+// Reports the state of the process to the service manager with its datagram protocol (sd_notify(3)). Does
+// nothing when there is no service manager.
 #ifndef DRIVERHOST_RUNTIME_SERVICEMANAGER_H
 #define DRIVERHOST_RUNTIME_SERVICEMANAGER_H
 
@@ -18,7 +18,7 @@ public:
     /// For instance "READY=1". [any thread]
     void Notify(std::string_view state) const;
 
-    /// How often it wants to hear WATCHDOG=1; none when it does not. [any thread]
+    /// How often it expects WATCHDOG=1; none when it does not. [any thread]
     std::optional<std::chrono::milliseconds> WatchdogInterval() const { return watchdogInterval_; }
 
 private:

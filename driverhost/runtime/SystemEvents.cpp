@@ -5,7 +5,7 @@
 namespace driverhost {
 namespace {
 
-constexpr long kRegistered = -1;
+constexpr long kAlreadyRegistered = -1;
 constexpr long kNotRegistered = -1;
 
 }  // namespace
@@ -27,7 +27,7 @@ long SystemEvents::Register(ISystemEventCallback& callback, unsigned int eventCl
         return listener.callback == &callback && listener.eventClass == eventClass &&
                listener.number == number;
     };
-    if (std::any_of(listeners_.begin(), listeners_.end(), same)) return kRegistered;
+    if (std::any_of(listeners_.begin(), listeners_.end(), same)) return kAlreadyRegistered;
     listeners_.push_back({&callback, eventClass, number, owner});
     return 0;
 }
@@ -49,7 +49,7 @@ void SystemEvents::Deliver(const SystemEvent& event, const Caller& caller) const
     for (const Listener& listener : walked) {
         if (listener.eventClass != event.eventClass) continue;
         if (std::find(listeners_.begin(), listeners_.end(), listener) == listeners_.end()) continue;
-        // An element for each, so that none sees what another did to it.
+        // Each listener gets an element of its own, so that none sees the changes of another.
         const auto element = BuildEventElement(event);
         caller(listener.owner, [&] { listener.callback->OnSystemEvent(*element); });
     }

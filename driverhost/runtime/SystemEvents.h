@@ -1,4 +1,4 @@
-// System events: who listens to which class, and their delivery.
+// System events: who listens to which class, and how events are delivered.
 #ifndef DRIVERHOST_RUNTIME_SYSTEMEVENTS_H
 #define DRIVERHOST_RUNTIME_SYSTEMEVENTS_H
 
@@ -11,7 +11,7 @@
 
 namespace driverhost {
 
-/// Parameters of an event or a command, in order, repeats included.
+/// The parameters of an event or a command, in order. Names may repeat.
 using Parameters = std::vector<std::pair<std::string, std::string>>;
 
 struct SystemEvent {
@@ -26,19 +26,20 @@ dv::auto_com<DvXML::INode> BuildEventElement(const SystemEvent& event);
 /// All operations: [driver thread]
 class SystemEvents {
 public:
-    /// Whoever registered the listener; only compared.
+    /// Identifies who registered the listener; never dereferenced.
     using Owner = const void*;
-    /// Makes the call of a listener in its owner's name.
+    /// Makes the call to a listener on behalf of its owner.
     using Caller = std::function<void(Owner owner, const std::function<void()>& call)>;
 
-    /// 0, or negative when these three are registered already.
+    /// 0; negative when these three are already registered.
     long Register(ISystemEventCallback& callback, unsigned int eventClass, unsigned long number, Owner owner);
-    /// 0, or negative when there was none.
+    /// 0; negative when they were not registered.
     long Unregister(ISystemEventCallback& callback, unsigned int eventClass, unsigned long number);
     void WithdrawAll(Owner owner);
 
-    /// Calls the listeners of the event's class in the order of registration, through `caller`.
-    /// Those registered meanwhile hear the next event, those unregistered meanwhile nothing more.
+    /// Calls the listeners of the event's class through `caller`, in the order of registration. A listener
+    /// that is registered meanwhile gets the next event; one that is unregistered meanwhile gets nothing
+    /// more.
     void Deliver(const SystemEvent& event, const Caller& caller) const;
 
 private:

@@ -24,14 +24,15 @@ bool IsReadable(int socket, milliseconds time) {
     return poll(&entry, 1, static_cast<int>(time.count())) > 0;
 }
 
-// What the client says makes no difference, but what is not read would tear the answer from it.
+// What the client sends makes no difference. But if it were left unread, closing the socket would destroy the
+// answer.
 bool ReadSome(int socket) {
     std::array<char, 4096> bytes;
     return IsReadable(socket, kPatience) && recv(socket, bytes.data(), bytes.size(), MSG_DONTWAIT) > 0;
 }
 
 void Send(int socket, std::string_view text) {
-    // A new connection has room for so few bytes; a client that gave up misses nothing.
+    // A new connection has room for so few bytes. If the client has gone, nothing is lost.
     static_cast<void>(send(socket, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT));
     shutdown(socket, SHUT_WR);
 }
@@ -65,7 +66,7 @@ Watchdog::~Watchdog() {
     runner_.join();
 }
 
-void Watchdog::LetGoOfSocket() {
+void Watchdog::ReleaseSocket() {
     const std::lock_guard lock(socketMutex_);
     listeningSocket_ = -1;
 }
@@ -78,7 +79,7 @@ void Watchdog::Run() {
         if (const auto call = HeldCall()) {
             OnHeld(*call);
         } else {
-            OnTurning();
+            OnRunning();
         }
         lock.lock();
         const milliseconds pause = reported_ ? milliseconds(0) : times_.look;
@@ -86,31 +87,31 @@ void Watchdog::Run() {
     }
 }
 
-// A loop that does not turn although no driver is being called is the host's own fault.
+// If the loop does not run although no driver is being called, the host itself is at fault.
 std::optional<CallInfo> Watchdog::HeldCall() const {
     const Clock::time_point now = Clock::now();
     if (auto call = thread_.CurrentCall()) {
         if (now - call->since >= times_.held) return call;
         return std::nullopt;
     }
-    const auto turn = thread_.LastTurn();
-    if (!turn || now - *turn < times_.held) return std::nullopt;
-    return CallInfo{std::string(kHostName), "its own work", *turn};
+    const auto heartbeat = thread_.LastHeartbeat();
+    if (!heartbeat || now - *heartbeat < times_.held) return std::nullopt;
+    return CallInfo{std::string(kHostName), "its own work", *heartbeat};
 }
 
 void Watchdog::OnHeld(const CallInfo& call) {
     const std::string why = Describe(call);
     if (!reported_ || reported_->since != call.since) {
-        HostLog::Write(dv::LOG_LEVEL_ERROR, kHostName, why + "; requests are answered 503 meanwhile");
+        HostLog::Write(dv::LOG_LEVEL_ERROR, kHostName, why + "; requests are answered with 503 meanwhile");
     }
     reported_ = call;
     AnswerOne(why);
 }
 
-void Watchdog::OnTurning() {
+void Watchdog::OnRunning() {
     if (reported_) {
         HostLog::Write(dv::LOG_LEVEL_INFO, kHostName,
-                       "driver " + reported_->driver + " has let go of the driver thread after " +
+                       "driver " + reported_->driver + " has released the driver thread after " +
                            Seconds(Clock::now() - reported_->since));
         reported_.reset();
     }
@@ -136,7 +137,7 @@ FileDescriptor Watchdog::AcceptOne() {
         return {};
     }
     if (!IsReadable(listeningSocket_, kWaitForClient)) return {};
-    if (!HeldCall()) return {};  // over meanwhile: the driver thread accepts again
+    if (!HeldCall()) return {};  // the call has returned meanwhile, and the driver thread accepts again
     return FileDescriptor(accept4(listeningSocket_, nullptr, nullptr, SOCK_CLOEXEC));
 }
 

@@ -1,6 +1,6 @@
-// Looks from a thread of its own whether the driver thread turns. While one call holds it, the
-// log names driver and command, the service manager is told nothing more, and new connections
-// are answered here: 503, with the one at fault.
+// Checks from its own thread whether the driver thread is running. While one call holds that up, the log
+// names the driver and the command, the service manager gets no more signs of life, and new connections are
+// answered here, with 503 and the names.
 #ifndef DRIVERHOST_RUNTIME_WATCHDOG_H
 #define DRIVERHOST_RUNTIME_WATCHDOG_H
 
@@ -18,14 +18,14 @@
 namespace driverhost {
 
 struct WatchdogTimes {
-    std::chrono::milliseconds held{10'000};  // a call that takes longer holds the thread
-    std::chrono::milliseconds look{500};     // between looks
+    std::chrono::milliseconds held{10'000};  // a call that takes longer is reported
+    std::chrono::milliseconds look{500};     // between checks
 };
 
 class Watchdog {
 public:
-    /// Answers in the place of the driver thread, with why it cannot: takes the whole text that is
-    /// sent to the client from `answer`. [watchdog thread]
+    /// Makes the complete answer that a client gets when the driver thread cannot answer, for the reason
+    /// `why`. [watchdog thread]
     using Answer = std::string (*)(const std::string& why);
 
     Watchdog(const DriverThread& thread, const ServiceManager& manager, int listeningSocket, Answer answer,
@@ -34,14 +34,14 @@ public:
     Watchdog& operator=(const Watchdog&) = delete;
     ~Watchdog();
 
-    /// The listening socket is about to be closed.
-    void LetGoOfSocket();
+    /// Stops using the listening socket, which is about to be closed.
+    void ReleaseSocket();
 
 private:
     void Run();
     std::optional<CallInfo> HeldCall() const;
     void OnHeld(const CallInfo& call);
-    void OnTurning();
+    void OnRunning();
     void AnswerOne(const std::string& why);
     FileDescriptor AcceptOne();
 
@@ -58,7 +58,7 @@ private:
     std::mutex mutex_;
     std::condition_variable wake_;
     bool ending_ = false;  // under mutex_
-    std::thread runner_;   // last: it uses what stands above
+    std::thread runner_;   // last, because it uses everything above
 };
 
 }  // namespace driverhost

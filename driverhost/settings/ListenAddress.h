@@ -12,9 +12,9 @@ struct ListenAddress {
     std::string ip;  // IPv4 or IPv6, without brackets
     unsigned short port = 0;
 
-    /// Reachable from this machine only.
+    /// Only this machine can reach it.
     bool IsLoopback() const;
-    /// All addresses of the machine: 0.0.0.0 or ::.
+    /// 0.0.0.0 or ::, which stand for all addresses of the machine.
     bool IsWildcard() const;
     /// ADDRESS:PORT, an IPv6 address in brackets.
     std::string ToText() const;

@@ -28,10 +28,10 @@ constexpr char kHelpHead[] =
 constexpr char kHelpTail[] =
     "\nDefault state folder: $STATE_DIRECTORY, else $XDG_STATE_HOME/driverhost,\n"
     "else $HOME/.local/state/driverhost.\n"
-    "\nSignals: SIGTERM and SIGINT end the host in order, SIGHUP reads the home file\n"
-    "again.\n"
+    "\nSignals: SIGTERM and SIGINT end the host in an orderly way, SIGHUP makes it read\n"
+    "the home file again.\n"
     "\nExit status:\n"
-    "  0  ended in order, on SIGTERM or SIGINT\n"
+    "  0  ended in an orderly way, on SIGTERM or SIGINT\n"
     "  1  could not start (address in use, state folder unusable or in use by\n"
     "     another driverhost), or could not store the last state\n"
     "  2  wrong options, a fault in the home file, or a plug-in that does not fit;\n"
@@ -53,14 +53,14 @@ po::options_description DescribeOptions() {
                           "the home file; must be given")(
         "state-dir", po::value<std::string>()->value_name("DIR"), "where states are stored")(
         "listen", po::value<std::string>()->value_name("ADDRESS:PORT")->default_value(kDefaultListen),
-        "where to listen; port 0 takes any free one; an address that others reach needs --token-file")(
+        "where to listen; port 0 means any free port; an address that others can reach needs --token-file")(
         "token-file", po::value<std::string>()->value_name("FILE"),
-        "requests must show the token in this file (mode 0600)")(
+        "file with the token that requests must show (mode 0600)")(
         "plugin-dir", po::value<std::string>()->value_name("DIR"),
-        "where libraries are looked for; default: ../plugins beside the program")(
+        "where the drivers' libraries are; default: ../plugins beside the program")(
         "log-level",
         po::value<std::string>()->value_name("N")->default_value(std::to_string(kDefaultLogLevel)),
-        "lines up to this level: 3 errors, 6 information, 7 debugging")("help", "print this help")(
+        "log lines up to this level: 3 errors, 6 information, 7 debugging")("help", "print this help")(
         "version", "print the version");
     return options.add(DescribeLimits());
 }
@@ -76,7 +76,7 @@ std::string VersionText() {
 }
 
 po::variables_map Parse(int argc, const char* const* argv, const po::options_description& options) {
-    // An abbreviation that works today may be ambiguous tomorrow.
+    // An abbreviation that is unique today may be ambiguous after the next release.
     const int style = po::command_line_style::default_style & ~po::command_line_style::allow_guessing;
     po::variables_map values;
     po::store(po::command_line_parser(argc, argv)
@@ -104,13 +104,13 @@ std::string DefaultStateFolder() {
     }
     if (const std::string home = FromEnvironment("HOME"); !home.empty())
         return home + "/.local/state/driverhost";
-    throw OptionError("there is no default state folder without $HOME; give --state-dir");
+    throw OptionError("there is no default state folder without $HOME; set --state-dir");
 }
 
 std::string DefaultPluginFolder() {
     std::error_code error;
     const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
-    if (error) throw OptionError("the program's own folder is unknown; give --plugin-dir");
+    if (error) throw OptionError("cannot find out the program's own folder; set --plugin-dir");
     return (program.parent_path().parent_path() / "plugins").string();
 }
 

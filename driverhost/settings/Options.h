@@ -10,32 +10,33 @@
 
 namespace driverhost {
 
-/// What the process returns.
+/// The exit statuses of the process.
 enum ExitStatus : int {
-    EXIT_ORDERLY = 0,   // ended as it was told to
-    EXIT_NO_START = 1,  // address in use, state folder unusable; or the last state could not be stored
-    EXIT_WRONG_USE = 2  // wrong options, faulty home file or plug-in
+    EXIT_ORDERLY = 0,  // ended when asked to, states stored
+    EXIT_NO_START =
+        1,  // could not start (address in use, state folder unusable), or could not store the last state
+    EXIT_WRONG_USE = 2  // wrong options, a fault in the home file, or a plug-in that does not fit
 };
 
 struct Options {
     std::string home;
     std::string stateFolder;
     ListenAddress listen;
-    std::string token;  // empty: none is asked for
+    std::string token;  // empty: requests need none
     std::string pluginFolder;
     unsigned int logLevel = 0;
     Limits limits;
 
-    std::string printOnly;  // help or version: to be printed instead of anything else
+    std::string printOnly;  // the help or version text; the process prints it and does nothing else
 };
 
-/// One line that tells what is wrong with the command line.
+/// What is wrong with the command line, in one line.
 class OptionError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// Throws OptionError. Reads the token file, too.
+/// Reads the token file as well. Throws OptionError.
 Options ParseOptions(int argc, const char* const* argv);
 
 }  // namespace driverhost

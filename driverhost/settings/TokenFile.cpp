@@ -22,13 +22,13 @@ constexpr std::size_t kMaxTokenBytes = 1024;
     throw OptionError("--token-file " + path + ": " + why);
 }
 
-// The open file is looked at, not its name: what was checked is what is read.
+// Checks the open file, not its name, so that what was checked is what is read.
 FileDescriptor OpenChecked(const std::string& path) {
     FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (!file) Refuse(path, "cannot be read: " + SystemReason());
     struct stat status {};
     if (fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) Refuse(path, "is not a file");
-    if ((status.st_mode & kForOthers) != 0) Refuse(path, "others may read or change it; chmod 600 it");
+    if ((status.st_mode & kForOthers) != 0) Refuse(path, "others may read or change it; run chmod 600 on it");
     return file;
 }
 
@@ -48,7 +48,7 @@ std::string ReadTokenFile(const std::string& path) {
     if (token.empty()) Refuse(path, "is empty; expected one line with the token");
     if (token.size() >= kMaxTokenBytes || !std::all_of(token.begin(), token.end(), IsVisible)) {
         Refuse(path, "expected one line of fewer than " + std::to_string(kMaxTokenBytes) +
-                         " visible ASCII characters without blanks");
+                         " visible ASCII characters, without blanks");
     }
     return token;
 }

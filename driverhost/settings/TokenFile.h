@@ -1,4 +1,4 @@
-// The file that holds the token which requests must show.
+// The file with the token that requests must show.
 #ifndef DRIVERHOST_SETTINGS_TOKENFILE_H
 #define DRIVERHOST_SETTINGS_TOKENFILE_H
 
@@ -6,8 +6,8 @@
 
 namespace driverhost {
 
-/// The token: the file's one line. Throws OptionError when the file cannot be read, may be read by
-/// others than its owner, or holds no token that fits into a header line.
+/// The token, which is the file's only line. Throws OptionError when the file cannot be read, when others
+/// than its owner may read or change it, or when it holds no token that fits into a header line.
 std::string ReadTokenFile(const std::string& path);
 
 }  // namespace driverhost

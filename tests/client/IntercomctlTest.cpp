@@ -190,7 +190,7 @@ TEST(Intercomctl, StateListShowsNumberTimeSizeAndChecksum) {
         "         4  2026-11-21T02:33:05Z          7  damaged: its checksum does not match\n",
         Ctl(server, {"state", "list"}).output);
     EXPECT_EQ(list, Ctl(server, {"--raw", "state", "list"}).output);
-    EXPECT_EQ("Nothing is stored of kitchen yet.\n",
+    EXPECT_EQ("Nothing of kitchen is stored yet.\n",
               Ctl(server, {"--driver", "kitchen", "state", "list"}).output);
     const test::ProgramResult none = Ctl(server, {"--driver", "x", "state", "list"});
     EXPECT_EQ(3, none.status);
@@ -214,7 +214,7 @@ TEST(Intercomctl, StateRestorePutsAGenerationBackAsItIs) {
     const TinyServer server({TinyServer::Xml(200, "<S><a> 1</a></S>"), kNoContent});
     const test::ProgramResult result = Ctl(server, {"state", "restore", "3"});
     EXPECT_EQ(0, result.status) << result.errors;
-    EXPECT_EQ("agent runs with generation 3 again; what it had before is kept as a generation.\n",
+    EXPECT_EQ("agent is running with generation 3 again; its former state is kept as a generation.\n",
               result.output);
     EXPECT_THAT(server.Requests(), ElementsAre(StartsWith("GET /drivers/agent/state/generations/3 HTTP/1.1"),
                                                AllOf(StartsWith("PUT /drivers/agent/state HTTP/1.1"),
@@ -282,8 +282,9 @@ TEST(Intercomctl, StateLoadSendsTheFile) {
     const std::string file = folder / "backup.xml";
     const test::ProgramResult result = Ctl(server, {"--driver", "kitchen", "state", "load", file});
     EXPECT_EQ(0, result.status) << result.errors;
-    EXPECT_EQ("kitchen runs with the state from " + file + "; what it had before is kept as a generation.\n",
-              result.output);
+    EXPECT_EQ(
+        "kitchen is running with the state from " + file + "; its former state is kept as a generation.\n",
+        result.output);
     EXPECT_THAT(server.Requests(), ElementsAre(AllOf(StartsWith("PUT /drivers/kitchen/state HTTP/1.1"),
                                                      EndsWith("\r\n\r\n<S><a> 1</a></S>\n"))));
     const test::ProgramResult refused = Ctl(server, {"state", "load", file});
@@ -309,7 +310,7 @@ TEST(Intercomctl, HelpListsTheDriversCommands) {
     const TinyServer server({TinyServer::Xml(200, kCommands), TinyServer::Xml(200, kCommands)});
     const std::string help = Ctl(server, {"help"}).output;
     EXPECT_THAT(help, StartsWith("Commands of agent:\n  addGroup  new group\n  SIP_CALL  call one; no reply\n"
-                                 "Besides them:\n  intercomctl help"));
+                                 "Commands of the client:\n  intercomctl help"));
     EXPECT_THAT(help, HasSubstr("\n  intercomctl state restore N "));
     EXPECT_THAT(Ctl(server, {"--driver", "kitchen", "help"}).output,
                 StartsWith("Commands of kitchen:\n  addGroup  new group\n  SIP_CALL  call one; no reply\n"));

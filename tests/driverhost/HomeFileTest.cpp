@@ -71,8 +71,9 @@ TEST_F(HomeFileTest, AMissingFileIsNamed) {
         ReadHomeFile("/nowhere/home.xml", plugins_.Path());
         FAIL() << "it was read";
     } catch (const HomeFileError& error) {
-        EXPECT_STREQ(error.what(),
-                     "cannot read /nowhere/home.xml: No such file or directory; --home names the home file");
+        EXPECT_STREQ(
+            error.what(),
+            "cannot read /nowhere/home.xml: No such file or directory; --home must name the home file");
     }
 }
 
@@ -119,7 +120,7 @@ TEST_F(HomeFileTest, ANameThatIsAnotherDriversIdIsRefused) {
 TEST_F(HomeFileTest, IdsOutsideTheirRangeAreRefused) {
     for (const char* id : {"", "0", "-1", "4294967296", "99999999999999999999", "0x10", " 1", "1 ", "one"}) {
         EXPECT_EQ(FaultOf("<home>\n" + Driver(id, "a") + "</home>"),
-                  "home.xml:2: the driver id '" + std::string(id) + "' is no number from 1 to 4294967295");
+                  "home.xml:2: the driver id '" + std::string(id) + "' is not a number from 1 to 4294967295");
     }
 }
 
@@ -127,11 +128,11 @@ TEST_F(HomeFileTest, NamesThatCannotNameAFolderAreRefused) {
     for (const char* name : {"", ".", "..", "a/b", ".lock"}) {
         EXPECT_THAT(FaultOf("<home>\n" + Driver("1", name) + "</home>"),
                     testing::AllOf(testing::StartsWith("home.xml:2: the driver name '"),
-                                   testing::HasSubstr("cannot name a folder")));
+                                   testing::HasSubstr("cannot be the name of a folder")));
     }
     EXPECT_THROW(Parse("<home>" + Driver("1", "a&#10;b") + "</home>"), HomeFileError);
     EXPECT_THAT(FaultOf("<home>" + Driver("1", std::string(101, 'n')) + "</home>"),
-                testing::HasSubstr("cannot name a folder"));
+                testing::HasSubstr("cannot be the name of a folder"));
 }
 
 TEST_F(HomeFileTest, MissingElementsAreNamed) {
@@ -145,19 +146,19 @@ TEST_F(HomeFileTest, MissingElementsAreNamed) {
 
 TEST_F(HomeFileTest, ElementsThatStandTwiceAreRefused) {
     EXPECT_EQ(FaultOf("<home>" + Driver("1", "a", "\n<id>2</id>") + "</home>"),
-              "home.xml:2: element 'id' stands twice in 'driver'");
+              "home.xml:2: there is more than one element 'id' in 'driver'");
     EXPECT_EQ(FaultOf("<home><controller/>\n<controller/></home>"),
-              "home.xml:2: element 'controller' stands twice in 'home'");
+              "home.xml:2: there is more than one element 'controller' in 'home'");
 }
 
 TEST_F(HomeFileTest, StrayTextIsRefused) {
     EXPECT_EQ(FaultOf("<home>\n" + Driver("1", "a", "on") + "</home>"),
-              "home.xml:2: text between the elements of 'driver'; expected elements only");
+              "home.xml:2: there is text between the elements of 'driver'; expected nothing but elements");
 }
 
 TEST_F(HomeFileTest, ElementsInAValueAreRefused) {
     EXPECT_EQ(FaultOf("<home>" + Driver("1", "\n<b>a</b>") + "</home>"),
-              "home.xml:1: 'name' holds elements; expected text");
+              "home.xml:1: 'name' has elements in it; expected text");
 }
 
 TEST_F(HomeFileTest, AMissingLibraryIsNamedWithItsPlace) {
@@ -168,27 +169,27 @@ TEST_F(HomeFileTest, AMissingLibraryIsNamedWithItsPlace) {
 
 TEST_F(HomeFileTest, ALibraryIsANameNotAPath) {
     for (const char* library : {"", "../lamp", "/lib/lamp", ".lamp", "lamp 2", "lamp--2", "lamp-"}) {
-        EXPECT_THAT(
-            FaultOf("<home>\n<driver><id>1</id><name>a</name>\n<library>" + std::string(library) +
-                    "</library></driver></home>"),
-            testing::StartsWith("home.xml:3: the library name '" + std::string(library) + "' is not usable"));
+        EXPECT_THAT(FaultOf("<home>\n<driver><id>1</id><name>a</name>\n<library>" + std::string(library) +
+                            "</library></driver></home>"),
+                    testing::StartsWith("home.xml:3: the library name '" + std::string(library) +
+                                        "' cannot be used"));
     }
     EXPECT_EQ(FaultOf("<home><driver><id>1</id><name>a</name><library>agent-2</library></driver></home>"),
               "none");
 }
 
 TEST_F(HomeFileTest, AnAddressThatIsNoIPv4AddressIsRefused) {
-    EXPECT_EQ(
-        FaultOf("<home><controller>\n<address>kitchen</address></controller></home>"),
-        "home.xml:2: the address 'kitchen' is no IPv4 address; expected one like 192.168.1.10, or none");
+    EXPECT_EQ(FaultOf("<home><controller>\n<address>kitchen</address></controller></home>"),
+              "home.xml:2: the address 'kitchen' is not an IPv4 address; expected one like 192.168.1.10, or "
+              "nothing");
 }
 
 TEST_F(HomeFileTest, WhatIsWrongIsToldOnOneLineWhateverTheTextsHold) {
     EXPECT_EQ(FaultOf("<home><controller><address>10.0.\n0.2\x7F</address></controller></home>"),
-              "home.xml:1: the address '10.0.&#10;0.2&#127;' is no IPv4 address; expected one like "
-              "192.168.1.10, or none");
+              "home.xml:1: the address '10.0.&#10;0.2&#127;' is not an IPv4 address; expected one like "
+              "192.168.1.10, or nothing");
     EXPECT_EQ(FaultOf("<home>" + Driver("1\n", "a") + "</home>"),
-              "home.xml:1: the driver id '1&#10;' is no number from 1 to 4294967295");
+              "home.xml:1: the driver id '1&#10;' is not a number from 1 to 4294967295");
 }
 
 TEST_F(HomeFileTest, ADocumentTypeIsRefused) {

@@ -108,7 +108,7 @@ TEST_F(RoutesTest, ADriverThatThrowsAnswers500AndGoesOn) {
     StartLamp();
     const Response response = Ask("POST", "/drivers/lamp/commands/throw");
     EXPECT_EQ(response.status, 500U);
-    EXPECT_EQ(response.body, "<error>driver lamp threw in throw: on demand; its log tells more</error>");
+    EXPECT_EQ(response.body, "<error>driver lamp threw in throw: on demand; the log says more</error>");
     EXPECT_EQ(Ask("POST", "/drivers/lamp/commands/throwNumber").status, 500U);
     EXPECT_EQ(Command("lamp", "count"), "<count>1</count>");
     EXPECT_EQ(metrics_.OfDriver("lamp").failures, 2U);
@@ -134,7 +134,7 @@ TEST_F(RoutesTest, ADriverThatDoesNotRunAnswers503WithTheReason) {
         EXPECT_EQ(response.status, 503U);
         EXPECT_THAT(response.body,
                     HasSubstr("driver lamp does not run: driver lamp threw in Initialize: not today; "
-                              "POST /drivers/lamp/restart tries it again"));
+                              "POST /drivers/lamp/restart tries again"));
     }
     EXPECT_EQ(Ask("POST", "/drivers/lamp/commands/count").status, 503U);
     EXPECT_EQ(Ask("POST", "/drivers/lamp/restart").status, 500U);
@@ -173,8 +173,8 @@ TEST_F(RoutesTest, AChangeThatCannotBeStoredAnswers503AndIsKept) {
     const Response response = Ask("POST", "/drivers/lamp/commands/set", "value=dim");
     EXPECT_EQ(response.status, 503U);
     EXPECT_THAT(response.body,
-                HasSubstr("No space left on device; the change is kept in memory and storing is "
-                          "tried again"));
+                HasSubstr("No space left on device; the change is kept in memory, and the host "
+                          "keeps trying to store it"));
     EXPECT_EQ(Ask("GET", "/health").status, 503U);
     EXPECT_THAT(Ask("GET", "/health").body, HasSubstr("the state of driver lamp is not stored: cannot "));
     EXPECT_THAT(Command("lamp", "get"), HasSubstr("<value>dim</value>"));

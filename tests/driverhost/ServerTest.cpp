@@ -328,7 +328,7 @@ TEST_F(ServerTest, AnAddressInUseIsRefused) {
         FAIL() << "it took the address";
     } catch (const ListenError& error) {
         EXPECT_EQ(error.what(), "cannot listen on 127.0.0.1:" + std::to_string(port_) +
-                                    ": Address already in use; --listen takes another address");
+                                    ": Address already in use; choose another address with --listen");
     }
 }
 

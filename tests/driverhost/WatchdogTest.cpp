@@ -80,7 +80,7 @@ TEST_F(WatchdogTest, WhileACallHoldsTheThreadClientsHearWhichOne) {
             EXPECT_THAT(answer.body, StartsWith("driver lamp has held the driver thread in hold for "));
         }
     }
-    EXPECT_TRUE(log.Comes("driver lamp has let go of the driver thread"));
+    EXPECT_TRUE(log.Comes("driver lamp has released the driver thread"));
     const std::string text = log.Text();
     EXPECT_THAT(text, HasSubstr(" 3 host driver lamp has held the driver thread in hold for "));
     EXPECT_EQ(text.find("has held"), text.rfind("has held")) << "one line a call";
@@ -116,18 +116,18 @@ TEST_F(WatchdogTest, ALoopThatDoesNotTurnIsTheHostsOwnFault) {
 
 TEST_F(WatchdogTest, ACallThatReturnedShowsThatTheLoopTurns) {
     { const CallScope scope(thread_, "lamp", "hold"); }
-    EXPECT_EQ(thread_.LastTurn(), std::nullopt) << "it never ran";
+    EXPECT_EQ(thread_.LastHeartbeat(), std::nullopt) << "it never ran";
     thread_.After(1ms, [this] { thread_.Stop(); });
     thread_.Run();
     std::this_thread::sleep_for(30ms);  // some ticks of the coarse clock
     const auto called = CoarseNow();
     { const CallScope scope(thread_, "lamp", "hold"); }
-    EXPECT_GE(thread_.LastTurn(), called);
+    EXPECT_GE(thread_.LastHeartbeat(), called);
 }
 
 TEST_F(WatchdogTest, AfterLettingGoOfTheSocketItAnswersNobody) {
     Watch();
-    watchdog_->LetGoOfSocket();
+    watchdog_->ReleaseSocket();
     const CallScope scope(thread_, "lamp", "hold");
     std::this_thread::sleep_for(150ms);
     HttpConnection connection(server_.Address().port, 300ms);

@@ -212,7 +212,8 @@ TEST_F(BoundsTest, ReaderEventsBeyondDropTheReader) {
     for (int burst = 0; burst < 200 && Metric("driverhost_event_readers") > 0; ++burst)
         Command("lamp", "event", "times=1&text=" + std::string(500'000, 'x'));
     EXPECT_EQ(Metric("driverhost_event_readers"), 0);
-    EXPECT_THAT(Log(), HasSubstr(" 6 host an event reader is too slow and was dropped; it may resume\n"));
+    EXPECT_THAT(Log(),
+                HasSubstr(" 6 host an event reader was too slow and has been dropped; it may resume\n"));
 }
 
 TEST_F(BoundsTest, EndTimeOverDropsAnswers) {

@@ -359,7 +359,7 @@ TEST_F(ManagerTest, ThatDoesNotReadHoldsNobody) {
     FillQueue();
     Reread();
     EXPECT_EQ(Command("lamp", "count"), "<count>1</count>");
-    EXPECT_THAT(Log(), HasSubstr(" 3 host the service manager at " + path_ + " does not listen\n"));
+    EXPECT_THAT(Log(), HasSubstr(" 3 host the service manager at " + path_ + " is not listening\n"));
     EXPECT_EQ(Stop(), 0);
 }
 

@@ -142,7 +142,7 @@ TEST_F(Sysman, StartsWhatRunsAlreadyNotTwice) {
     SetProgram(kObedient);
     Ask("enable");
     const pid_t first = Noted();
-    EXPECT_THAT(Ask("enable").errors, HasSubstr("runs already"));
+    EXPECT_THAT(Ask("enable").errors, HasSubstr("is running already"));
     EXPECT_EQ(first, Noted());
     EXPECT_TRUE(Lives(first));
 }
@@ -161,7 +161,7 @@ TEST_F(Sysman, KillEndsTheProgramAtOnce) {
     const pid_t program = Noted();
     EXPECT_EQ("kill\n", Ask("kill").output);
     EXPECT_TRUE(EndsInTime(program));
-    EXPECT_THAT(Ask("kill").errors, HasSubstr("no program runs"));
+    EXPECT_THAT(Ask("kill").errors, HasSubstr("no program is running"));
 }
 
 TEST_F(Sysman, KillThenEnableIsARestart) {
@@ -230,7 +230,7 @@ TEST_F(Sysman, SignalsNobodyWhoHasTheNumberOfTheProgramThatEnded) {
     // As if the program had been started at another time than the process of that number.
     noted.insert(noted.find(' ') + 1, "9");
     test::WriteFile(folder / "state" / "sipproxy.process", noted);
-    EXPECT_THAT(Ask("kill").errors, HasSubstr("no program runs"));
+    EXPECT_THAT(Ask("kill").errors, HasSubstr("no program is running"));
     EXPECT_TRUE(Lives(program));
     ::kill(program, SIGKILL);
 }

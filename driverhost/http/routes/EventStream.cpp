@@ -25,7 +25,7 @@ void EventStream::DropOldest() {
     kept_.pop_front();
 }
 
-// Many events of one call wake the readers once.
+// Wakes the readers once, however many events the current call publishes.
 void EventStream::WakeReaders() {
     if (readers_.empty() || std::exchange(waking_, true)) return;
     post_([this] {

@@ -1,7 +1,7 @@
-// The notifications of all drivers, kept for readers that follow them as server-sent events.
+// Keeps the drivers' notifications for readers, which follow them as server-sent events.
 //
-// The last events stay in a ring. A reader is a position in it, so it needs no queue of its own,
-// and one that stands still costs the others nothing.
+// The latest events are in one queue, and each reader has a position in it. So a reader needs no queue of its
+// own, and a slow one costs the others nothing.
 #ifndef DRIVERHOST_HTTP_ROUTES_EVENTSTREAM_H
 #define DRIVERHOST_HTTP_ROUTES_EVENTSTREAM_H
 
@@ -18,7 +18,7 @@
 
 namespace driverhost {
 
-/// Told that there is something new, never inside a call into a driver.
+/// Is told when there are new events, but never during a call into a driver.
 class EventReader {
 public:
     virtual void OnEvents() = 0;
@@ -32,24 +32,24 @@ class EventStream {
 public:
     using Post = std::function<void(std::function<void()>)>;
 
-    /// `firstId` is the id of the first event; `post` runs work later on this thread.
+    /// `firstId` is the id of the first event. `post` runs work on this thread later.
     EventStream(std::uint64_t firstId, const Limits& limits, Post post);
 
-    /// One notification, as XML text. Calls no reader.
+    /// Adds a notification, as XML text. Readers are told later.
     void Publish(std::string_view element);
 
-    /// Where a reader begins that says it has seen everything up to that id.
+    /// Where the stream begins for a reader that has seen everything up to that id.
     StreamStart Begin(const std::optional<std::string_view>& lastEventId) const;
 
     enum class Taken { Nothing, Some, Lost };
-    /// Appends the events from `next` on to `text`, some `maxBytes` at most, and moves `next` behind
-    /// them. Lost when the event is not kept any more.
+    /// Appends the events from `next` on to `text`, about `maxBytes` of them, and moves `next` past them.
+    /// Lost when the event `next` is no longer kept.
     Taken Take(std::uint64_t& next, std::string& text, std::size_t maxBytes) const;
 
-    /// The id that the next event will get.
+    /// The id of the next event.
     std::uint64_t NextId() const { return nextId_; }
 
-    /// The reader must be taken away before it goes.
+    /// The reader must be removed before it is destroyed.
     void AddReader(EventReader& reader) { readers_.insert(&reader); }
     void RemoveReader(EventReader& reader) { readers_.erase(&reader); }
     std::size_t Readers() const { return readers_.size(); }
@@ -62,16 +62,16 @@ private:
     const std::uint64_t firstId_;
     const Limits& limits_;
     const Post post_;
-    std::deque<std::string> kept_;  // ready to be sent, the newest last
+    std::deque<std::string> kept_;  // as they are sent, the newest last
     std::size_t keptBytes_ = 0;
     std::uint64_t nextId_;
     std::unordered_set<EventReader*> readers_;  // not owned
     bool waking_ = false;
 };
 
-/// What a stream begins with when something is lost.
+/// The beginning of a stream when events were lost.
 inline constexpr std::string_view kResetEvent = "event: reset\ndata: <reset/>\n\n";
-/// A sign of life; readers skip it.
+/// A comment line, which readers skip. It shows that the connection is alive.
 inline constexpr std::string_view kEventComment = ":\n\n";
 
 }  // namespace driverhost

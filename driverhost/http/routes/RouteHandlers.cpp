@@ -1,4 +1,4 @@
-// What is done at each path.
+// The operations behind the paths, except those of states.
 #include <utility>
 
 #include "driverhost/http/FormData.h"
@@ -24,7 +24,7 @@ void AddCommands(DvXML::INode& list, const std::vector<CommandInfo>& commands, c
     }
 }
 
-// The first field "name" is the event's name, the others stay parameters, further "name"s too.
+// The first field "name" is the name of the event. All others are parameters, even if they are called "name".
 SystemEvent MakeEvent(unsigned int eventClass, Parameters fields) {
     SystemEvent event{eventClass, {}, std::move(fields)};
     const auto isName = [](const auto& field) { return field.first == kEventNameField; };
@@ -36,7 +36,7 @@ SystemEvent MakeEvent(unsigned int eventClass, Parameters fields) {
 }
 
 Response CommandResponse(const Driver& driver, const std::string& command, CommandResult result) {
-    if (!result.fault.empty()) return ErrorResponse(500, result.fault + "; its log tells more");
+    if (!result.fault.empty()) return ErrorResponse(500, result.fault + "; the log says more");
     if (!result.known) {
         return ErrorResponse(404, "driver " + driver.Name() + " has no command '" + command +
                                       "'; GET /drivers/" + driver.Name() + "/commands lists them");
@@ -56,7 +56,7 @@ Driver* Routes::FindRunning(const std::string& nameOrId, const Reply& reply) {
     Driver* driver = FindDriver(nameOrId, reply);
     if (!driver || driver->IsRunning()) return driver;
     reply(ErrorResponse(503, "driver " + driver->Name() + " does not run: " + driver->Failure() +
-                                 "; POST /drivers/" + driver->Name() + "/restart tries it again"));
+                                 "; POST /drivers/" + driver->Name() + "/restart tries again"));
     return nullptr;
 }
 
@@ -120,7 +120,7 @@ void Routes::FollowEvents(const Request& request, const Path&, const Reply& repl
     reply(std::move(response));
 }
 
-void Routes::TellHealth(const Request&, const Path&, const Reply& reply) {
+void Routes::ReportHealth(const Request&, const Path&, const Reply& reply) {
     std::vector<std::string> warnings = served_.keeper.Warnings();
     for (const auto& driver : served_.drivers.All()) {
         if (!driver->IsRunning())
@@ -137,7 +137,7 @@ void Routes::TellHealth(const Request&, const Path&, const Reply& reply) {
     reply(XmlResponse(health->NodeToText()));
 }
 
-void Routes::TellMetrics(const Request&, const Path&, const Reply& reply) {
+void Routes::ReportMetrics(const Request&, const Path&, const Reply& reply) {
     Response response;
     response.status = 200;
     response.contentType = kMetricsType;
@@ -145,13 +145,14 @@ void Routes::TellMetrics(const Request&, const Path&, const Reply& reply) {
     reply(std::move(response));
 }
 
-// What was answered is stored: the answer waits until what this call marked is on disk.
+// What is answered is stored: the answer waits until the state that this call changed is on disk.
 void Routes::ReplyStored(Response response, const Reply& reply) {
     if (served_.keeper.IsSettled()) return reply(std::move(response));
     served_.keeper.Settle([response = std::move(response), reply](const std::string& error) {
         if (error.empty()) return reply(response);
-        reply(ErrorResponse(503, "done, but not stored: " + error +
-                                     "; the change is kept in memory and storing is tried again"));
+        reply(
+            ErrorResponse(503, "done, but not stored: " + error +
+                                   "; the change is kept in memory, and the host keeps trying to store it"));
     });
 }
 

@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::string_view kAny = "*";
 
-// "/drivers/front%20door/state" as its decoded parts; none when it is malformed.
+// Splits "/drivers/front%20door/state" into its decoded parts. None when it is malformed.
 std::optional<std::vector<std::string>> SplitPath(std::string_view path) {
     std::vector<std::string> parts;
     parts.reserve(static_cast<std::size_t>(std::count(path.begin(), path.end(), '/')));
@@ -48,8 +48,8 @@ const std::vector<Routes::Route>& Routes::Table() {
         {"POST", {"drivers", "*", "restart"}, &Routes::Restart},
         {"POST", {"system-events", "*"}, &Routes::DeliverSystemEvent},
         {"GET", {"events"}, &Routes::FollowEvents},
-        {"GET", {"health"}, &Routes::TellHealth},
-        {"GET", {"metrics"}, &Routes::TellMetrics},
+        {"GET", {"health"}, &Routes::ReportHealth},
+        {"GET", {"metrics"}, &Routes::ReportMetrics},
     };
     return table;
 }
@@ -65,7 +65,8 @@ void Routes::Answer(const Request& request, const Reply& reply) {
         return reply(ErrorResponse(400, "parameters in the address are not read; send them as form fields"));
     }
     const auto path = SplitPath(request.target.substr(0, query));
-    if (!path) return reply(ErrorResponse(400, "malformed path: expected UTF-8, with %XX where needed"));
+    if (!path)
+        return reply(ErrorResponse(400, "malformed path: expected UTF-8 text, percent-encoded where needed"));
     Find(request, *path, reply);
 }
 
@@ -81,7 +82,7 @@ void Routes::Find(const Request& request, const Path& path, const Reply& reply) 
                                    "no such path; GET /drivers lists the drivers, and "
                                    "POST /drivers/NAME/commands/COMMAND runs a command"));
     }
-    Response response = ErrorResponse(405, "this path is for " + allowed);
+    Response response = ErrorResponse(405, "this path takes only " + allowed);
     response.headers = "Allow: " + allowed + "\r\n";
     reply(std::move(response));
 }

@@ -1,4 +1,4 @@
-// The paths of the HTTP interface and what is done at each.
+// The paths of the HTTP interface and the operations behind them.
 #ifndef DRIVERHOST_HTTP_ROUTES_ROUTES_H
 #define DRIVERHOST_HTTP_ROUTES_ROUTES_H
 
@@ -16,7 +16,7 @@
 
 namespace driverhost {
 
-/// What the routes serve. Not owned.
+/// What the routes work on. Not owned.
 struct Served {
     DriverTable& drivers;
     StateKeeper& keeper;
@@ -32,14 +32,14 @@ class Routes {
 public:
     explicit Routes(Served served);
 
-    /// Looks at a request whose head is complete.
+    /// Decides about a request whose head is complete: refuses it, or says how large its body may be.
     struct Admission {
         std::optional<Response> refusal;
         std::size_t bodyLimit;
     };
     Admission Admit(const Request& head) const;
 
-    /// Carries an admitted request out and replies, at once or when what it changed is on disk.
+    /// Carries out an admitted request. Replies at once, or when what the request changed is on disk.
     void Answer(const Request& request, const Reply& reply);
 
 private:
@@ -64,8 +64,8 @@ private:
     void Restart(const Request& request, const Path& path, const Reply& reply);
     void DeliverSystemEvent(const Request& request, const Path& path, const Reply& reply);
     void FollowEvents(const Request& request, const Path& path, const Reply& reply);
-    void TellHealth(const Request& request, const Path& path, const Reply& reply);
-    void TellMetrics(const Request& request, const Path& path, const Reply& reply);
+    void ReportHealth(const Request& request, const Path& path, const Reply& reply);
+    void ReportMetrics(const Request& request, const Path& path, const Reply& reply);
 
     Driver* FindDriver(const std::string& nameOrId, const Reply& reply);
     Driver* FindRunning(const std::string& nameOrId, const Reply& reply);

@@ -1,4 +1,4 @@
-// What is done at the paths of a driver's state.
+// The operations behind the paths of a driver's state.
 #include <utility>
 
 #include "driverhost/http/routes/Routes.h"
@@ -26,7 +26,7 @@ Response ListResponse(const std::vector<Generation>& generations) {
 
 Response GenerationResponse(const std::string& driver, std::uint64_t number,
                             const std::optional<Generation>& generation) {
-    const std::string lists = "; GET /drivers/" + driver + "/state/generations lists what is kept";
+    const std::string lists = "; GET /drivers/" + driver + "/state/generations lists those that are kept";
     if (!generation) {
         return ErrorResponse(404,
                              "driver " + driver + " has no generation " + std::to_string(number) + lists);
@@ -37,7 +37,7 @@ Response GenerationResponse(const std::string& driver, std::uint64_t number,
 }
 
 Response LookFailed(const Fault& error) {
-    return ErrorResponse(503, "the stored documents cannot be looked at: " + error);
+    return ErrorResponse(503, "the stored documents cannot be read: " + error);
 }
 
 }  // namespace
@@ -46,7 +46,7 @@ void Routes::GetState(const Request&, const Path& path, const Reply& reply) {
     Driver* driver = FindRunning(path[1], reply);
     if (!driver) return;
     PulledState pulled = driver->PullState();
-    if (!pulled.error.empty()) return reply(ErrorResponse(500, pulled.error + "; its log tells more"));
+    if (!pulled.error.empty()) return reply(ErrorResponse(500, pulled.error + "; the log says more"));
     reply(pulled.document ? XmlResponse(std::move(*pulled.document)) : EmptyResponse());
 }
 
@@ -60,7 +60,7 @@ void Routes::PutState(const Request& request, const Path& path, const Reply& rep
     ReplyRestarted(*driver, served_.drivers.RestartWith(*driver, *document->DocumentGetRoot()), reply);
 }
 
-// The store's thread looks; the driver thread goes on meanwhile.
+// The store's thread reads them, while the driver thread goes on.
 void Routes::ListGenerations(const Request&, const Path& path, const Reply& reply) {
     Driver* driver = FindDriver(path[1], reply);
     if (!driver) return;

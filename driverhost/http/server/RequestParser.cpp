@@ -80,7 +80,7 @@ void RequestParser::on_field_impl(Field known, Text name, Text value, Error&) {
     if (line->count++ == 0) line->value.assign(value.data(), value.size());
 }
 
-// The limit of bodies is known by now, and holds for what the head promises.
+// By now the head was checked against the limit of bodies, so the length can be trusted.
 void RequestParser::on_body_init_impl(const boost::optional<std::uint64_t>& length, Error&) {
     if (length) parts_.body.reserve(static_cast<std::size_t>(*length));
 }

@@ -1,5 +1,5 @@
-// Beast's parser, which tells of a request piece by piece, and what the host keeps of that: the lines that it
-// looks at, in texts that stay for the connection's next request.
+// Beast's parser reports a request piece by piece. What the host needs of it is kept here, in strings that
+// are used again for the next request of the connection.
 #ifndef DRIVERHOST_HTTP_SERVER_REQUESTPARSER_H
 #define DRIVERHOST_HTTP_SERVER_REQUESTPARSER_H
 
@@ -12,22 +12,22 @@
 
 namespace driverhost {
 
-/// A line of the head, of which the first one counts.
+/// A line of the head. If it is there more than once, the first one counts.
 struct HeadLine {
-    std::size_t count = 0;  // how often it stands there
-    std::string value;      // of the first
+    std::size_t count = 0;
+    std::string value;  // of the first one
 
     std::optional<std::string_view> Get() const {
         return count == 0 ? std::nullopt : std::optional<std::string_view>(value);
     }
 };
 
-/// What came of a request.
+/// The parts of a request that have arrived.
 struct RequestParts {
-    /// Empty again. Room for heads and small bodies stays.
+    /// Empties everything, but keeps the memory of heads and small bodies.
     void Clear();
     void ClearBody();
-    /// `request` gets views into this.
+    /// Sets the views of `request`, which point into this.
     void FillHead(Request& request) const;
 
     std::string method;
@@ -43,10 +43,10 @@ struct RequestParts {
     std::string body;
 };
 
-/// One request; made anew for each.
+/// Parses one request. A new one is made for each.
 class RequestParser final : public boost::beast::http::basic_parser<true> {
 public:
-    /// Appends to `parts`, which is clear and outlives this.
+    /// Fills `parts`, which must be empty and outlive this.
     explicit RequestParser(RequestParts& parts) : parts_(parts) {}
 
     bool IsBeforeVersion11() const { return version_ < 11; }
@@ -60,7 +60,7 @@ private:
 
     // basic_parser
     void on_request_impl(boost::beast::http::verb, Text method, Text target, int version, Error&) override;
-    void on_response_impl(int, Text, int, Error&) override {}  // never called: this parses requests
+    void on_response_impl(int, Text, int, Error&) override {}  // only called for responses
     void on_field_impl(Field field, Text name, Text value, Error&) override;
     void on_header_impl(Error&) override {}
     void on_body_init_impl(const boost::optional<std::uint64_t>& length, Error&) override;

@@ -19,8 +19,8 @@ namespace http = boost::beast::http;
 
 constexpr std::size_t kReadBytes = 16 * 1024;
 
-// The end of a chunked body. Given three of these bytes and then a fourth, the parser asserts, which
-// ends a process that was built with assertions: it is given all of them at once.
+// The end of a chunked body. If the parser gets three of these bytes and then the fourth, one of its
+// assertions fails and ends the process. So it gets all of them at once.
 constexpr std::string_view kLastChunk = "0\r\n\r\n";
 
 bool IsOversizedHead(const beast::error_code& error) {
@@ -37,10 +37,11 @@ struct RequestReader::Parser {
         message.emplace(parts);
         message->header_limit(static_cast<std::uint32_t>(headBytes));
         bodyBytes = largestBody;
-        message->body_limit(std::numeric_limits<std::uint64_t>::max());  // whose it is tells the head
+        message->body_limit(
+            std::numeric_limits<std::uint64_t>::max());  // until the head has shown which one applies
     }
 
-    // True when a part was understood; else `error` is set, or more bytes are needed.
+    // True when the parser used some bytes. Otherwise it needs more, or `error` is set.
     bool Put() {
         if (buffer.size() == 0) return false;
         const std::size_t used = message->put(buffer.data(), error);
@@ -68,11 +69,13 @@ struct RequestReader::Parser {
     }
 
     Progress FailBody() {
-        return Fail(413, "the body is too large; at most " + std::to_string(bodyBytes) + " bytes are taken");
+        return Fail(413,
+                    "the body is too large; it may have at most " + std::to_string(bodyBytes) + " bytes");
     }
 
     Progress FailHead() {
-        return Fail(431, "the head is too large; at most " + std::to_string(headBytes) + " bytes are taken");
+        return Fail(431,
+                    "the head is too large; it may have at most " + std::to_string(headBytes) + " bytes");
     }
 
     bool IsTooLong() const {
@@ -90,13 +93,13 @@ struct RequestReader::Parser {
     RequestParts parts;
     std::optional<RequestParser> message;
     beast::error_code error;
-    std::size_t understood = 0;  // bytes of the current request
+    std::size_t understood = 0;  // bytes of the current request that were parsed
     bool headDone = false;
     Request request;
     Response failure;
 };
 
-// The parser bounds what it is given at a time, so what came before is counted here.
+// The parser only bounds the bytes that it gets in one call. The sum is checked here.
 RequestReader::Progress RequestReader::Parser::AdvanceHead() {
     if (!message) Begin();
     Put();
@@ -112,18 +115,18 @@ RequestReader::Progress RequestReader::Parser::AdvanceHead() {
     return Progress::HeadDone;
 }
 
-// Where a request ends must not be a matter of opinion: what another server on the way may
-// understand otherwise would let a second request hide in the first one's body.
+// Everybody on the way must agree on where a request ends. If another server read the framing differently, a
+// second request could hide in the body of the first.
 Fault RequestReader::Parser::FramingFault() const {
     if (parts.contentLength.count > 1 || parts.contentLength.value.find(',') != std::string::npos) {
-        return "Content-Length stands there more than once; send it once";
+        return "there is more than one Content-Length; send it once";
     }
     const HeadLine& encoding = parts.transferEncoding;
     if (encoding.count == 0) return {};
     if (encoding.count > 1 || !beast::iequals(encoding.value, "chunked")) {
-        return "no transfer encoding but chunked is understood";
+        return "the only transfer encoding that is understood is chunked";
     }
-    return message->IsBeforeVersion11() ? "HTTP/1.0 knows no transfer encoding" : Fault();
+    return message->IsBeforeVersion11() ? "HTTP/1.0 has no transfer encodings" : Fault();
 }
 
 RequestReader::Progress RequestReader::Parser::AdvanceBody() {
@@ -132,7 +135,8 @@ RequestReader::Progress RequestReader::Parser::AdvanceBody() {
         if (IsWithinLastChunk()) return Progress::NeedBody;
         if (Put()) continue;
         if (error) return FailByError();
-        // Body bytes are taken at once: what stays is the frame of a chunk, and that is short.
+        // The parser takes the bytes of bodies at once. What it leaves is the frame of a chunk, which is
+        // short.
         return buffer.size() > headBytes ? FailHead() : Progress::NeedBody;
     }
     request.body = parts.body;

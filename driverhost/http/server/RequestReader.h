@@ -1,4 +1,4 @@
-// Makes requests of the bytes of a connection, as they come.
+// Turns the bytes of a connection into requests.
 #ifndef DRIVERHOST_HTTP_SERVER_REQUESTREADER_H
 #define DRIVERHOST_HTTP_SERVER_REQUESTREADER_H
 
@@ -14,49 +14,49 @@ namespace driverhost {
 class RequestReader {
 public:
     enum class Progress {
-        NeedHead,  // more bytes are needed, the head is not complete
-        HeadDone,  // told once: the head can be looked at
-        NeedBody,  // more bytes are needed, the body is not complete
+        NeedHead,  // the head is not complete: more bytes are needed
+        HeadDone,  // returned once: the head is complete and can be checked
+        NeedBody,  // the body is not complete: more bytes are needed
         Done,      // the request is complete
-        Failed     // see Failure; the connection can only be closed
+        Failed     // the connection cannot be used any more; see Failure
     };
 
-    /// Heads larger than `headBytes` fail with 431, bodies larger than `bodyBytes` with 413.
+    /// Larger heads fail with 431, larger bodies with 413.
     RequestReader(std::size_t headBytes, std::size_t bodyBytes);
     RequestReader(const RequestReader&) = delete;
     RequestReader& operator=(const RequestReader&) = delete;
     ~RequestReader();
 
-    /// Room for the next bytes; valid until the next call.
+    /// Where the next bytes go. Valid until the next call.
     std::span<char> Prepare();
-    /// So many were filled in.
+    /// That many bytes were written there.
     void Commit(std::size_t bytes);
 
-    /// Goes on with what has come.
+    /// Goes on with the bytes that have arrived.
     Progress Advance();
 
-    /// True when something of the current request has come.
+    /// True when a part of the current request has arrived.
     bool HasBegun() const;
 
-    // From HeadDone on; the body from Done on. Views are valid until Next.
+    // The head may be used after HeadDone, the body after Done. The views are valid until Next.
     const Request& Get() const;
     bool KeepAlive() const;
     bool ExpectsContinue() const;
-    /// A smaller limit for this request's body; false when its length is known to be beyond.
+    /// Sets a smaller limit for the body of this request. False when the head announces a larger one.
     bool LimitBody(std::size_t bytes);
 
-    /// The size of this request's body: what its head promises, or what has come when it promises nothing. 0
-    /// for a small body, which takes no memory of its own.
+    /// The size of this request's body: the announced length, or what has arrived when none was announced. 0
+    /// if the body is small, as it takes no memory of its own then.
     std::size_t BodyBytes() const;
-    /// The request is answered: gives that memory back. The views but that of the body stay.
+    /// Frees the memory of the body. The other views stay valid.
     void ForgetBody();
 
-    /// The answer to what Failed.
+    /// The response after Failed.
     Response Failure() const;
 
-    /// Forgets the request; bytes behind it are the beginning of the next one.
+    /// Drops the request. The bytes after it are the beginning of the next one.
     void Next();
-    /// Forgets everything that has come.
+    /// Drops all bytes that were not used yet.
     void Discard();
 
 private:

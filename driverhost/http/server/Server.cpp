@@ -20,7 +20,7 @@ namespace asio = boost::asio;
 using asio::ip::tcp;
 using ErrorCode = boost::system::error_code;
 
-constexpr std::chrono::milliseconds kAcceptPause{1000};  // when the system cannot give one more
+constexpr std::chrono::milliseconds kAcceptPause{1000};  // after the system could not give another connection
 
 // Programs that drivers start must not inherit connections.
 void CloseOnExec(int socket) {
@@ -69,11 +69,11 @@ Server::Impl::Impl(DriverThread& thread, const ListenAddress& wanted, const Limi
         address.port = acceptor.local_endpoint().port();
     } catch (const boost::system::system_error& error) {
         throw ListenError("cannot listen on " + wanted.ToText() + ": " + error.code().message() +
-                          "; --listen takes another address");
+                          "; choose another address with --listen");
     }
 }
 
-// What the loop still holds must find no context any more.
+// Handlers that are still in the loop must not use the context, which is destroyed here.
 Server::Impl::~Impl() {
     for (const auto& session : std::vector(sessions.begin(), sessions.end()))
         session->Stop();
@@ -97,7 +97,7 @@ void Server::Impl::OnAccepted(const ErrorCode& error, tcp::socket socket) {
         Admit(std::move(socket));
         return Accept();
     }
-    if (error == asio::error::connection_aborted) return Accept();  // that one broke off
+    if (error == asio::error::connection_aborted) return Accept();  // the client gave up
     HostLog::Write(dv::LOG_LEVEL_ERROR, kHostName, "cannot accept connections: " + error.message());
     thread_.After(kAcceptPause, [this] {
         if (acceptor.is_open()) Accept();
@@ -106,9 +106,9 @@ void Server::Impl::OnAccepted(const ErrorCode& error, tcp::socket socket) {
 
 void Server::Impl::Admit(tcp::socket socket) {
     CloseOnExec(socket.native_handle());
-    ErrorCode ignored;  // a connection that is gone already shows when it is read
+    ErrorCode ignored;  // reading will show if the connection is gone
     socket.set_option(tcp::no_delay(true), ignored);
-    if (sessions.size() >= limits_.connections + limits_.refusals) return;  // not even a refusal
+    if (sessions.size() >= limits_.connections + limits_.refusals) return;  // closed without an answer
     const bool full = sessions.size() >= limits_.connections;
     const auto session = std::make_shared<Session>(std::move(socket), *context_);
     sessions.insert(session);
@@ -120,7 +120,7 @@ void Server::Impl::Tick() {
     const Clock::time_point now = Clock::now();
     for (const auto& session : std::vector(sessions.begin(), sessions.end()))
         session->Tick(now);
-    // What was built of it lies in the heap in many small pieces, which are free and stay.
+    // What was made from a large body was in many small pieces, which the heap keeps after they are freed.
     if (std::exchange(context_->releasedLargeBody, false)) malloc_trim(0);
     thread_.After(limits_.tick, [this] { Tick(); });
 }
@@ -131,7 +131,7 @@ void Server::Impl::OnClosed(Session& session) {
 }
 
 void Server::Impl::Stop(std::function<void()> stopped) {
-    ErrorCode ignored;  // it accepts nothing any more either way
+    ErrorCode ignored;  // it stops accepting either way
     acceptor.close(ignored);
     stopped_ = std::move(stopped);
     for (const auto& session : std::vector(sessions.begin(), sessions.end()))

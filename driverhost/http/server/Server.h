@@ -1,4 +1,4 @@
-// Listens, and keeps the connections.
+// Accepts connections and owns them.
 #ifndef DRIVERHOST_HTTP_SERVER_SERVER_H
 #define DRIVERHOST_HTTP_SERVER_SERVER_H
 
@@ -24,25 +24,25 @@ public:
 /// All operations: [driver thread]
 class Server {
 public:
-    /// Takes the address; throws ListenError when it cannot be had. Connections wait until Start.
+    /// Binds the address. Throws ListenError when that is not possible. Connections wait until Start.
     Server(DriverThread& thread, const ListenAddress& address, const Limits& limits);
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
-    /// The loop must not run any more.
+    /// The event loop must have stopped.
     ~Server();
 
-    /// The address with the port that was really taken.
+    /// The address, with the port that it really has.
     const ListenAddress& Address() const;
-    /// For whoever answers while the driver thread cannot.
+    /// For the watchdog, which answers while the driver thread cannot.
     int ListeningSocket() const;
 
     void Start(Routes& routes, EventStream& events, Metrics& metrics);
 
-    /// Accepts no more, closes what is idle, and tells when the answers under way are out.
+    /// Stops accepting, closes idle connections, and calls `stopped` when the answers in progress are sent.
     void Stop(std::function<void()> stopped);
 
     std::size_t Connections() const;
-    /// The size of the large bodies of all requests.
+    /// The size of all large request bodies together.
     std::size_t BodyBytes() const;
 
 private:

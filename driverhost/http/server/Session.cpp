@@ -26,7 +26,7 @@ Session::Session(asio::ip::tcp::socket socket, SessionContext& context)
       context_(context),
       reader_(context.limits.headBytes, context.limits.stateBytes) {}
 
-// A handler that keeps the session alive, and does nothing once the connection is closed.
+// Wraps a handler so that it keeps the session alive and does nothing once the connection is closed.
 template <class Handler>
 auto Session::Guarded(Handler handler) {
     return [self = shared_from_this(), handler](const ErrorCode& error, std::size_t bytes) {
@@ -52,7 +52,7 @@ void Session::Tick(Clock::time_point now) {
     }
     if (now < deadline_) return;
     if (phase_ == Phase::Head || phase_ == Phase::Body) {
-        return Write(ErrorResponse(408, "the request was not complete in time; send it again"), false);
+        return Write(ErrorResponse(408, "the request did not arrive in time; send it again"), false);
     }
     Close();
 }
@@ -77,7 +77,7 @@ void Session::Read() {
 void Session::OnRead(std::size_t bytes) {
     if (phase_ == Phase::Lingering) return Drain();
     if (phase_ == Phase::Streaming) return WatchReader();
-    if (phase_ == Phase::Writing) return;  // it came too late: the answer is on its way
+    if (phase_ == Phase::Writing) return;  // too late: the answer is being written
     reader_.Commit(bytes);
     Proceed();
 }
@@ -98,7 +98,7 @@ void Session::Proceed() {
     }
 }
 
-// Looked at before the body is read, so that strangers cannot make the host hold large bodies.
+// Checks the head before the body is read, so that strangers cannot make the host hold large bodies.
 void Session::Admit() {
     Routes::Admission admission = context_.routes.Admit(reader_.Get());
     if (admission.refusal) return Write(std::move(*admission.refusal), false);
@@ -124,8 +124,8 @@ void Session::Answer() {
     });
 }
 
-// Counts this connection's body, as far as it is known, with those of the others. False when that is more
-// than all of them may take.
+// Adds this connection's body, as far as its size is known, to those of the others. False when there is no
+// room for it.
 bool Session::HoldBody() {
     const std::size_t others = context_.bodyBytes - bodyBytes_;
     const std::size_t bytes = reader_.BodyBytes();
@@ -136,8 +136,8 @@ bool Session::HoldBody() {
 }
 
 void Session::RefuseBody() {
-    Write(ErrorResponse(503, "other requests hold the " + std::to_string(context_.limits.totalBodyBytes) +
-                                 " bytes that are set aside for large bodies; try again later"),
+    Write(ErrorResponse(503, "other requests take up the " + std::to_string(context_.limits.totalBodyBytes) +
+                                 " bytes that the host has for large bodies; try again later"),
           false);
 }
 
@@ -151,7 +151,7 @@ void Session::Write(Response response, bool keepAlive) {
     ReleaseBody();
     context_.metrics.CountResponse(response.status);
     Enter(Phase::Writing, context_.limits.writeTime);
-    ErrorCode ignored;  // nothing to cancel is no trouble
+    ErrorCode ignored;  // there may be nothing to cancel
     socket_.cancel(ignored);
     keepAlive_ = keepAlive;
     head_ = FormatHead(response, keepAlive);
@@ -185,7 +185,7 @@ void Session::OnEvents() {
     if (!sending_) return Pump();
     if (context_.events.NextId() - newestWhenSent_ <= context_.limits.readerQueue) return;
     HostLog::Write(dv::LOG_LEVEL_INFO, kHostName,
-                   "an event reader is too slow and was dropped; it may resume");
+                   "an event reader was too slow and has been dropped; it may resume");
     Close();
 }
 
@@ -213,12 +213,12 @@ void Session::SendToReader() {
                       }));
 }
 
-// A reader says nothing more; that it has gone shows here.
+// A reader sends nothing, but this shows when it has gone.
 void Session::WatchReader() {
     Read();
 }
 
-// Closing at once would tear the answer out of the client's hands when it is still sending.
+// If the connection were closed while the client still sends, the client might never read the answer.
 void Session::Linger() {
     ErrorCode error;
     socket_.shutdown(asio::ip::tcp::socket::shutdown_send, error);
@@ -238,7 +238,7 @@ void Session::Close() {
     phase_ = Phase::Closed;
     ReleaseBody();
     context_.events.RemoveReader(*this);
-    ErrorCode ignored;  // the connection is given up either way
+    ErrorCode ignored;  // the connection is gone either way
     socket_.close(ignored);
     context_.closed(*this);
 }

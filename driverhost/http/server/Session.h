@@ -1,5 +1,5 @@
-// One connection: reads requests, has them answered, writes the answers, and follows the events
-// when it is asked to.
+// One connection: reads requests, passes them to the routes, writes the answers, and sends events to a
+// reader.
 #ifndef DRIVERHOST_HTTP_SERVER_SESSION_H
 #define DRIVERHOST_HTTP_SERVER_SESSION_H
 
@@ -18,15 +18,15 @@ namespace driverhost {
 
 class Session;
 
-/// What all connections share. Not owned; outlives them.
+/// What all connections share. Outlives them.
 struct SessionContext {
     Routes& routes;
     EventStream& events;
     Metrics& metrics;
     const Limits& limits;
-    std::function<void(Session& session)> closed;  // told once
-    std::size_t bodyBytes = 0;                     // of the large bodies of all connections
-    bool releasedLargeBody = false;                // since somebody looked
+    std::function<void(Session& session)> closed;  // called once
+    std::size_t bodyBytes = 0;                     // size of the large bodies of all connections
+    bool releasedLargeBody = false;                // since the last tick
 };
 
 /// All operations: [driver thread]
@@ -34,15 +34,15 @@ class Session final : public EventReader, public std::enable_shared_from_this<Se
 public:
     Session(boost::asio::ip::tcp::socket socket, SessionContext& context);
 
-    /// Serves the connection.
+    /// Begins to serve the connection.
     void Start();
-    /// Answers without reading anything, and closes.
+    /// Answers without reading anything, then closes.
     void Refuse(Response response);
 
-    /// Looks whether a time has run out.
+    /// Checks whether a time has run out.
     void Tick(Clock::time_point now);
 
-    /// Closes as soon as a request that is being answered has its answer.
+    /// Closes now, or after the answer that is in progress.
     void Stop();
 
     // EventReader
@@ -84,9 +84,9 @@ private:
     Clock::time_point deadline_;
     bool stopping_ = false;
     bool keepAlive_ = false;
-    std::size_t bodyBytes_ = 0;  // this connection's part of the context's
+    std::size_t bodyBytes_ = 0;  // this connection's share of the context's
 
-    // What is being written.
+    // Being written.
     std::string head_;
     std::string body_;
 
