@@ -8,9 +8,9 @@
 #include <map>
 #include <set>
 
-#include "driverhost/home/ElementLines.h"
 #include "driverhost/state/FileSystem.h"
 #include "host/glue/Numbers.h"
+#include "host/glue/XmlText.h"
 
 namespace driverhost {
 namespace {
@@ -94,28 +94,25 @@ private:
 
     const std::string fileName_;
     const std::string pluginFolder_;
-    const dv::auto_com<DvXML::IDocument> document_;
-    std::optional<ElementLines> lines_;
+    DvXML::ElementLines lines_;
+    dv::auto_com<DvXML::INode> root_;
     std::map<unsigned long, int> ids_;
     std::map<std::string, int> names_;
 };
 
 HomeReader::HomeReader(std::string_view text, std::string fileName, std::string pluginFolder)
-    : fileName_(std::move(fileName)),
-      pluginFolder_(std::move(pluginFolder)),
-      document_(DvXML::CreateXmlDocument("")) {
-    if (document_->DocumentParse(text) != 0) {
-        throw HomeFileError(fileName_ + PlaceFirst(document_->DocumentGetError()));
-    }
-    lines_.emplace(text, *document_->DocumentGetRoot());
+    : fileName_(std::move(fileName)), pluginFolder_(std::move(pluginFolder)) {
+    std::string error;
+    root_ = DvXML::ParseWithLines(text, lines_, error);
+    if (!root_) throw HomeFileError(fileName_ + PlaceFirst(error));
 }
 
 void HomeReader::Refuse(Element where, const std::string& what) const {
-    throw HomeFileError(fileName_ + ":" + std::to_string(lines_->LineOf(where)) + ": " + what);
+    throw HomeFileError(fileName_ + ":" + std::to_string(lines_.at(&where)) + ": " + what);
 }
 
 Home HomeReader::Read() {
-    Element root = *document_->DocumentGetRoot();
+    Element root = *root_;
     if (root.NodeGetName() != "home") {
         Refuse(root, "the root element is " + Quoted(root.NodeGetName()) + "; expected 'home'");
     }
@@ -206,7 +203,7 @@ void HomeReader::CheckName(Element driver, const std::string& name) const {
 
 // Paths name a driver by either of the two, so no name may be the id of another driver.
 void HomeReader::CheckUnique(Element driver, const DriverEntry& entry) {
-    const int line = lines_->LineOf(driver);
+    const int line = lines_.at(&driver);
     const auto [id, newId] = ids_.emplace(entry.id, line);
     if (!newId) {
         Refuse(driver,

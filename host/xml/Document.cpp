@@ -12,9 +12,9 @@ namespace {
 
 constexpr long kParseFailed = -1;
 
-ReadResult Read(std::string_view text, DeclaredEncoding encoding) {
+ReadResult Read(std::string_view text, DeclaredEncoding encoding, ElementLines* lines = nullptr) {
     try {
-        return ReadXml(text, encoding);
+        return ReadXml(text, encoding, lines);
     } catch (const std::bad_alloc&) {
         return {nullptr, "out of memory"};  // short enough to need none
     }
@@ -52,6 +52,12 @@ dv::auto_com<IDocument> CreateXmlDocument(const std::string& name) {
 
 dv::auto_com<INode> ParseParameter(std::string_view text) {
     return Read(text, DeclaredEncoding::kIgnored).root;
+}
+
+dv::auto_com<INode> ParseWithLines(std::string_view text, ElementLines& lines, std::string& error) {
+    ReadResult result = Read(text, DeclaredEncoding::kMustBeUtf8, &lines);
+    error = std::move(result.error);
+    return result.root;
 }
 
 }  // namespace DvXML

@@ -44,7 +44,7 @@ bool LooksLikeUtf16(std::string_view text) {
 
 class Reader {
 public:
-    explicit Reader(DeclaredEncoding encoding);
+    Reader(DeclaredEncoding encoding, ElementLines* lines);
 
     ReadResult Read(std::string_view text);
 
@@ -69,6 +69,7 @@ private:
     static void Guard(void* reader, Action action) noexcept;
 
     ParserPtr parser_ = CreateParser();
+    ElementLines* const lines_;  // null: nobody wants them
     dv::auto_com<Node> root_;
     std::vector<OpenElement> open_;
     std::string error_;
@@ -88,7 +89,7 @@ void Reader::Guard(void* reader, Action action) noexcept {
     }
 }
 
-Reader::Reader(DeclaredEncoding encoding) {
+Reader::Reader(DeclaredEncoding encoding, ElementLines* lines) : lines_(lines) {
     XML_Parser parser = parser_.get();
     XML_SetUserData(parser, this);
     XML_SetElementHandler(
@@ -131,6 +132,7 @@ void Reader::StartElement(const char* name, const char** attributes) {
         return;
     }
     dv::auto_com<Node> node = Node::Create(name);
+    if (lines_) lines_->emplace(node.get(), static_cast<int>(XML_GetCurrentLineNumber(parser_.get())));
     for (const char** attribute = attributes; *attribute; attribute += 2) {
         node->AppendAttribute(attribute[0], attribute[1]);
     }
@@ -186,8 +188,8 @@ std::string Reader::Reason() const {
 
 }  // namespace
 
-ReadResult ReadXml(std::string_view text, DeclaredEncoding encoding) {
-    return Reader(encoding).Read(text);
+ReadResult ReadXml(std::string_view text, DeclaredEncoding encoding, ElementLines* lines) {
+    return Reader(encoding, lines).Read(text);
 }
 
 bool IsReadableName(std::string_view name) {

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "host/glue/XmlText.h"
 #include "host/xml/Node.h"
 
 namespace DvXML {
@@ -18,11 +19,12 @@ struct ReadResult {
 /// What becomes of an encoding that a document declares.
 enum class DeclaredEncoding { kMustBeUtf8, kIgnored };
 
-/// Reads one document in UTF-8. Throws nothing but std::bad_alloc.
+/// Reads one document in UTF-8. Notes where the elements begin if it is given `lines`. Throws nothing but
+/// std::bad_alloc.
 ///
 /// Comments and processing instructions are skipped. A run of text between two tags that is white
 /// space only is dropped where the element has child elements, and kept where it has none.
-ReadResult ReadXml(std::string_view text, DeclaredEncoding encoding);
+ReadResult ReadXml(std::string_view text, DeclaredEncoding encoding, ElementLines* lines = nullptr);
 
 /// True when an element may bear that name. The name must hold no ASCII but letters, digits and "_:-.".
 bool IsReadableName(std::string_view name);

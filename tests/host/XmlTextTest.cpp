@@ -50,4 +50,22 @@ TEST(XmlDocument, ThatDeclaresAnotherEncodingIsNone) {
     }
 }
 
+TEST(XmlDocument, NotesTheLineInWhichEachElementBegins) {
+    DvXML::ElementLines lines;
+    std::string error;
+    const auto root = DvXML::ParseWithLines("<!--\n<x>\n-->\n<a b='>\n'>\n<c\n>1</c><d/></a>", lines, error);
+    EXPECT_EQ("", error);
+    EXPECT_EQ(3U, lines.size());
+    EXPECT_EQ(4, lines.at(root.get()));
+    EXPECT_EQ(6, lines.at(root->NodeFindChild("c")));
+    EXPECT_EQ(7, lines.at(root->NodeFindChild("d")));
+}
+
+TEST(XmlDocument, ThatCannotBeReadHasAnErrorAndNoRoot) {
+    DvXML::ElementLines lines;
+    std::string error;
+    EXPECT_FALSE(DvXML::ParseWithLines("<a>\n<b></a>", lines, error));
+    EXPECT_EQ("line 2, column 6: mismatched tag", error);
+}
+
 }  // namespace
