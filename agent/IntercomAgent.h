@@ -280,7 +280,7 @@ private:
     DeviceTable devices;
 
     // Derived from the tables above
-    bool isExternal = false;           // from services, but only when UpdateExternal looks
+    bool isExternal = false;           // from services, updated only by UpdateExternal
     int intercomMode = kModeClassic;   // the highest version among the devices
     unsigned int recentCount = 0;      // entries of recentContacts
     unsigned int registryChanges = 0;  // how often `devices` has changed

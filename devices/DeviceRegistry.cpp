@@ -89,7 +89,7 @@ void IntercomAgent::OnDeviceChanged(unsigned long id, dvIntercom::DeviceProps pr
     if (ISupportIntercom* const device = getIntercomDevice(id))
         event->NodeAddChild(device->toXml(prop).get());
     else
-        event->NodeAddNamedULong("id", id);
+        event->NodeAddNamedULong("id", id);  // nobody can describe an unregistered device
     ConSendDataToUI(*event);
 }
 

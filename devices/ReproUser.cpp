@@ -2,6 +2,7 @@
 
 namespace {
 
+// Not a field of the agent: a restarted agent goes on counting, so that no id is used twice.
 unsigned long nextUserId = ReproUser::BASE_REPRO_USER_ID;
 
 }  // namespace

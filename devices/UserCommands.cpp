@@ -6,6 +6,8 @@
 IntercomAgent::Reply IntercomAgent::OnReqAddUser(const ICmdMessage& message) {
     users.push_back(std::make_unique<ReproUser>(message));
     ReproUser* const user = users.back().get();
+    // Asks other drivers for their versions: if one throws, the mark must be set all the same, as the
+    // user's place in the display order is part of the saved state.
     FirstException trouble;
     trouble.Run([&] { AddIntercomDevice(user->getDeviceId(), user); });
     DmInvalidateState();

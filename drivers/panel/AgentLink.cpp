@@ -41,7 +41,7 @@ void AgentLink::Withdraw() {
 void AgentLink::NotifyChanged(dvIntercom::DeviceProps property) const {
     IIntercomAgent* const agent = Find();
     if (!agent) return;
-    for (const unsigned long id : std::set<unsigned long>(ids_))
+    for (const unsigned long id : std::set<unsigned long>(ids_))  // a copy: the agent may call back
         agent->OnDeviceChanged(id, property);
 }
 

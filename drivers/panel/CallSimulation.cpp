@@ -137,6 +137,7 @@ bool CallSimulation::Answer() {
     const auto ringing = std::find_if(legs_.begin(), legs_.end(),
                                       [](const Leg& leg) { return leg.received && !leg.accepted; });
     if (ringing == legs_.end()) return false;
+    // Copied, because the agent may call back and change the legs.
     CallSimulation& caller = *ringing->peer;
     const unsigned long call = ringing->call;
     const unsigned char callerSession = ringing->peerSession;
@@ -155,7 +156,7 @@ void CallSimulation::Accept(Leg& leg) {
 
 // Stops a call from ringing at the other panels once one of them has answered it.
 void CallSimulation::EndOthers(unsigned long call, unsigned char keptSession) {
-    for (const Leg& leg : std::vector<Leg>(legs_)) {
+    for (const Leg& leg : std::vector<Leg>(legs_)) {  // a copy, because End removes legs
         if (!leg.received && leg.call == call && leg.session != keptSession && !leg.accepted)
             End(leg.session);
     }

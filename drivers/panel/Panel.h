@@ -120,7 +120,7 @@ private:
     AgentLink link_;
     CallSimulation calls_;
     bool initialized_ = false;
-    bool registrationDue_ = false;  // by registerAtStart, as no agent was running yet
+    bool registrationDue_ = false;  // registerAtStart is set, but no agent was running yet
 };
 
 #endif

@@ -14,7 +14,7 @@
 #include "host/interfaces/DvXML.h"
 #include "host/interfaces/dvIntercom.h"
 
-/// dv::ParseInt and its like make something of any text; these reject what cannot have been meant.
+/// dv::ParseInt and dv::ParseBool accept any text; these reject what cannot have been meant.
 namespace Values {
 
 /// "true", "false", "1" or "0" in any case, with white space around; none for any other text.

@@ -14,7 +14,7 @@ constexpr char kDisable[] = "sysman disable sipproxy";
 
 class IntercomMode : public test::AgentFixture {
 protected:
-    /// What the mode's change asked of the system manager.
+    /// What the change of mode asked of the system manager.
     std::vector<std::string> Asked() { return Take("sysman "); }
     FakeDevice& Add(unsigned long id, int version, const std::string& label = "") {
         FakeDevice& device = NewDevice(id, version, label);

@@ -22,7 +22,7 @@ protected:
         fifth = &AddDevice(5);
     }
     void RenameRoom() { SystemEvent("OnItemNameChanged", {{"iditem", "40"}, {"idroom", "40"}}); }
-    /// Those of the ids that no device has.
+    /// The ids that no device has.
     std::vector<unsigned long> Missing(const std::vector<unsigned long>& ids) {
         std::vector<unsigned long> missing;
         for (const unsigned long id : ids)
@@ -147,9 +147,8 @@ TEST_F(SystemEvents, AnItemIsTheDeviceOfThatIdAtEveryBorder) {
 
 TEST_F(SystemEvents, ARoomIsTheItemWhenBothAreTheSameIdAtEveryBorder) {
     const std::pair<std::string, std::string> rooms[] = {
-        {"-2147483649", "2147483648"}, {"-2147483648", "2147483648"}, {"-1", "4294967295"},
-        {"1", "1"},                    {"2147483647", "2147483647"},  {"3000000000", "-1294967296"},
-        {"4294967296", "4294967295"}};
+        {"-2147483649", "2147483648"}, {"-2147483648", "2147483648"}, {"-1", "4294967295"},        {"1", "1"},
+        {"2147483647", "2147483647"},  {"3000000000", "-1294967296"}, {"4294967296", "4294967295"}};
     StartInSipMode();
     for (const auto& [item, room] : rooms) {
         SystemEvent("OnItemNameChanged", {{"iditem", item}, {"idroom", room}});
@@ -158,10 +157,13 @@ TEST_F(SystemEvents, ARoomIsTheItemWhenBothAreTheSameIdAtEveryBorder) {
 }
 
 TEST_F(SystemEvents, ItemsAndRoomsBeyondTheSignedRangeAreToldApart) {
-    const std::pair<std::string, std::string> differing[] = {
-        {"2147483647", "2147483648"}, {"2147483648", "3000000000"},  {"3000000000", "4294967295"},
-        {"-2147483649", "-1"},        {"-2147483648", "2147483647"}, {"4294967295", "0"},
-        {"0", "0"}};
+    const std::pair<std::string, std::string> differing[] = {{"2147483647", "2147483648"},
+                                                             {"2147483648", "3000000000"},
+                                                             {"3000000000", "4294967295"},
+                                                             {"-2147483649", "-1"},
+                                                             {"-2147483648", "2147483647"},
+                                                             {"4294967295", "0"},
+                                                             {"0", "0"}};
     StartInSipMode();
     for (const auto& [item, room] : differing) {
         SystemEvent("OnItemNameChanged", {{"iditem", item}, {"idroom", room}});

@@ -13,7 +13,7 @@ class DeviceState : public test::AgentFixture {};
 class CustomButtons : public test::AgentFixture {};
 class DeviceIds : public test::AgentFixture {
 protected:
-    /// The id of the device that answers for the text; "none" when none does.
+    /// The id of the device that the text reaches; "none" when it reaches none.
     std::string Reached(const std::string& text) {
         const std::string reply = Ui("getDeviceState", {{"idDevice", text}});
         if (reply == "<fail/>") return "none";

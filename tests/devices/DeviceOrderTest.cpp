@@ -137,7 +137,8 @@ TEST_F(DeviceOrder, DropsByTheNumberThatWasReadNotByWhatItBecomes) {
 
 TEST_F(DeviceOrder, NeverStoresIdZeroForANumberFarBelowZero) {
     Start();
-    EXPECT_EQ("<success/>", SetOrder("<l><i>-4294967296</i><i>-4294967297</i><i>-99999999999999999999</i></l>"));
+    EXPECT_EQ("<success/>",
+              SetOrder("<l><i>-4294967296</i><i>-4294967297</i><i>-99999999999999999999</i></l>"));
     EXPECT_EQ("2147483648 2147483648 2147483648", Order());
 }
 

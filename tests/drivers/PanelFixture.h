@@ -44,7 +44,7 @@ protected:
     void DeletePanel(Panel& panel);
 
     void StartAgent();
-    /// As the agent does it: withdrawn, then every device is told.
+    /// As the agent does it: it is withdrawn first, then every device is told.
     void StopAgent();
 
     /// What getOperations answers, without the element around it.

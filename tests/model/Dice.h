@@ -1,4 +1,4 @@
-// The one source of chance of a run.
+// The only source of randomness in a run.
 #ifndef TESTS_MODEL_DICE_H
 #define TESTS_MODEL_DICE_H
 
@@ -14,7 +14,7 @@ public:
 
     /// 0 to count - 1.
     std::size_t Below(std::size_t count) { return static_cast<std::size_t>(engine_() % count); }
-    /// True in so many of a hundred cases.
+    /// True in that many of a hundred cases.
     bool Percent(unsigned int chance) { return Below(100) < chance; }
     bool Coin() { return Percent(50); }
 

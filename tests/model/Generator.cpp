@@ -212,7 +212,7 @@ void Generator::FillMessage(Step& step, const std::string& command) {
     if (dice_.Percent(3)) step.message.Add("more", Text());
 }
 
-/// The system manager answers as it should, mostly.
+/// Mostly the system manager answers as it should.
 void Generator::AddReplies(Step& step) {
     if (!dice_.Percent(15)) return;
     for (std::size_t count = 1 + dice_.Below(4); count > 0; count--)

@@ -1,4 +1,4 @@
-// Saved states that no agent wrote: with parts missing, repeated and out of range.
+// Saved states that no agent wrote: parts are missing, repeated or out of range.
 #include "tests/model/Generator.h"
 #include "tests/model/Pools.h"
 

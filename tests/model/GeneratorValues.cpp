@@ -175,7 +175,7 @@ std::string Generator::SmallNumber(int existing, bool any) {
     return dice_.Percent(80) ? std::to_string(dice_.Below(9)) : NumberText();
 }
 
-/// A parameter that says the tree, or, now and then, nothing that can be read.
+/// A parameter with the tree as text or, now and then, with a text that cannot be read.
 Parameter Generator::Document(const std::string& name, const Tree& tree) {
     if (dice_.Percent(10)) return {name, Malformed(dice_), std::nullopt};
     std::string text = Render(tree, dice_);

@@ -39,7 +39,7 @@ struct Message {
     int Int(const std::string& parameter) const { return ReadInt(Text(parameter)); }
     unsigned long Id(const std::string& parameter) const { return ReadId(Text(parameter)); }
 
-    /// The children of the document's root; none for what is no document.
+    /// The children of the document's root; none if the text is not a document.
     std::vector<Tree> Children(const std::string& parameter) const {
         const Parameter* found = Find(parameter);
         return found && found->tree ? found->tree->children : std::vector<Tree>();
@@ -54,7 +54,7 @@ struct Message {
     }
 
 private:
-    /// Of a repeated parameter the first counts.
+    /// If a parameter is repeated, the first one counts.
     const Parameter* Find(const std::string& parameter) const {
         for (const Parameter& one : parameters) {
             if (one.name == parameter) return &one;

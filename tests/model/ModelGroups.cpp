@@ -34,7 +34,7 @@ Tree AgentModel::GroupTree(const Group& group) const {
     return tree.Add(devices);
 }
 
-/// Every registered device that is no door station, under the id that it gives itself.
+/// Every registered device that is not a door station, under the id that it answers itself.
 AgentModel::Group AgentModel::Everybody() const {
     Group all{0, kAll, {}};
     for (const auto& [id, device] : devices_) {

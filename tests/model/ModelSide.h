@@ -1,4 +1,4 @@
-// The model under the steps of a run.
+// The model, driven by the steps of a run.
 #ifndef TESTS_MODEL_MODELSIDE_H
 #define TESTS_MODEL_MODELSIDE_H
 

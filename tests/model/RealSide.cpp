@@ -19,7 +19,7 @@ NodePtr NodeOf(const Tree& tree) {
     return node;
 }
 
-/// Null for what is no document.
+/// Null if the text is not a document.
 NodePtr Parsed(const std::string& text) {
     const dv::auto_com<DvXML::IDocument> document = DvXML::CreateXmlDocument("none");
     if (document->DocumentParse(text) != 0) return nullptr;
@@ -200,7 +200,7 @@ ISupportIntercom* RealSide::Driver(int slot) const {
     return slot == kNoDevice ? nullptr : drivers_[static_cast<std::size_t>(slot)].get();
 }
 
-/// Whoever is registered and none of our drivers is a user of the agent's own.
+/// A registered device that does not belong to one of our drivers is one of the agent's own users.
 std::string RealSide::Who(ISupportIntercom* device) const {
     if (!device) return kNobody;
     for (const auto& driver : drivers_) {

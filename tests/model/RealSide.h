@@ -1,4 +1,4 @@
-// The agent itself, between fakes, under the steps of a run.
+// The real agent between fakes, driven by the steps of a run.
 #ifndef TESTS_MODEL_REALSIDE_H
 #define TESTS_MODEL_REALSIDE_H
 
@@ -62,7 +62,7 @@ public:
     std::string State();
     /// The document of a second agent that was started with `state`, alone and without address.
     std::string StateAfter(const std::string& state);
-    /// What happened since the last call, without the mere questions after drivers: an agent may ask
+    /// What happened since the last call, except look-ups of drivers: an agent may ask
     /// as often as it wants who is still there.
     std::vector<std::string> Take();
 

@@ -46,7 +46,7 @@ std::string Tag(const Tree& tree, Dice& dice) {
     return tag + (dice.Percent(5) ? " " : "");
 }
 
-/// White space may stand between two children; beside the text it would belong to it.
+/// White space may stand between two children; next to the text it would belong to the text.
 std::string Element(const Tree& tree, Dice& dice) {
     if (tree.text.empty() && tree.children.empty() && dice.Coin()) return Tag(tree, dice) + "/>";
     std::string element = Tag(tree, dice) + ">";

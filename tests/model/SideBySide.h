@@ -13,7 +13,7 @@
 
 namespace model {
 
-/// Where the two parted.
+/// Where the two sides differ.
 struct Difference {
     std::string subject;
     std::vector<std::string> expected;

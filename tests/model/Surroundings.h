@@ -1,4 +1,4 @@
-// What both agents, the real one and the model, find around them: devices, system manager,
+// The surroundings of both agents, the real one and the model: devices, system manager,
 // network address, and the counter of SIP users. The steps of a run change it.
 #ifndef TESTS_MODEL_SURROUNDINGS_H
 #define TESTS_MODEL_SURROUNDINGS_H

@@ -43,7 +43,7 @@ Tree ReadBack(const Tree& tree);
 /// True when every text of the tree is written as it stands.
 bool IsCarried(const Tree& tree);
 
-/// Base 10 as strtol reads it, saturated to 64 bits.
+/// A number in base 10, read like strtol and saturated to 64 bits.
 long long ReadLong(const std::string& text);
 /// The same saturated to 32 bits.
 int ReadInt(const std::string& text);

@@ -55,7 +55,7 @@ private:
     const Kind kind_;
 };
 
-/// What holds for all three kinds.
+/// Tests that hold for all three kinds.
 class SipStore : public SipStoreFixture, public testing::WithParamInterface<Kind> {
 protected:
     SipStore() : SipStoreFixture(GetParam()) {}
@@ -63,7 +63,7 @@ protected:
 INSTANTIATE_TEST_SUITE_P(Of, SipStore, testing::Values(kRoute, kAcl, kConfig),
                          testing::PrintToStringParamName());
 
-/// What holds for routes and domains only.
+/// Tests that hold for routes and domains only.
 class UniqueSipStore : public SipStoreFixture, public testing::WithParamInterface<Kind> {
 protected:
     UniqueSipStore() : SipStoreFixture(GetParam()) {}
