@@ -222,7 +222,7 @@ private:
     template <class Answer>
     std::optional<Answer> Ask(unsigned long id, Answer (ISupportIntercom::*question)()) const;
     void RefreshSipInfo(unsigned long id);
-    void HandSipProxyIPToDevices();
+    void SendSipProxyIPToDevices();
     Reply GetUserByKey(const std::string& key) const;
     Reply GetUserByIndex(unsigned long index) const;
 
@@ -239,7 +239,7 @@ private:
     Reply GetSipEntity(const SipEntityMap& store, const ICmdMessage& message) const;
     Reply EraseSipEntity(SipEntityMap& store, const std::string& key);
     Reply EraseExisting(SipEntityMap& store, const ICmdMessage& message);
-    Reply AnswerAdded(bool stored, const ICmdMessage& message);
+    Reply FinishAdd(bool stored, const ICmdMessage& message);
 
     // Calls
     using StartOperation = void (ISupportIntercom::*)(dvIntercom::MediaMode, dvIntercom::MediaMode,
@@ -247,7 +247,7 @@ private:
     void StartCallBetween(const ICmdMessage& message, SessionType type, dvIntercom::MediaMode audio,
                           StartOperation start);
     std::optional<std::string> SipAddress(unsigned long id) const;
-    bool TakesBroadcasts(unsigned long id) const;
+    bool AcceptsBroadcasts(unsigned long id) const;
     std::vector<std::string> BroadcastAddresses(const ICmdMessage& message, unsigned long source) const;
     void EndBroadcastSessions(const std::string& local);
     void EndAllSessions(const std::string& local);

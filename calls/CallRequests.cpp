@@ -108,12 +108,12 @@ std::vector<std::string> IntercomAgent::BroadcastAddresses(const ICmdMessage& me
     for (const DvXML::INode* child : root->NodeChildren()) {
         const unsigned long id = dv::ParseULong(child->NodeGetText());
         // Compares the devices, not the ids: the source may be registered under a second id.
-        if (getIntercomDevice(id) == getIntercomDevice(source) || !TakesBroadcasts(id)) continue;
+        if (getIntercomDevice(id) == getIntercomDevice(source) || !AcceptsBroadcasts(id)) continue;
         if (const auto address = SipAddress(id)) addresses.push_back(*address);
     }
     return addresses;
 }
 
-bool IntercomAgent::TakesBroadcasts(unsigned long id) const {
+bool IntercomAgent::AcceptsBroadcasts(unsigned long id) const {
     return Ask(id, &ISupportIntercom::getMonitorMode) == false && Ask(id, &ISupportIntercom::getDnD) == false;
 }

@@ -68,11 +68,11 @@ IntercomAgent::Reply IntercomAgent::OnReqGetSipProxyIP(const ICmdMessage&) {
 
 IntercomAgent::Reply IntercomAgent::OnReqSetSipProxyIP(const ICmdMessage& message) {
     sipProxyIP = message.GetString("address");
-    HandSipProxyIPToDevices();
+    SendSipProxyIPToDevices();
     return Replies::Success();
 }
 
-void IntercomAgent::HandSipProxyIPToDevices() {
+void IntercomAgent::SendSipProxyIPToDevices() {
     FirstException trouble;
     for (const unsigned long id : DeviceIds()) {
         ISupportIntercom* const device = getIntercomDevice(id);

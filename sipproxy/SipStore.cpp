@@ -25,20 +25,20 @@ bool IntercomAgent::AddRoute(SipRoute* route) {
 }
 
 IntercomAgent::Reply IntercomAgent::OnReqAddRoute(const ICmdMessage& message) {
-    return AnswerAdded(AddRoute(new SipRoute(message)), message);
+    return FinishAdd(AddRoute(new SipRoute(message)), message);
 }
 
 IntercomAgent::Reply IntercomAgent::OnReqAddConfig(const ICmdMessage& message) {
-    return AnswerAdded(AddConfig(new SipConfig(message)), message);
+    return FinishAdd(AddConfig(new SipConfig(message)), message);
 }
 
 // When the key is taken, the existing entry stays, and the answer is the same as for a new one.
 IntercomAgent::Reply IntercomAgent::OnReqAddAcl(const ICmdMessage& message) {
     InsertEntity(acls, boost::make_shared<SipAcl>(message));
-    return AnswerAdded(true, message);
+    return FinishAdd(true, message);
 }
 
-IntercomAgent::Reply IntercomAgent::AnswerAdded(bool stored, const ICmdMessage& message) {
+IntercomAgent::Reply IntercomAgent::FinishAdd(bool stored, const ICmdMessage& message) {
     if (!stored) return Replies::Fail("Key already exists");
     DmInvalidateState();
     EchoCommand(message);
