@@ -47,7 +47,6 @@ if(COUNT_OBJECTS)
 endif()
 
 if(SANITIZE)
-    target_compile_definitions(project_options INTERFACE DVHOST_NODES_ON_HEAP)
     target_compile_options(project_options INTERFACE -fsanitize=${SANITIZE} -fno-omit-frame-pointer
                                                      -fno-sanitize-recover=all)
     target_link_options(project_options INTERFACE -fsanitize=${SANITIZE})

@@ -32,83 +32,72 @@ PhoneTypeList ReadPhoneTypeList(const DvXML::INode* container) {
 }
 
 IntercomContact::IntercomContact(const ICmdMessage& message)
-    : source_(dv::auto_com<Source>::adopt(
-          new Source({message.GetString("displayName"), message.GetString("firstName"),
-                      message.GetString("lastName"), message.GetInt("contactId"),
-                      ReadPhoneTypeList(DvXML::ParseParameter(message.GetString("phoneType")).get())}))) {}
+    : displayName_(message.GetString("displayName")),
+      firstName_(message.GetString("firstName")),
+      lastName_(message.GetString("lastName")),
+      contactId_(message.GetInt("contactId")),
+      phones_(ReadPhoneTypeList(DvXML::ParseParameter(message.GetString("phoneType")).get())) {}
 
 IntercomContact::IntercomContact(const DvXML::INode* node) {
     if (node->NodeGetName() != "contact") return;
-    Values& values = source_->values;
-    values.contactId = node->NodeGetNamedInt("contactId");
-    values.displayName = node->NodeGetNamedValue("displayName");
-    values.firstName = node->NodeGetNamedValue("firstName");
-    values.lastName = node->NodeGetNamedValue("lastName");
-    values.phones = ReadPhoneTypeList(node->NodeFindChild("phoneType"));
+    contactId_ = node->NodeGetNamedInt("contactId");
+    displayName_ = node->NodeGetNamedValue("displayName");
+    firstName_ = node->NodeGetNamedValue("firstName");
+    lastName_ = node->NodeGetNamedValue("lastName");
+    phones_ = ReadPhoneTypeList(node->NodeFindChild("phoneType"));
 }
 
 IntercomContact::IntercomContact(const std::string& address, const std::string& displayName)
-    : address_(address) {
-    setDisplayName(displayName);
-}
+    : address_(address), displayName_(displayName) {}
 
-IntercomContact::IntercomContact(const IntercomContact& other) : address_(other.address_) {
-    setDisplayName(other.getDisplayName());
-}
+IntercomContact::IntercomContact(const IntercomContact& other)
+    : IntercomContact(other.address_, other.displayName_) {}
 
 IntercomContact& IntercomContact::operator=(const IntercomContact& other) {
-    address_ = other.address_;
-    setDisplayName(other.getDisplayName());
+    setAddress(other.address_);
+    setDisplayName(other.displayName_);
     return *this;
 }
 
 IntercomContact::~IntercomContact() = default;
 
 void IntercomContact::getPhoneTypeList(PhoneTypeList& out) const {
-    out = OwnSource().values.phones;
+    out = phones_;
     phonesAreShared_ = true;
+    element_.reset();
 }
 
 void IntercomContact::setPhoneTypeList(PhoneTypeList phones) {
     phonesAreShared_ =
         std::any_of(phones.begin(), phones.end(), [](const auto& entry) { return !entry.second.unique(); });
-    Change().phones = std::move(phones);
+    Change().phones_ = std::move(phones);
 }
 
 dv::auto_com<DvXML::INode> IntercomContact::toXml() const {
-    return phonesAreShared_ ? DvXML::MakeElement(*source_) : DvXML::CreateXmlNode(*source_);
+    if (element_) return DvXML::CreateXmlNode(element_);
+    DvXML::ElementWriter text;
+    WriteElement(text);
+    const DvXML::ElementText element = text.TakeExactText();
+    if (!phonesAreShared_) element_ = element;
+    if (element) return DvXML::CreateXmlNode(element);
+    DvXML::ElementWriter nodes(DvXML::ElementWriter::Form::kNodes);
+    WriteElement(nodes);
+    return nodes.TakeNodes();
 }
 
-// The entries are copied too, as they may be shared from now on. The source that is left to elements has
-// entries that nobody was given: there is none as long as they are shared.
-IntercomContact::Source& IntercomContact::OwnSource() const {
-    if (source_->IsHeldOnce()) return *source_;
-    Values values = source_->values;
-    for (auto& [key, phone] : values.phones)
-        phone = boost::make_shared<T_PHONE_TYPE>(*phone);
-    source_ = dv::auto_com<Source>::adopt(new Source(std::move(values)));
-    return *source_;
-}
-
-IntercomContact::Values& IntercomContact::Change() {
-    Source& own = OwnSource();
-    own.ForgetText();
-    return own.values;
-}
-
-void IntercomContact::Source::Describe(DvXML::IElementSink& sink) const {
-    sink.Begin("contact");
-    sink.NamedNumber("contactId", values.contactId);
-    sink.NamedValue("displayName", values.displayName);
-    sink.NamedValue("firstName", values.firstName);
-    sink.NamedValue("lastName", values.lastName);
-    sink.Begin("phoneType");
-    for (const auto& [key, phone] : values.phones) {
-        sink.Begin(phone->kind);
-        sink.Attribute("speedDial", dv::BoolText(phone->speedDial));
-        sink.Text(NumberOf(key));
-        sink.End();
+void IntercomContact::WriteElement(DvXML::ElementWriter& writer) const {
+    writer.Begin("contact");
+    writer.NamedValue("contactId", std::to_string(contactId_));
+    writer.NamedValue("displayName", displayName_);
+    writer.NamedValue("firstName", firstName_);
+    writer.NamedValue("lastName", lastName_);
+    writer.Begin("phoneType");
+    for (const auto& [key, phone] : phones_) {
+        writer.Begin(phone->kind);
+        writer.Attribute("speedDial", dv::BoolText(phone->speedDial));
+        writer.Text(NumberOf(key));
+        writer.End();
     }
-    sink.End();
-    sink.End();
+    writer.End();
+    writer.End();
 }

@@ -10,10 +10,10 @@
 #include <boost/shared_ptr.hpp>
 #include <map>
 #include <string>
-#include <utility>
 
-#include "host/glue/ElementSource.h"
+#include "host/glue/LiveObjects.h"
 #include "host/interfaces/ICmdMessage.h"
+#include "host/xml/ElementWriter.h"
 
 /// What is known of one phone number beside the number.
 struct T_PHONE_TYPE {
@@ -28,8 +28,8 @@ using PhoneTypeList = std::multimap<std::string, boost::shared_ptr<T_PHONE_TYPE>
 /// Reads the numbers that stand as child elements in `container`; null has none.
 PhoneTypeList ReadPhoneTypeList(const DvXML::INode* container);
 
-/// Counted as a live object by its source.  All operations: [driver thread]
-class IntercomContact {
+/// All operations: [driver thread]
+class IntercomContact : private dv::Counted {
 public:
     /// Reads "contactId", "displayName", "firstName", "lastName" and, as an XML text, "phoneType".
     /// A text that is no XML document has no numbers.
@@ -44,15 +44,15 @@ public:
     virtual ~IntercomContact();
 
     const std::string& getAddress() const { return address_; }
-    const std::string& getDisplayName() const { return source_->values.displayName; }
-    const std::string& getFirstName() const { return source_->values.firstName; }
-    const std::string& getLastName() const { return source_->values.lastName; }
-    int getContactId() const { return source_->values.contactId; }
+    const std::string& getDisplayName() const { return displayName_; }
+    const std::string& getFirstName() const { return firstName_; }
+    const std::string& getLastName() const { return lastName_; }
+    int getContactId() const { return contactId_; }
     void setAddress(const std::string& address) { address_ = address; }
-    void setDisplayName(const std::string& name) { Change().displayName = name; }
-    void setFirstName(const std::string& name) { Change().firstName = name; }
-    void setLastName(const std::string& name) { Change().lastName = name; }
-    void setContactId(int id) { Change().contactId = id; }
+    void setDisplayName(const std::string& name) { Change().displayName_ = name; }
+    void setFirstName(const std::string& name) { Change().firstName_ = name; }
+    void setLastName(const std::string& name) { Change().lastName_ = name; }
+    void setContactId(int id) { Change().contactId_ = id; }
 
     /// Replaces `out` by the numbers; the entries are shared, not copied.
     void getPhoneTypeList(PhoneTypeList& out) const;
@@ -60,46 +60,31 @@ public:
     void setPhoneTypeList(PhoneTypeList phones);
 
     /// True when a number stands under exactly that key, its position included.
-    bool isPhoneList(const std::string& key) const { return source_->values.phones.count(key) != 0; }
+    bool isPhoneList(const std::string& key) const { return phones_.count(key) != 0; }
 
     /// A new element; the caller holds its one reference.
     dv::auto_com<DvXML::INode> toXml() const;
 
 private:
-    // What stands in the element.
-    struct Values {
-        std::string displayName;
-        std::string firstName;
-        std::string lastName;
-        int contactId = 0;
-        PhoneTypeList phones;
-    };
+    void WriteElement(DvXML::ElementWriter& writer) const;
 
-    // What elements are made of, with their text once somebody asked for that: saved states and lists of
-    // contacts are made after each change of a single contact.
-    class Source final : public DvXML::ElementSource {
-    public:
-        explicit Source(Values given) : values(std::move(given)) {}
-
-        // IElementSource
-        void Describe(DvXML::IElementSink& sink) const override;
-
-        using ElementSource::ForgetText;
-        using RefCount::IsHeldOnce;
-
-        Values values;
-
-    private:
-        ~Source() override = default;
-    };
-
-    // The source, held by this contact alone: elements that stand for the values as they were keep those.
-    Source& OwnSource() const;
-    Values& Change();
+    // Every change of what stands in the element goes through here.
+    IntercomContact& Change() {
+        element_.reset();
+        return *this;
+    }
 
     std::string address_;
-    mutable dv::auto_com<Source> source_ = dv::auto_com<Source>::adopt(new Source({}));
-    mutable bool phonesAreShared_ = false;  // with somebody who may change the entries, of which nobody tells
+    std::string displayName_;
+    std::string firstName_;
+    std::string lastName_;
+    int contactId_ = 0;
+    PhoneTypeList phones_;
+    mutable bool phonesAreShared_ = false;  // with somebody who may change the entries without telling
+
+    // Kept until the next change, as saved states and lists of contacts are made after each change of a
+    // single contact; null when there is none.
+    mutable DvXML::ElementText element_;
 };
 
 #endif

@@ -1,8 +1,9 @@
 // Any bytes as an XML document: read within the bounds or refused with a place, and what was read
-// is written and read back as the same.
+// is written and read back as the same, as a tree and as an element that is still a text.
 #include <algorithm>
 
 #include "fuzz/Fuzz.h"
+#include "host/xml/ElementWriter.h"
 
 namespace {
 
@@ -22,6 +23,25 @@ void RequirePlace(const std::string& error) {
     if (!placed) fuzz::Fault("the error names no place: " + error);
 }
 
+// Without attributes, which cannot be asked for one after the other.
+void Describe(const DvXML::INode& node, DvXML::ElementWriter& writer) {
+    writer.Begin(node.NodeGetName());
+    writer.Text(node.NodeGetText());
+    for (const DvXML::INode* child : node.NodeChildren())
+        Describe(*child, writer);
+    writer.End();
+}
+
+void RequireExactText(const DvXML::INode& root) {
+    DvXML::ElementWriter writer;
+    Describe(root, writer);
+    const DvXML::ElementText text = writer.TakeExactText();
+    fuzz::Require(text != nullptr, "what was read can be written so that it is read again");
+    const auto element = DvXML::CreateXmlNode(text);
+    element->NodeGetName();  // makes nodes of it
+    fuzz::RequireEqual("an element that was a text", *text, element->NodeToText());
+}
+
 void ReadAndWrite(std::string_view text) {
     const auto document = DvXML::CreateXmlDocument("before");
     if (document->DocumentParse(text) != 0) {
@@ -34,6 +54,7 @@ void ReadAndWrite(std::string_view text) {
     const std::string written = root.NodeToText();
     const auto again = fuzz::RequireXml("what was written", written);
     fuzz::RequireEqual("written, read and written", written, again->NodeToText());
+    RequireExactText(root);
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "host/glue/Numbers.h"
-#include "host/xml/Utf8.h"
+#include "host/xml/Characters.h"
 
 namespace driverhost {
 namespace {

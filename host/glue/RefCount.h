@@ -27,11 +27,9 @@ protected:
     /// the caller's to delete. For classes that have a Release of their own.
     /// Whoever holds the only reference need not write: nobody else can take one.
     bool DropReference() const noexcept {
-        return IsHeldOnce() || count_.fetch_sub(1, std::memory_order_acq_rel) == 1;
+        return count_.load(std::memory_order_acquire) == 1 ||
+               count_.fetch_sub(1, std::memory_order_acq_rel) == 1;
     }
-
-    /// True when whoever asks holds the only reference.
-    bool IsHeldOnce() const noexcept { return count_.load(std::memory_order_acquire) == 1; }
 
 private:
     mutable std::atomic<int> count_{1};

@@ -1,6 +1,5 @@
 // The destructors of the interfaces. A class's virtual table and type information are emitted where
 // its first out-of-line virtual function is: here, once, for all plug-ins.
-#include "host/glue/IElementSource.h"
 #include "host/interfaces/DvXML.h"
 #include "host/interfaces/ICmdMessage.h"
 #include "host/interfaces/IDriver.h"
@@ -12,8 +11,6 @@ dv::IRefCounted::~IRefCounted() = default;
 DvXML::INode::~INode() = default;
 
 DvXML::IDocument::~IDocument() = default;
-
-DvXML::IElementSource::~IElementSource() = default;
 
 ICmdMessage::~ICmdMessage() = default;
 

@@ -1,15 +1,14 @@
 #include "host/xml/Node.h"
 
 #include <algorithm>
+#include <stdexcept>
 #include <typeinfo>
 #include <unordered_set>
 #include <utility>
 
 #include "host/glue/Log.h"
 #include "host/glue/Numbers.h"
-#include "host/xml/Described.h"
-#include "host/xml/NodePool.h"
-#include "host/xml/Writer.h"
+#include "host/xml/Reader.h"
 
 namespace DvXML {
 namespace {
@@ -19,41 +18,14 @@ constexpr std::size_t kFirstChildren = 8;
 
 }  // namespace
 
-// The sanitizers watch over what comes from the heap; of the pool they know nothing.
-#ifdef DVHOST_NODES_ON_HEAP
-void* Node::operator new(std::size_t size) {
-    return ::operator new(size);
-}
-
-void Node::operator delete(void* memory) noexcept {
-    ::operator delete(memory);
-}
-#else
-void* Node::operator new(std::size_t) {
-    static_assert(sizeof(Node) <= NodePool::kPieceBytes && alignof(Node) <= alignof(std::max_align_t));
-    return NodePool::Take();
-}
-
-void Node::operator delete(void* memory) noexcept {
-    NodePool::GiveBack(memory);
-}
-#endif
-
 dv::auto_com<Node> Node::Create(std::string_view name, std::string_view text) {
     return dv::auto_com<Node>::adopt(new Node(name, text));
 }
 
-dv::auto_com<Node> Node::Create(const IElementSource& source) {
+dv::auto_com<Node> Node::Create(const ElementText& text) {
     dv::auto_com<Node> node = Create(std::string_view());
-    node->source_ = dv::auto_com<const IElementSource>::share(&source);
+    node->written_ = text;
     return node;
-}
-
-// All of the node that its destruction looks at.
-void Node::Prefetch(const Node& node) {
-    __builtin_prefetch(&node);
-    __builtin_prefetch(&node.children_);
-    __builtin_prefetch(&node.takenFrom_);
 }
 
 void Node::Release() const noexcept {
@@ -62,8 +34,6 @@ void Node::Release() const noexcept {
 
 // Deleting a node must not recurse into its children, as a deep tree would overrun the stack, and must not
 // allocate, as it must not fail. So each that is being taken apart knows the one that it was taken from.
-// Every node is touched once, while the next one is on its way from memory: a large tree is in no cache any
-// more.
 void Node::Destroy(Node* top) noexcept {
     for (Node* dead = top; dead;) {
         Children& children = dead->children_;
@@ -73,19 +43,21 @@ void Node::Destroy(Node* top) noexcept {
         }
         Node* const child = children.back().detach();
         children.pop_back();
-        if (children.size() > 2) Prefetch(*children[children.size() - 3]);
+        // A large tree is in no cache any more, so nodes are asked for before their turn.
+        if (children.size() > 2) __builtin_prefetch(children[children.size() - 3].get());
         if (child->DropReference()) child->takenFrom_ = std::exchange(dead, child);
     }
 }
 
-// The source is given up last: where there is no memory, the next one to look tries again.
-void Node::MakeFromSource() {
-    const dv::auto_com<Node> made = MakeNode(*source_);
-    std::swap(name_, made->name_);
-    text_.swap(made->text_);
-    attributes_.swap(made->attributes_);
-    children_.swap(made->children_);
-    source_.reset();
+// The text is given up last: where there is no memory, the next one to look tries again.
+void Node::ReadWritten() {
+    const ReadResult read = ReadXml(*written_, DeclaredEncoding::kMustBeUtf8);
+    if (!read.root) throw std::logic_error("an element was written that cannot be read: " + read.error);
+    name_.swap(read.root->name_);
+    text_.swap(read.root->text_);
+    attributes_.swap(read.root->attributes_);
+    children_.swap(read.root->children_);
+    written_.reset();
 }
 
 int Node::NodeGetIntValue() const {
@@ -139,7 +111,7 @@ INode* Node::NodeChildAt(std::size_t position) const {
 
 void Node::NodeSetAttribute(std::string_view name, std::string_view value) {
     for (Attribute& attribute : Made().attributes_) {
-        if (attribute.name.Text() != name) continue;
+        if (attribute.name != name) continue;
         attribute.value = std::string(value);
         return;
     }
@@ -159,20 +131,15 @@ bool Node::NodeGetBoolAttribute(std::string_view name) const {
     return dv::ParseBool(NodeGetAttribute(name));
 }
 
-std::string Node::NodeToText() const {
-    return WriteXml(*this);
-}
-
 const Attribute* Node::FindAttribute(std::string_view name) const {
     const Attributes& attributes = GetAttributes();
-    const auto found = std::find_if(attributes.begin(), attributes.end(), [&](const Attribute& attribute) {
-        return attribute.name.Text() == name;
-    });
+    const auto found = std::find_if(attributes.begin(), attributes.end(),
+                                    [&](const Attribute& attribute) { return attribute.name == name; });
     return found == attributes.end() ? nullptr : &*found;
 }
 
 void Node::AppendAttribute(std::string_view name, std::string_view value) {
-    attributes_.push_back({Name(name), std::string(value)});
+    attributes_.push_back({std::string(name), std::string(value)});
 }
 
 Node* Node::Find(std::string_view name) const {

@@ -2,34 +2,33 @@
 #ifndef HOST_XML_NODE_H
 #define HOST_XML_NODE_H
 
-#include <boost/container/small_vector.hpp>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
-#include "host/glue/IElementSource.h"
 #include "host/glue/RefCount.h"
 #include "host/interfaces/DvXML.h"
-#include "host/xml/Name.h"
+#include "host/xml/ElementWriter.h"
 
 namespace DvXML {
 
 struct Attribute {
-    Name name;
+    std::string name;
     std::string value;
 };
 
 class Node final : public dv::RefCount<INode> {
 public:
     static dv::auto_com<Node> Create(std::string_view name, std::string_view text = {});
-    static dv::auto_com<Node> Create(const IElementSource& source);
+    /// An element that is still a text.
+    static dv::auto_com<Node> Create(const ElementText& text);
 
     // IRefCounted
     void Release() const noexcept override;
 
     // INode
-    std::string_view NodeGetName() const override { return Made().name_.Text(); }
+    std::string_view NodeGetName() const override { return Made().name_; }
     std::string_view NodeGetText() const override { return Made().text_; }
     int NodeGetIntValue() const override;
     void NodeAddChild(INode* child) override;
@@ -50,10 +49,9 @@ public:
 
     // For reader and writer.
     using Children = std::vector<dv::auto_com<Node>>;
-    using Attributes = boost::container::small_vector<Attribute, 1>;
-    /// What the element is still to be made from; null when it is made.
-    const IElementSource* GetSource() const { return source_.get(); }
-    const Name& GetName() const { return Made().name_; }
+    using Attributes = std::vector<Attribute>;
+    /// The element while it is still a text; null when it is made of nodes.
+    const std::string* GetWritten() const { return written_.get(); }
     const Children& GetChildren() const { return Made().children_; }
     const Attributes& GetAttributes() const { return Made().attributes_; }
     /// Null when there is no such attribute.
@@ -69,33 +67,31 @@ private:
     Node(std::string_view name, std::string_view text) : name_(name), text_(text) {}
     ~Node() override = default;
 
-    static void* operator new(std::size_t size);
-    static void operator delete(void* memory) noexcept;
     static void Destroy(Node* top) noexcept;
-    static void Prefetch(const Node& node);
 
     // Whoever asks for, or changes, what the node holds does so by these.
     const Node& Made() const {
-        if (source_) const_cast<Node*>(this)->MakeFromSource();  // what is seen of it stays the same
+        if (written_) const_cast<Node*>(this)->ReadWritten();  // what is seen of it stays the same
         return *this;
     }
     Node& Made() {
-        if (source_) MakeFromSource();
+        if (written_) ReadWritten();
         return *this;
     }
-    void MakeFromSource();
+    void ReadWritten();
 
     Node* Find(std::string_view name) const;
     /// True when `wanted` is this node or below it.
     bool Contains(const Node* wanted) const;
 
     bool hadParent_ = false;  // was ever added to a node
-    Name name_;
+    // Destroy reads these of every node, so they lie together.
+    Children children_;
+    Node* takenFrom_ = nullptr;  // the parent, while both are being destroyed
+    ElementText written_;
+    std::string name_;
     std::string text_;
     Attributes attributes_;
-    Children children_;
-    dv::auto_com<const IElementSource> source_;
-    Node* takenFrom_ = nullptr;  // the parent, while both are being destroyed
 };
 
 }  // namespace DvXML

@@ -10,10 +10,10 @@
 #include <utility>
 #include <vector>
 
+#include "host/xml/Characters.h"
+
 namespace DvXML {
 namespace {
-
-constexpr char kXmlSpace[] = " \t\r\n";
 
 struct ParserDeleter {
     void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
@@ -166,8 +166,7 @@ void Reader::Declaration(const char* encoding) {
 // Called where the open element is known to have child elements.
 void Reader::EndRun() {
     const auto& [node, runStart] = open_.back();
-    const bool blank = node->NodeGetText().find_first_not_of(kXmlSpace, runStart) == std::string_view::npos;
-    if (blank) node->CutText(runStart);
+    if (IsBlank(node->NodeGetText().substr(runStart))) node->CutText(runStart);
 }
 
 void Reader::Fail(std::string_view reason) {

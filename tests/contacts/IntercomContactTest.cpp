@@ -334,6 +334,24 @@ TEST(ContactElement, ShowsWhatIsChangedInSharedNumbers) {
     EXPECT_NE(std::string::npos, Written(other).find("<sip"));
 }
 
+TEST(ContactElement, HoldsTheVeryBytesThatXmlCannotCarry) {
+    for (const std::string bytes : {"\x01", "\xFF", "a\xEF\xBF\xBF"}) {
+        IntercomContact contact("", bytes);
+        contact.setPhoneTypeList(
+            {{"0-1", boost::make_shared<T_PHONE_TYPE>(T_PHONE_TYPE{"my phone", false})}});
+        for (int time = 0; time < 2; ++time) {
+            const auto element = contact.toXml();
+            EXPECT_EQ(bytes, element->NodeGetNamedValue("displayName"));
+            EXPECT_EQ("1", element->NodeFindChild("phoneType")->NodeGetNamedValue("my phone"));
+            EXPECT_EQ(Written(contact), element->NodeToText());
+        }
+        EXPECT_NE(std::string::npos, Written(contact).find("\xEF\xBF\xBD</displayName>"));
+        EXPECT_NE(std::string::npos, Written(contact).find("<my_phone "));
+        contact.setDisplayName("Ann");
+        EXPECT_EQ("Ann", contact.toXml()->NodeGetNamedValue("displayName"));
+    }
+}
+
 TEST(ContactElement, ReadsBackTheSame) {
     const std::string xml =
         "<contact><contactId>2147483647</contactId><displayName> Ann </displayName><firstName>A&amp;B"

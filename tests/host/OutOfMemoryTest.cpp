@@ -1,9 +1,10 @@
-// Reading when memory runs out: every single allocation of a parse is made to fail once.
+// Reading when memory runs out: every single allocation of it is made to fail once.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <new>
 
+#include "host/xml/ElementWriter.h"
 #include "tests/host/Xml.h"
 
 namespace {
@@ -70,6 +71,29 @@ TEST(OutOfMemory, WhileAnErrorIsWordedIsNotHidden) {
     const long needed = AllocationsUntil(kBroken, "line 1, column 61: mismatched tag");
     EXPECT_GT(needed, 3);
     EXPECT_LT(needed, 1000);
+}
+
+TEST(OutOfMemory, LeavesAWrittenElementAsItWasForTheNextOneToLookIntoIt) {
+    DvXML::ElementWriter writer;
+    writer.Begin("home");
+    writer.NamedValue("child", "and a text that is too long to need no memory");
+    writer.End();
+    const DvXML::ElementText text = writer.TakeExactText();
+    long allocation = 0;
+    for (bool failed = true; failed; ++allocation) {
+        const auto element = DvXML::CreateXmlNode(text);
+        allocationsLeft = allocation;
+        try {
+            element->NodeChildCount();
+            failed = false;
+        } catch (const std::bad_alloc&) {
+        }
+        allocationsLeft = kNever;
+        EXPECT_EQ("and a text that is too long to need no memory", element->NodeGetNamedValue("child"));
+        EXPECT_EQ(*text, element->NodeToText());
+        ASSERT_LT(allocation, 1000);
+    }
+    EXPECT_GT(allocation, 3);
 }
 
 }  // namespace

@@ -1,7 +1,8 @@
-// The shape of UTF-8 characters (RFC 3629), and which of them XML can carry.
-#ifndef HOST_XML_UTF8_H
-#define HOST_XML_UTF8_H
+// Characters: their shape in UTF-8 (RFC 3629), and what XML makes of them.
+#ifndef HOST_XML_CHARACTERS_H
+#define HOST_XML_CHARACTERS_H
 
+#include <algorithm>
 #include <cstddef>
 #include <string_view>
 
@@ -33,6 +34,12 @@ constexpr bool IsXmlCharacter(std::string_view character) noexcept {
     const unsigned first = static_cast<unsigned char>(character.front());
     if (first < 0x20) return first == '\t' || first == '\n' || first == '\r';
     return character != "\xEF\xBF\xBE" && character != "\xEF\xBF\xBF";
+}
+
+/// True when the text is nothing but what XML takes for white space.
+constexpr bool IsBlank(std::string_view text) noexcept {
+    const auto isSpace = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
+    return std::all_of(text.begin(), text.end(), isSpace);
 }
 
 }  // namespace DvXML
