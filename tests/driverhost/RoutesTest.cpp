@@ -321,8 +321,8 @@ TEST_F(RoutesTest, AGenerationIsGivenAsItWasStored) {
     const Response none = Ask("GET", "/drivers/lamp/state/generations/3");
     EXPECT_EQ(none.status, 404U);
     EXPECT_EQ(none.body,
-              "<error>driver lamp has no generation 3; GET /drivers/lamp/state/generations lists what is "
-              "kept</error>");
+              "<error>driver lamp has no generation 3; GET /drivers/lamp/state/generations lists those that "
+              "are kept</error>");
     EXPECT_EQ(Ask("GET", "/drivers/lamp/state/generations/0").status, 404U);
     for (const char* number : {"x", "-1", "1x", "18446744073709551616"})
         EXPECT_EQ(Ask("GET", std::string("/drivers/lamp/state/generations/") + number).status, 400U)
