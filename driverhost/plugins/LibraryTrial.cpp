@@ -11,10 +11,10 @@
 #include <csignal>
 #include <cstring>
 #include <optional>
-#include <system_error>
 #include <thread>
 
 #include "driverhost/plugins/PluginLibrary.h"
+#include "driverhost/runtime/Fault.h"
 #include "driverhost/runtime/HostLog.h"
 #include "host/glue/Log.h"
 
@@ -46,7 +46,7 @@ pid_t Spawn(const std::string& path) {
     posix_spawn_file_actions_destroy(&actions);
     if (error == 0) return id;
     HostLog::Write(dv::LOG_LEVEL_ERROR, kHostName,
-                   path + " is loaded without a trial: " + std::generic_category().message(error));
+                   path + " is loaded without a trial: " + SystemReason(error));
     return 0;
 }
 

@@ -13,10 +13,10 @@
 #include <cstring>
 #include <optional>
 #include <string_view>
-#include <system_error>
 #include <utility>
 #include <vector>
 
+#include "driverhost/runtime/Fault.h"
 #include "driverhost/runtime/FileDescriptor.h"
 #include "host/glue/PluginEntry.h"
 
@@ -53,7 +53,7 @@ private:
 LibraryFile::LibraryFile(const std::string& path)
     : path_(path), file_(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
     if (!file_ && errno == ENOENT) Throw(": there is no such file; expected a driver plug-in");
-    if (!file_) Throw(": cannot be read: " + std::generic_category().message(errno));
+    if (!file_) Throw(": cannot be read: " + SystemReason());
     struct stat status {};
     if (fstat(file_.Get(), &status) != 0 || !S_ISREG(status.st_mode)) {
         Throw(": is not a file; expected a driver plug-in");

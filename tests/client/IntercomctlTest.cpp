@@ -1,4 +1,4 @@
-// The program as a user or a script meets it: words in, outputs and exit status out.
+// The program as users and scripts see it: its arguments, its outputs, its exit status.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// A backup that is interrupted: the file is there whole or not at all, and nothing else is left.
+// Backups that are interrupted: the file is complete or does not exist, and nothing else is left.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -51,7 +51,7 @@ protected:
 
     std::string Backup() const { return test::ReadFile(backups_ / "backup.xml"); }
 
-    /// Some file systems have only files with names; a moment with one cannot be avoided there.
+    /// Where a file system has only files with names, a moment with a second name cannot be avoided.
     bool HasUnnamedFiles() const {
         const int file = open(backups_.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
         if (file >= 0) close(file);

@@ -18,7 +18,7 @@ std::size_t BodyLength(const std::string& head) {
     return field == std::string::npos ? 0 : std::stoul(head.substr(field + kField.size()));
 }
 
-// Empty when there was none: the end of the server is a connection without a request.
+// Empty when the connection ends without a request, which is how the server is told to end.
 std::string ReadRequest(tcp::socket& socket) {
     std::string request;
     error_code error;

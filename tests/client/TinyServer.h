@@ -1,4 +1,4 @@
-// An HTTP server that answers what a test has written down, one connection after the other.
+// An HTTP server that gives prepared answers, to one connection after the other.
 #ifndef TESTS_CLIENT_TINYSERVER_H
 #define TESTS_CLIENT_TINYSERVER_H
 
@@ -11,11 +11,11 @@
 
 namespace test {
 
-/// Listens on a free port of 127.0.0.1. Each connection gets the next of the answers, the bytes as
-/// they stand, and is closed; connections beyond the last answer are closed without one.
+/// Listens on a free port of 127.0.0.1. Each connection gets the bytes of the next answer and is closed. When
+/// there are no answers left, connections are closed without one.
 class TinyServer {
 public:
-    /// With KeepOpen, connections stay open behind their answers until the end of the server.
+    /// With KeepOpen, connections stay open after their answers until the server ends.
     enum AfterAnswer { Close, KeepOpen };
     explicit TinyServer(std::vector<std::string> answers, AfterAnswer after = Close);
     ~TinyServer();
@@ -23,7 +23,7 @@ public:
     TinyServer& operator=(const TinyServer&) = delete;
 
     std::string Url() const;
-    /// What was received so far, head and body of each request.
+    /// The requests received so far, with heads and bodies.
     std::vector<std::string> Requests() const;
 
     /// An answer with a body of XML.

@@ -38,7 +38,8 @@ protected:
             stream_.Publish("<e/>");
     }
 
-    /// The ids that a reader from there gets, "reset" first where it is told, "lost" at the end.
+    /// The ids that a reader gets from that point on, after "reset" if it gets one, and "lost" when it ends
+    /// so.
     std::string Told(const std::optional<std::string_view>& lastEventId) {
         const StreamStart start = stream_.Begin(lastEventId);
         std::uint64_t next = start.next;

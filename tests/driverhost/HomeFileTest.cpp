@@ -17,7 +17,7 @@ protected:
 
     Home Parse(const std::string& text) const { return ParseHome(text, "home.xml", plugins_.Path()); }
 
-    /// What is wrong with the text; one line.
+    /// What is wrong with the text, in one line.
     std::string FaultOf(const std::string& text) const {
         try {
             Parse(text);

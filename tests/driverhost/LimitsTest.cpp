@@ -1,4 +1,4 @@
-// That no bound is forgotten: in the options, in --help, on the page.
+// No bound is missing in the options, in --help, or on the page.
 #include "driverhost/settings/Limits.h"
 
 #include <gmock/gmock.h>

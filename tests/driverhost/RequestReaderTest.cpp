@@ -25,7 +25,7 @@ protected:
         }
     }
 
-    /// Goes on until bytes are wanted, or it is done or failed.
+    /// Goes on until the reader needs more bytes, is done, or has failed.
     Progress Go() {
         Progress progress = reader_.Advance();
         if (progress == Progress::HeadDone) progress = reader_.Advance();

@@ -17,7 +17,7 @@ protected:
         Start();
     }
 
-    /// Begins a request; the reply comes while the loop turns.
+    /// Begins a request. The reply comes while the loop runs.
     void Begin(const std::string& method, const std::string& target, const std::string& form,
                const Reply& reply) {
         Request request;
@@ -284,7 +284,7 @@ TEST_F(RoutesTest, APutStateEndsTheTroubleOfADriverThatCannotGiveItsOwn) {
 TEST_F(RoutesTest, APutStateWhoseStoringFailsLateIsTakenBackOnDisk) {
     StartLamp();
     Command("lamp", "set", "value=old");
-    disk_.FailAtStep(4);  // create, write, sync, rename, then the folder is synced
+    disk_.FailAtStep(4);  // create, write, sync, rename; then the sync of the folder fails
     EXPECT_EQ(Put("/drivers/lamp/state", "<ProbeState><value>new</value></ProbeState>").status, 503U);
     TurnUntil([this] { return StoredState("lamp") == "<ProbeState><value>old</value></ProbeState>"; });
     EXPECT_THAT(disk_.ContentOf("/state/lamp/0000000002.xml"), HasSubstr("<value>new</value>"));

@@ -1,4 +1,4 @@
-// The server over real sockets: the test thread turns the loop, the client has a thread of its own.
+// The server over real sockets. The test thread runs the loop, and the client has a thread of its own.
 #include "driverhost/http/server/Server.h"
 
 #include <gmock/gmock.h>
@@ -34,7 +34,7 @@ protected:
         port_ = server_->Address().port;
     }
 
-    /// Runs the client and turns the loop until it is through.
+    /// Runs the client, and the loop until the client has finished.
     template <class Client>
     auto With(Client client) {
         auto result = std::async(std::launch::async, client);

@@ -28,7 +28,7 @@ std::string AnswerForTest(const std::string& why) {
            why;
 }
 
-// Standard error, which can be read while others write it still.
+// Captures standard error, which can be read while others still write to it.
 class CapturedErrors {
 public:
     CapturedErrors() { dup2(text_.Get(), STDERR_FILENO); }
@@ -42,7 +42,7 @@ public:
         return got > 0 ? std::string(bytes.data(), static_cast<std::size_t>(got)) : std::string();
     }
 
-    /// False when it never holds that.
+    /// False when the text never appears.
     bool Comes(const std::string& text) const {
         return test::Comes([&] { return Text().find(text) != std::string::npos; });
     }
@@ -59,7 +59,7 @@ protected:
                           WatchdogTimes{held, 10ms});
     }
 
-    // It leaves a client that is slow to ask, as any may be on a busy machine.
+    // The watchdog gives up on a client that is slow to ask, and on a busy machine any client may be slow.
     HttpAnswer AskAsClient() { return AskAgainUntil(server_.Address().port, 503, "GET", "/health"); }
 
     DriverThread thread_;
@@ -151,14 +151,14 @@ protected:
             unsetenv(name);
     }
 
-    /// The next message; waits for it.
+    /// Waits for the next message.
     std::string Message() {
         const timeval patience{test::kPatience.count(), 0};
         setsockopt(socket_.Get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
         return Receive(0);
     }
 
-    /// The next of those that came already; empty when there is none.
+    /// The next message that has arrived already; empty when there is none.
     std::string Receive(int flags = MSG_DONTWAIT) {
         std::array<char, 100> bytes;
         const ssize_t got = recv(socket_.Get(), bytes.data(), bytes.size(), flags);

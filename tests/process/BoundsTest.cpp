@@ -1,4 +1,4 @@
-// Every bound is hit at the real process, and answered as its row and the page say.
+// Reaches every bound of the real process, which answers as the table and the page say.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -27,7 +27,7 @@ protected:
         WriteHome(Driver(1, "lamp", "probe"));
     }
 
-    /// Starts a host that looks at its clocks often, with one bound set.
+    /// Starts a host that checks its times often, with one bound set.
     void StartWith(const std::vector<std::string>& bound) {
         std::vector<std::string> options = bound;
         if (std::find(options.begin(), options.end(), "--tick-time") == options.end()) {
@@ -44,12 +44,12 @@ protected:
         return connection.ReadToEnd();
     }
 
-    /// Waits for a metric to come down to a value.
+    /// Waits until a metric has fallen to a value.
     void WaitForMetric(const std::string& name, int value) const {
         EXPECT_TRUE(test::Comes([&] { return Metric(name) == value; })) << name;
     }
 
-    /// Has more answered than the sockets hold, and takes none of it.
+    /// Makes the host send more answers than the sockets hold, and reads none of them.
     static void LeaveAnswers(HttpConnection& connection) {
         const std::string form = "a=" + std::string(1'000'000, 'x');
         for (int request = 0; request < 12; ++request)
@@ -223,7 +223,7 @@ TEST_F(BoundsTest, EndTimeOverDropsAnswers) {
     const std::string echoes = "driverhost_commands_total{driver=\"lamp\",command=\"echo\"}";
     for (int before = 0, now = 0; now <= 0 || now > before; now = Metric(echoes)) {
         before = now;
-        std::this_thread::sleep_for(300ms);  // it goes on as long as the sockets take answers
+        std::this_thread::sleep_for(300ms);  // the count grows as long as the sockets take answers
     }
     EXPECT_EQ(Stop(), 0) << "which waits less long than the host would for a client that takes nothing";
     asking.join();

@@ -1,4 +1,4 @@
-// The system manager as its caller sees it: a program, its first line, its exit, and what it leaves running.
+// The system manager as its caller sees it: its first line, its exit status, and what it leaves running.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
@@ -62,7 +62,7 @@ protected:
         return text.empty() ? 0 : std::stoi(text);
     }
 
-    /// Alive, and not merely waiting to be collected.
+    /// Alive, and not just a zombie.
     static bool Lives(pid_t id) {
         const std::string stat = test::ReadFile("/proc/" + std::to_string(id) + "/stat");
         return !stat.empty() && stat.find(") Z") == std::string::npos;
@@ -182,7 +182,7 @@ TEST_F(Sysman, DisableAsksTheProgramToEnd) {
     EXPECT_TRUE(EndsInTime(program));
 }
 
-// With an hour of grace: who waited for the program's end would not be back in the test's time.
+// The grace is an hour here, so a sysman that waited for the end of the program would not return in time.
 TEST_F(Sysman, DisableDoesNotWaitForTheProgramToEnd) {
     SetProgram(kStubborn);
     environment["SYSMAN_GRACE_SECONDS"] = "3600";
@@ -227,7 +227,7 @@ TEST_F(Sysman, SignalsNobodyWhoHasTheNumberOfTheProgramThatEnded) {
     Ask("enable");
     std::string noted = File("sipproxy.process");
     const pid_t program = Noted();
-    // As if the program had been started at another time than the process of that number.
+    // The program was started at another time than the process that now has its number.
     noted.insert(noted.find(' ') + 1, "9");
     test::WriteFile(folder / "state" / "sipproxy.process", noted);
     EXPECT_THAT(Ask("kill").errors, HasSubstr("no program is running"));

@@ -1,4 +1,4 @@
-// A host without network: drivers from the test plug-ins, a disk in memory, the routes.
+// A host without a network: drivers from the test plug-ins, a disk in memory, and the routes.
 #ifndef TESTS_DRIVERHOST_SUPPORT_HOSTFIXTURE_H
 #define TESTS_DRIVERHOST_SUPPORT_HOSTFIXTURE_H
 
@@ -28,23 +28,23 @@ protected:
     HostFixture();
     ~HostFixture() override;
 
-    /// A driver of the home; before Start.
+    /// Adds a driver to the home, before Start.
     void Add(const std::string& name, const std::string& library, const std::string& config = "<config/>");
-    /// Loads and starts what was added.
+    /// Loads and starts the drivers.
     void Start();
-    /// Loads everything and starts nothing.
+    /// Loads the drivers, but does not start them.
     void Load();
 
     Driver& Get(const std::string& name) { return *table_->Find(name); }
 
-    /// A request as a client of this machine sends it; turns the loop until it is answered.
+    /// Makes a request as a client on this machine does, and runs the loop until it is answered.
     Response Ask(const std::string& method, const std::string& target, const std::string& form = "");
     /// The body of the reply to a command.
     std::string Command(const std::string& driver, const std::string& command, const std::string& form = "");
 
-    /// Turns the loop until nothing is left to do, or so long at most.
+    /// Runs the loop until there is nothing left to do, but at most that long.
     void Turn(std::chrono::milliseconds time = std::chrono::milliseconds(50));
-    /// Turns the loop until `condition` holds; fails the test when it never does.
+    /// Runs the loop until `condition` holds. Fails the test when it never does.
     template <class Condition>
     void TurnUntil(Condition condition) {
         const auto end = Clock::now() + test::kPatience;

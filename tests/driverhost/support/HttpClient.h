@@ -1,4 +1,4 @@
-// A connection that is kept, for requests one after the other, and for what no client should send.
+// A connection that stays open, for one request after the other, and for bytes that no client should send.
 #ifndef TESTS_DRIVERHOST_SUPPORT_HTTPCLIENT_H
 #define TESTS_DRIVERHOST_SUPPORT_HTTPCLIENT_H
 
@@ -14,24 +14,24 @@
 namespace driverhost {
 
 struct HttpAnswer {
-    int status = 0;                              // 0: none came
-    std::map<std::string, std::string> headers;  // names in small letters
+    int status = 0;                              // 0: there was no answer
+    std::map<std::string, std::string> headers;  // names in lower case
     std::string body;
 };
 
-/// Throws std::runtime_error when the other side does not do its part in time.
+/// Throws std::runtime_error when the other side is not in time.
 class HttpConnection {
 public:
     explicit HttpConnection(int port, std::chrono::milliseconds patience = test::kPatience);
 
-    /// What the other side does not take is left: what it said can be read still.
+    /// Drops bytes that the other side does not take; its answer can still be read.
     void Send(std::string_view bytes);
     /// Breaks the connection off.
     void Reset() { connection_.Reset(); }
     HttpAnswer ReadAnswer();
     /// Everything up to and with `mark`.
     std::string ReadUntil(std::string_view mark);
-    /// Waits for the other side to close, and tells what came until then.
+    /// Everything until the other side closes the connection.
     std::string ReadToEnd();
 
     HttpAnswer Ask(std::string_view method, std::string_view target, std::string_view form = "",
@@ -53,7 +53,7 @@ std::string RequestText(std::string_view method, std::string_view target, std::s
 HttpAnswer AskOnce(int port, std::string_view method, std::string_view target, std::string_view form = "",
                    std::string_view headers = "");
 
-/// Asks again, each time on a new connection, until the answer has that status; the last answer.
+/// Asks again, each time on a new connection, until the answer has that status. Returns the last answer.
 HttpAnswer AskAgainUntil(int port, int status, std::string_view method, std::string_view target,
                          std::string_view form = "");
 

@@ -1,4 +1,4 @@
-// A folder of a test's own, with its paths as plain texts.
+// A temporary folder for one test, with its paths as strings.
 #ifndef TESTS_DRIVERHOST_SUPPORT_TEMPORARYFOLDER_H
 #define TESTS_DRIVERHOST_SUPPORT_TEMPORARYFOLDER_H
 
@@ -12,7 +12,7 @@ class TemporaryFolder {
 public:
     std::string Path() const { return folder_.Path().string(); }
 
-    /// Writes a file in the folder; its path.
+    /// Writes a file in the folder. Returns its path.
     std::string Write(const std::string& name, const std::string& text) const {
         test::WriteFile(folder_ / name, text);
         return (folder_ / name).string();
