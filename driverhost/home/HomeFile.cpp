@@ -11,6 +11,7 @@
 #include "driverhost/state/FileSystem.h"
 #include "host/glue/Numbers.h"
 #include "host/glue/XmlText.h"
+#include "host/xml/Characters.h"
 
 namespace driverhost {
 namespace {
@@ -19,7 +20,6 @@ using Element = const DvXML::INode&;
 
 constexpr unsigned long kMaxId = 4294967295UL;
 constexpr std::size_t kMaxNameBytes = 100;  // the name of a folder, with room for an ending
-constexpr std::string_view kXmlSpace = " \t\r\n";
 constexpr std::string_view kLibraryEnding = ".so";
 
 // Writes control characters as references, as a file can, so that a message stays one line.
@@ -130,7 +130,7 @@ Home HomeReader::Read() {
 // Nothing in the file is ignored silently: a misspelt element is a fault with a line.
 void HomeReader::CheckChildren(Element parent, std::initializer_list<std::string_view> once,
                                std::initializer_list<std::string_view> often) const {
-    if (parent.NodeGetText().find_first_not_of(kXmlSpace) != std::string_view::npos) {
+    if (!DvXML::IsBlank(parent.NodeGetText())) {
         Refuse(parent, "there is text between the elements of " + Quoted(parent.NodeGetName()) +
                            "; expected nothing but elements");
     }
