@@ -105,7 +105,7 @@ TEST_F(IntercomctlAndHost, EventsOfThePastAreToldFromTheirId) {
     const test::TempFolder folder;
     const test::Process following(
         {{INTERCOMCTL_PROGRAM, "--url", url, "events", "--since", "0"}, {}, folder / "output"});
-    EXPECT_TRUE(test::Comes([&] {
+    EXPECT_TRUE(test::Eventually([&] {
         return test::ReadFile(folder / "output").find("<GroupAdded>\n  <id>1</id>\n</GroupAdded>\n") !=
                std::string::npos;
     })) << test::ReadFile(folder / "output");

@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "tests/client/TinyServer.h"
+#include "tests/support/process/Patience.h"
 #include "tests/support/process/Process.h"
 #include "tests/support/process/RunProgram.h"
 #include "tests/support/process/TempFolder.h"
@@ -39,7 +40,7 @@ protected:
             std::this_thread::sleep_for(1ms);
         std::this_thread::sleep_for(delay);
         save.Signal(signal);
-        save.Wait(60s);
+        EXPECT_TRUE(save.Wait(test::kPatience));
     }
 
     std::vector<std::string> Names() const {

@@ -22,7 +22,7 @@ protected:
     ServerTest() {
         for (auto* time : {&limits_.headTime, &limits_.bodyTime, &limits_.idleTime, &limits_.lingerTime,
                            &limits_.writeTime})
-            *time = test::kPatience;  // but where a test is about one of them
+            *time = test::kPatience;  // a test about one of them makes it short
         limits_.tick = 20ms;
     }
 
@@ -164,7 +164,7 @@ TEST_F(ServerTest, AnIdleConnectionIsClosed) {
     limits_.idleTime = 200ms;
     Serve();
     EXPECT_EQ(ConversationOf(""), "");
-    EXPECT_EQ(With([this] { return AskedConnection(port_, "/health")->ReadToEnd(); }), "");
+    EXPECT_EQ(With([this] { return AnsweredConnection(port_, "/health")->ReadToEnd(); }), "");
     EXPECT_EQ(server_->Connections(), 0U);
 }
 
@@ -240,7 +240,7 @@ TEST_F(ServerTest, CommentsKeepAQuietStreamOpen) {
     limits_.idleTime = 200ms;
     Serve();
     const std::string told = With([this] {
-        const auto reader = AskedConnection(port_, "/events");
+        const auto reader = AnsweredConnection(port_, "/events");
         std::this_thread::sleep_for(2 * limits_.idleTime);
         return reader->ReadUntil(":\n\n") + reader->ReadUntil(":\n\n");
     });

@@ -28,7 +28,7 @@ std::string AnswerForTest(const std::string& why) {
            why;
 }
 
-// Captures standard error, which can be read while others still write to it.
+// Captures standard error, like CaptureStderr of gtest, but can be read while others still write.
 class CapturedErrors {
 public:
     CapturedErrors() { dup2(text_.Get(), STDERR_FILENO); }
@@ -42,9 +42,9 @@ public:
         return got > 0 ? std::string(bytes.data(), static_cast<std::size_t>(got)) : std::string();
     }
 
-    /// False when the text never appears.
-    bool Comes(const std::string& text) const {
-        return test::Comes([&] { return Text().find(text) != std::string::npos; });
+    /// Waits for the text to appear.
+    bool Shows(const std::string& text) const {
+        return test::Eventually([&] { return Text().find(text) != std::string::npos; });
     }
 
 private:
@@ -59,7 +59,7 @@ protected:
                           WatchdogTimes{held, 10ms});
     }
 
-    // The watchdog gives up on a client that is slow to ask, and on a busy machine any client may be slow.
+    // The watchdog gives up on a client that is slow to ask, and on a busy machine this one may be.
     HttpAnswer AskAsClient() { return AskAgainUntil(server_.Address().port, 503, "GET", "/health"); }
 
     DriverThread thread_;
@@ -80,7 +80,7 @@ TEST_F(WatchdogTest, WhileACallHoldsTheThreadClientsHearWhichOne) {
             EXPECT_THAT(answer.body, StartsWith("driver lamp has held the driver thread in hold for "));
         }
     }
-    EXPECT_TRUE(log.Comes("driver lamp has released the driver thread"));
+    EXPECT_TRUE(log.Shows("driver lamp has released the driver thread"));
     const std::string text = log.Text();
     EXPECT_THAT(text, HasSubstr(" 3 host driver lamp has held the driver thread in hold for "));
     EXPECT_EQ(text.find("has held"), text.rfind("has held")) << "one line a call";
@@ -111,7 +111,7 @@ TEST_F(WatchdogTest, ALoopThatDoesNotTurnIsTheHostsOwnFault) {
     thread_.After(1ms, [this] { thread_.Stop(); });
     thread_.Run();
     Watch();
-    EXPECT_TRUE(log.Comes(" 3 host driver host has held the driver thread"));
+    EXPECT_TRUE(log.Shows(" 3 host driver host has held the driver thread"));
 }
 
 TEST_F(WatchdogTest, ACallThatReturnedShowsThatTheLoopTurns) {
@@ -158,7 +158,7 @@ protected:
         return Receive(0);
     }
 
-    /// The next message that has arrived already; empty when there is none.
+    /// The next message that has arrived; empty if there is none.
     std::string Receive(int flags = MSG_DONTWAIT) {
         std::array<char, 100> bytes;
         const ssize_t got = recv(socket_.Get(), bytes.data(), bytes.size(), flags);
@@ -190,7 +190,7 @@ TEST_F(ServiceManagerTest, HearsNothingWhileACallHoldsTheThread) {
     EXPECT_EQ(Message(), "WATCHDOG=1");
     EXPECT_EQ(Message(), "WATCHDOG=1");
     const CallScope scope(thread, "lamp", "hold");
-    EXPECT_TRUE(log.Comes("has held the driver thread"));
+    EXPECT_TRUE(log.Shows("has held the driver thread"));
     while (!Receive().empty()) {
     }
     std::this_thread::sleep_for(300ms);

@@ -46,7 +46,7 @@ protected:
 
     /// Waits until a metric has fallen to a value.
     void WaitForMetric(const std::string& name, int value) const {
-        EXPECT_TRUE(test::Comes([&] { return Metric(name) == value; })) << name;
+        EXPECT_TRUE(test::Eventually([&] { return Metric(name) == value; })) << name;
     }
 
     /// Makes the host send more answers than the sockets hold, and reads none of them.
@@ -150,7 +150,7 @@ TEST_F(BoundsTest, BodyTimeOverIs408) {
 TEST_F(BoundsTest, IdleTimeOverCloses) {
     StartWith({"--idle-time", "100"});
     EXPECT_EQ(ConversationOf(""), "");
-    EXPECT_EQ(AskedConnection(port_, "/health")->ReadToEnd(), "");
+    EXPECT_EQ(AnsweredConnection(port_, "/health")->ReadToEnd(), "");
 }
 
 TEST_F(BoundsTest, WriteTimeOverCloses) {
@@ -225,7 +225,7 @@ TEST_F(BoundsTest, EndTimeOverDropsAnswers) {
         before = now;
         std::this_thread::sleep_for(300ms);  // the count grows as long as the sockets take answers
     }
-    EXPECT_EQ(Stop(), 0) << "which waits less long than the host would for a client that takes nothing";
+    EXPECT_EQ(Stop(), 0) << "although a client takes none of its answers";
     asking.join();
 }
 

@@ -170,7 +170,7 @@ protected:
         while (!std::all_of(clients_.begin(), clients_.end(), condition)) {
             std::array<epoll_event, 256> ready;
             const int count = epoll_wait(poll_.Get(), ready.data(), ready.size(), kMost);
-            if (count == 0) throw std::runtime_error("nobody is told anything any more");
+            if (count == 0) throw std::runtime_error("the host has stopped sending");
             for (int number = 0; number < count; ++number)
                 static_cast<Client*>(ready[static_cast<std::size_t>(number)].data.ptr)->Receive();
         }

@@ -99,7 +99,7 @@ TEST_F(HouseholdTest, WhatWasAnsweredIsStoredWheneverTheHostIsKilled) {
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(200 + 37 * round));
         const std::size_t some = 5 * (static_cast<std::size_t>(round) + 1);
-        EXPECT_TRUE(test::Comes([&] {  // on a busy machine it takes longer
+        EXPECT_TRUE(test::Eventually([&] {  // on a busy machine that takes longer
             const std::lock_guard lock(mutex);
             return answered.size() >= some;
         }));

@@ -246,8 +246,8 @@ TEST_F(KillLoop, WhatWasAnsweredIsThereAfterEveryKillAndNoStartFails) {
     const unsigned int rounds = FromEnvironment("KILL_ROUNDS", 20);
     std::cout << "KILL_SEED=" << seed_ << "\n";
     const auto end = std::chrono::steady_clock::now() + test::kPatience;
-    const auto isBusy = [&] { return Answered() == 0 && std::chrono::steady_clock::now() < end; };
-    for (unsigned int round = 0; round < rounds || isBusy(); ++round) {
+    const auto isTooBusy = [&] { return Answered() == 0 && std::chrono::steady_clock::now() < end; };
+    for (unsigned int round = 0; round < rounds || isTooBusy(); ++round) {
         SCOPED_TRACE("KILL_SEED=" + std::to_string(seed_) + ", round " + std::to_string(round));
         PlayRound(round);
         if (HasFailure()) return;

@@ -20,10 +20,10 @@ protected:
     void ExpectLeftOut(const std::string& library, const std::string& reason) {
         WriteHome(Driver(1, "bad", library) + Driver(2, "lamp", "probe"));
         Start();
-        ExpectOthersRun(library, reason);
+        ExpectOnlyBadLeftOut(library, reason);
     }
 
-    void ExpectOthersRun(const std::string& library, const std::string& reason) {
+    void ExpectOnlyBadLeftOut(const std::string& library, const std::string& reason) {
         EXPECT_THAT(Log(), HasSubstr(" 3 host driver bad (" + library + ") does not run: " + reason + "\n"));
         EXPECT_THAT(Ask("GET", "/drivers").body, HasSubstr("<status>failed</status><failure>" + reason));
         const HttpAnswer health = Ask("GET", "/health");
@@ -73,7 +73,8 @@ TEST_F(LibraryTest, ThatThrowsWhileItIsLoadedIsLeftOut) {
     EXPECT_EQ(Command("lamp", "count"), "<count>1</count>");
 }
 
-// The time must run out for one library and not for the other, so a machine that is too busy gets more of it.
+// The time must run out for one library and not for the other. If the machine is too busy for that, the time
+// is made longer.
 TEST_F(LibraryTest, ThatHangsWhileItIsLoadedIsLeftOutAfterItsTime) {
     WriteHome(Driver(1, "bad", "hang_at_load") + Driver(2, "lamp", "probe"));
     std::string time;
@@ -83,7 +84,8 @@ TEST_F(LibraryTest, ThatHangsWhileItIsLoadedIsLeftOutAfterItsTime) {
         if (Ask("GET", "/drivers").body.find("<library>probe</library><status>running<") != std::string::npos)
             break;
     }
-    ExpectOthersRun("hang_at_load", "its library was not loaded within " + time + " ms (--library-time)");
+    ExpectOnlyBadLeftOut("hang_at_load",
+                         "its library was not loaded within " + time + " ms (--library-time)");
 }
 
 TEST_F(LibraryTest, IsTriedBeforeARestartToo) {

@@ -346,7 +346,7 @@ TEST_F(ManagerTest, IsTheWatchdogsOnlyWhenItAsks) {
     Launch();
     int ready = 0;
     int signs = 0;
-    while (ready < 1 || signs < 2) {  // on a busy machine many signs come before it is ready
+    while (ready < 1 || signs < 2) {  // on a slow machine, many come before it is ready
         const std::string message = Message();
         ASSERT_THAT(message, testing::AnyOf("READY=1", "WATCHDOG=1"));
         ++(message == "READY=1" ? ready : signs);

@@ -23,7 +23,7 @@ struct Seen {
 
 class Player {
 public:
-    /// What a step expects is waited for so long.
+    /// `patience` is how long to wait for the events and log lines that a step expects.
     Player(const std::string& home, std::chrono::milliseconds patience) : host_(home), patience_(patience) {}
 
     /// Starts the process, unless the scenario does it in its first step.

@@ -1,6 +1,6 @@
 // run_scenario [--record] [--patience=MS] PATH...: plays scenarios, each a folder or a page. Ends with 1 when
-// one of them differs from what it expects; --record prints the steps with what was seen in the place of
-// that. What is expected is waited for, for MS at most.
+// one of them differs from what it expects; --record prints the steps with what was seen instead. It waits up
+// to MS milliseconds for the events and log lines that a step expects.
 #include <chrono>
 #include <cstdio>
 #include <exception>

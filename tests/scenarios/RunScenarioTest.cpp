@@ -27,8 +27,8 @@ protected:
         command.words.push_back(folder_.Path().string());
         return test::Process(command).Wait(2 * test::kPatience).value_or(-1);
     }
-    /// The same with steps that expect what never comes.
-    int RunInVain(const std::string& steps) { return Run(steps, {"--patience=100"}); }
+    /// For steps that expect something that never comes.
+    int RunBriefly(const std::string& steps) { return Run(steps, {"--patience=100"}); }
 
     std::string Output() const { return test::ReadFile(folder_ / "output"); }
 
@@ -59,7 +59,7 @@ TEST_F(RunScenario, EventTooManyIsADifference) {
 }
 
 TEST_F(RunScenario, MissingEventIsADifference) {
-    EXPECT_EQ(1, RunInVain("> agent getPopupTimeout\n<timeout>20</timeout>\n! <PopupTimeoutChanged/>\n"));
+    EXPECT_EQ(1, RunBriefly("> agent getPopupTimeout\n<timeout>20</timeout>\n! <PopupTimeoutChanged/>\n"));
     EXPECT_THAT(Output(), HasSubstr("  - <PopupTimeoutChanged/>\n"));
 }
 
@@ -69,7 +69,7 @@ TEST_F(RunScenario, RequestTooManyIsADifference) {
 }
 
 TEST_F(RunScenario, MissingLogLineIsADifference) {
-    EXPECT_EQ(1, RunInVain("> agent getPopupTimeout\n<timeout>20</timeout>\n~ 3 agent nobody said this\n"));
+    EXPECT_EQ(1, RunBriefly("> agent getPopupTimeout\n<timeout>20</timeout>\n~ 3 agent nobody said this\n"));
     EXPECT_THAT(Output(), HasSubstr("  - 3 agent nobody said this\n"));
 }
 

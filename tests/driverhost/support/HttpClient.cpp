@@ -90,7 +90,7 @@ std::string RequestText(std::string_view method, std::string_view target, std::s
 HttpAnswer AskAgainUntil(int port, int status, std::string_view method, std::string_view target,
                          std::string_view form) {
     HttpAnswer answer;
-    test::Comes([&] {
+    test::Eventually([&] {
         try {
             answer = AskOnce(port, method, target, form);
         } catch (const std::runtime_error&) {
@@ -101,9 +101,9 @@ HttpAnswer AskAgainUntil(int port, int status, std::string_view method, std::str
     return answer;
 }
 
-std::unique_ptr<HttpConnection> AskedConnection(int port, std::string_view target) {
+std::unique_ptr<HttpConnection> AnsweredConnection(int port, std::string_view target) {
     std::unique_ptr<HttpConnection> connection;
-    const bool answered = test::Comes([&] {
+    const bool answered = test::Eventually([&] {
         connection = std::make_unique<HttpConnection>(port);
         try {
             return connection->Ask("GET", target).status == 200;

@@ -53,13 +53,14 @@ std::string RequestText(std::string_view method, std::string_view target, std::s
 HttpAnswer AskOnce(int port, std::string_view method, std::string_view target, std::string_view form = "",
                    std::string_view headers = "");
 
-/// Asks again, each time on a new connection, until the answer has that status. Returns the last answer.
+/// Repeats the request on new connections until the answer has that status, and returns the last answer. Its
+/// status is 0 if the connection was closed without one.
 HttpAnswer AskAgainUntil(int port, int status, std::string_view method, std::string_view target,
                          std::string_view form = "");
 
-/// A connection whose request was answered, and its body read. Where the time for idle connections is short,
-/// a busy machine may be too late with the request: then it is sent again on another one.
-std::unique_ptr<HttpConnection> AskedConnection(int port, std::string_view target);
+/// A connection that has read the answer to GET `target`. If the connection is closed before, tries another
+/// one: where the time for idle connections is short, a busy machine may be too late with the request.
+std::unique_ptr<HttpConnection> AnsweredConnection(int port, std::string_view target);
 
 }  // namespace driverhost
 

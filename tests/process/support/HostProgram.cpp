@@ -65,7 +65,7 @@ unsigned short HostProgram::WaitUntilServing() {
 
 unsigned short HostProgram::WaitUntilListening() {
     std::optional<unsigned short> port;
-    test::Comes([&] { return (port = FindListeningPort()) || !process_.IsRunning(); });
+    test::Eventually([&] { return (port = FindListeningPort()) || !process_.IsRunning(); });
     if (!port) throw std::runtime_error("it does not listen");
     return *port;
 }
@@ -106,7 +106,7 @@ void HostProgram::WaitForLog(const std::string& text) {
         return found != std::string::npos && log.find('\n', found) != std::string::npos;
     };
     bool runs = true;
-    test::Comes([&] { return isThere() || !(runs = process_.IsRunning()); });
+    test::Eventually([&] { return isThere() || !(runs = process_.IsRunning()); });
     if (isThere()) return;
     throw std::runtime_error((runs ? "no '" : "it has ended before '") + text + "':\n" + Log());
 }

@@ -44,7 +44,7 @@ std::vector<std::string> ProcessFixture::Arguments(const std::vector<std::string
     std::vector<std::string> all = {
         "--home", folder_.Path() + "/home.xml", "--state-dir", StateFolder(), "--plugin-dir", plugins_};
     all.insert(all.end(), more.begin(), more.end());
-    const std::vector<std::string> times = test::PatientTimes(more);
+    const std::vector<std::string> times = test::GenerousTimes(more);
     all.insert(all.end(), times.begin(), times.end());
     return all;
 }

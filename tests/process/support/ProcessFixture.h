@@ -24,7 +24,7 @@ protected:
     static std::string Driver(int id, const std::string& name, const std::string& library,
                               const std::string& config = "");
 
-    /// The arguments of a host of this home, with others behind them, and all the time it may need.
+    /// The arguments of a host of this home, then `more`, then GenerousTimes.
     std::vector<std::string> Arguments(const std::vector<std::string>& more = {}) const;
     /// Starts the host and does not wait.
     void Launch(const std::vector<std::string>& more = {});
@@ -43,8 +43,8 @@ protected:
 
     HttpAnswer Ask(const std::string& method, const std::string& target, const std::string& form = "",
                    const std::string& headers = "") const;
-    /// Asks until the answer has that status; the last answer. For hosts one of whose times is short: a busy
-    /// machine may let it run out for a request that has nothing to do with it.
+    /// Repeats the request until the answer has that status, and returns the last answer. For a host with a
+    /// short time: on a busy machine it may run out for a request that is not about it.
     HttpAnswer AskUntil(int status, const std::string& method, const std::string& target,
                         const std::string& form = "") const;
     /// The body of the answer to a command.
@@ -58,7 +58,7 @@ protected:
 
     /// Puts a file in the place of a driver's state folder, so that nothing of it can be stored.
     void BlockState(const std::string& driver);
-    /// Puts the folder back. The host, which may try to store at any time, finds one of both always.
+    /// Puts the folder back. The host may try to store at any moment, so there is always one or the other.
     void FreeState(const std::string& driver);
 
     std::string StateFolder() const { return folder_.Path() + "/state"; }

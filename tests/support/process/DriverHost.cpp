@@ -44,12 +44,12 @@ std::vector<std::string> NewLines(const std::string& text, std::size_t& read) {
 
 }  // namespace
 
-std::vector<std::string> PatientTimes(const std::vector<std::string>& given) {
+std::vector<std::string> GenerousTimes(const std::vector<std::string>& given) {
     const std::string enough = std::to_string(std::chrono::milliseconds(10 * kPatience).count());
     const std::vector<std::pair<std::string, std::string>> times = {
         {"--head-time", enough},    {"--body-time", enough},   {"--idle-time", enough},
         {"--write-time", enough},   {"--held-time", enough},   {"--end-time", enough},
-        {"--library-time", enough}, {"--linger-time", "60000"}};  // the most that the host takes for it
+        {"--library-time", enough}, {"--linger-time", "60000"}};  // the most that is allowed
     std::vector<std::string> arguments;
     for (const auto& [option, value] : times) {
         if (std::find(given.begin(), given.end(), option) != given.end()) continue;
@@ -80,14 +80,14 @@ void DriverHost::Start() {
                      DRIVERHOST_PLUGINS,
                      "--log-level",
                      "7"};
-    const std::vector<std::string> times = PatientTimes();
+    const std::vector<std::string> times = GenerousTimes();
     command.words.insert(command.words.end(), times.begin(), times.end());
     command.environment = {{"PATH", (folder_ / "bin").string() + ":" + (path ? path : "/usr/bin:/bin")}};
     command.output = folder_ / kLog;
     process_ = std::make_unique<Process>(command);
 
     std::optional<int> port;
-    Comes([&] { return (port = FindPort()) || !process_->IsRunning(); });
+    Eventually([&] { return (port = FindPort()) || !process_->IsRunning(); });
     if (!port)
         throw std::runtime_error("driverhost does not start:\n" +
                                  ReadFile(folder_ / kLog).substr(startOfRun_));

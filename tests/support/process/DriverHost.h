@@ -14,9 +14,9 @@
 
 namespace test {
 
-/// Arguments that give a driverhost all the time it may need: a test that is about one of its times sets that
-/// one, and none of the others runs out however busy the machine is. Options in `given` are left out.
-std::vector<std::string> PatientTimes(const std::vector<std::string>& given = {});
+/// Options that give a driverhost ample time for everything, so that none runs out on a busy machine. Those
+/// in `given` are left out: a test about one of these times sets it itself.
+std::vector<std::string> GenerousTimes(const std::vector<std::string>& given = {});
 
 class DriverHost {
 public:

@@ -1,5 +1,5 @@
-// How long tests wait. What must come is waited for far longer than the slowest machine needs, so that only a
-// fault takes that long. A time that a test wants to see run out is short, and stands in that test.
+// How long tests wait. For something that must happen they wait far longer than a busy machine needs, so that
+// only a fault takes that long. A time that a test wants to run out is short and belongs to that test.
 #ifndef TESTS_SUPPORT_PROCESS_PATIENCE_H
 #define TESTS_SUPPORT_PROCESS_PATIENCE_H
 
@@ -8,17 +8,17 @@
 
 namespace test {
 
-/// For one thing that must come. The test runner allows a whole test ten times as much.
+/// For one thing to happen. The test runner allows ten times as much for a whole test.
 constexpr std::chrono::seconds kPatience{180};
 
-/// Looks again and again until the condition holds; false when it never does.
+/// Checks the condition until it holds. False if it does not within kPatience.
 template <class Condition>
-bool Comes(Condition condition) {
-    constexpr std::chrono::milliseconds kBetweenLooks{5};
+bool Eventually(Condition condition) {
+    constexpr std::chrono::milliseconds kBetweenChecks{5};
     const auto end = std::chrono::steady_clock::now() + kPatience;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > end) return false;
-        std::this_thread::sleep_for(kBetweenLooks);
+        std::this_thread::sleep_for(kBetweenChecks);
     }
     return true;
 }
