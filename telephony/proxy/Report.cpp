@@ -1,0 +1,114 @@
+#include "telephony/proxy/Report.h"
+
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+namespace proxy {
+
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Fault, record, reason)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(State, kamailio, process, host, newRecords, accounts, faults)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Registration, user, contact, agent, received, expires)
+
+namespace {
+
+// What {re.subst} takes, as people write it.
+std::string Readable(const std::string& expression) {
+    std::string text;
+    for (const char c : expression)
+        text += c == '\x01' ? std::string(" | ") : std::string(1, c);
+    return text;
+}
+
+void AddFaults(std::ostream& text, const std::vector<Fault>& faults) {
+    for (const Fault& fault : faults)
+        text << "left out: " << OneLine(fault.record) << ": " << OneLine(fault.reason) << "\n";
+}
+
+const char* Name(Network::Transport transport) {
+    switch (transport) {
+        case Network::kUdp:
+            return "UDP";
+        case Network::kTcp:
+            return "TCP";
+        default:
+            return "UDP and TCP";
+    }
+}
+
+}  // namespace
+
+std::string OneLine(const std::string& text) {
+    std::string line;
+    for (const char c : text) {
+        const bool control = static_cast<unsigned char>(c) < ' ' || c == '\x7F';
+        line += control ? '?' : c;
+    }
+    return line;
+}
+
+std::string ToJson(const State& state) {
+    return nlohmann::json(state).dump(1) + "\n";
+}
+State StateFromJson(const std::string& text) {
+    return nlohmann::json::parse(text).get<State>();
+}
+std::string StateFile(const std::string& folder) {
+    return folder + "/state.json";
+}
+
+std::string StatusJson(const State& state, const std::vector<Registration>& registrations) {
+    nlohmann::json status = state;
+    status["registrations"] = registrations;
+    return status.dump(1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+}
+
+std::string StatusText(const State& state, const std::vector<Registration>& registrations) {
+    std::ostringstream text;
+    text << "Kamailio: " << state.kamailio;
+    if (state.process != 0) text << " (process " << state.process << ")";
+    text << "\nhost: " << state.host << "\n";
+    if (state.newRecords) text << "the records have changed; applySIPProxyChanges takes them over\n";
+    for (const std::string& user : state.accounts) {
+        text << "account " << OneLine(user) << ":";
+        bool found = false;
+        for (const Registration& phone : registrations)
+            if (phone.user == user) {
+                text << (found ? ", " : " ") << OneLine(phone.contact) << " (" << OneLine(phone.agent) << ")";
+                found = true;
+            }
+        text << (found ? "\n" : " not registered\n");
+    }
+    AddFaults(text, state.faults);
+    return text.str();
+}
+
+std::string CheckText(const Plan& plan) {
+    std::ostringstream text;
+    for (const Endpoint& endpoint : plan.listen)
+        text << "listens on " << endpoint.Text() << ", UDP and TCP\n";
+    for (const auto& [domain, value] : plan.fixed.at("domains"))
+        text << "answers to " << domain << "\n";
+    for (const Network& network : plan.networks) {
+        text << "lets in " << network.address << "/" << network.mask << ", " << Name(network.transport);
+        if (network.port != 0) text << ", port " << network.port;
+        text << "\n";
+    }
+    const Table& routes = plan.fixed.at("routes");
+    for (std::size_t number = 0; number < routes.size(); ++number)
+        text << "route" << Readable(routes.at(std::to_string(number))) << "\n";
+    for (const ServiceRecord& service : plan.services)
+        text << "service " << OneLine(service.name) << " at " << OneLine(service.host)
+             << ": not used by this proxy yet\n";
+    for (const auto& [user, digest] : plan.live.at("users"))
+        text << "account " << user << ", password set\n";
+    for (const auto& [name, user] : plan.live.at("devices"))
+        text << "call " << OneLine(name) << " for " << user << "\n";
+    for (const auto& [name, users] : plan.live.at("groups"))
+        text << "call " << OneLine(name) << " for " << users << "\n";
+    for (const auto& [user, address] : plan.live.at("forward"))
+        text << user << " is forwarded to " << address << "\n";
+    AddFaults(text, plan.faults);
+    return text.str();
+}
+
+}  // namespace proxy
