@@ -1,0 +1,151 @@
+// How calls are handed to call control, and what happens when it is away or hangs.
+#include <arpa/inet.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "tests/telephony/proxy/support/ProxyFixture.h"
+
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+namespace proxy {
+namespace {
+
+// As much of call control as the proxy sees: its port, and its connection for events.
+class StandInCallControl {
+public:
+    explicit StandInCallControl(const std::string& address) {
+        sockaddr_in name{};
+        name.sin_family = AF_INET;
+        ::inet_pton(AF_INET, address.c_str(), &name.sin_addr);
+        sip_ = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        name.sin_port = htons(5070);
+        EXPECT_EQ(0, ::bind(sip_, reinterpret_cast<const sockaddr*>(&name), sizeof name));
+        events_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        name.sin_port = htons(5061);
+        // Kamailio listens for phones a moment before it listens here.
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (::connect(events_, reinterpret_cast<const sockaddr*>(&name), sizeof name) != 0) {
+            if (std::chrono::steady_clock::now() > end) throw std::runtime_error("no connection for events");
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+    }
+    ~StandInCallControl() {
+        ::close(events_);
+        ::close(sip_);
+    }
+    StandInCallControl(const StandInCallControl&) = delete;
+    StandInCallControl& operator=(const StandInCallControl&) = delete;
+
+    void Say(const std::string& text) const {
+        const std::string netstring = std::to_string(text.size()) + ":" + text + ",";
+        ::send(events_, netstring.data(), netstring.size(), MSG_NOSIGNAL);
+    }
+    /// Reads events until one has the text; all that came.
+    std::string EventsUntil(const std::string& text,
+                            std::chrono::milliseconds most = std::chrono::seconds(20)) const {
+        std::string events;
+        while (events.find(text) == events.npos) {
+            const std::string more = Receive(events_, most);
+            if (more.empty()) break;
+            events += more;
+        }
+        return events;
+    }
+    std::string ReceiveSip(std::chrono::milliseconds most = std::chrono::seconds(20)) const {
+        return Receive(sip_, most);
+    }
+
+private:
+    static std::string Receive(int socket, std::chrono::milliseconds most) {
+        pollfd waiting{socket, POLLIN, 0};
+        if (::poll(&waiting, 1, static_cast<int>(most.count())) <= 0) return "";
+        std::string text(65536, '\0');
+        const ssize_t size = ::recv(socket, text.data(), text.size(), 0);
+        text.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
+        return text;
+    }
+    int events_;
+    int sip_;
+};
+
+class CallControl : public ProxyFixture {
+protected:
+    std::string Value(const std::string& name) const {
+        const std::string text = test::ReadFile(run_ + "/callcontrol.json");
+        const std::size_t begin = text.find("\"" + name + "\": \"") + name.size() + 5;
+        return text.substr(begin, text.find('"', begin) - begin);
+    }
+    std::unique_ptr<StandInCallControl> Connect() {
+        auto control = std::make_unique<StandInCallControl>(address_);
+        control->Say(Value("secret"));
+        WaitForLog("call control is there");
+        return control;
+    }
+};
+
+TEST_F(CallControl, IsToldWhoIsRegisteredAndWhoComesAndGoes) {
+    Start();
+    const auto hall = Phone("hall");
+    ASSERT_EQ(200, hall->Register());
+    const auto control = Connect();
+    EXPECT_THAT(control->EventsUntil("hall"),
+                HasSubstr("{\"event\":\"registered\",\"user\":\"hall\",\"contact\":\"sip:hall@" +
+                          hall->Address() + "\""));
+    const auto kitchen = Phone("kitchen");
+    ASSERT_EQ(200, kitchen->Register());
+    EXPECT_THAT(control->EventsUntil("kitchen"), HasSubstr("\"event\":\"registered\",\"user\":\"kitchen\""));
+    kitchen->Ask({.method = "REGISTER",
+                  .address = "sip:" + address_,
+                  .to = Uri("kitchen"),
+                  .headers = "Expires: 0\r\n"});
+    EXPECT_THAT(control->EventsUntil("lost"),
+                HasSubstr("{\"event\":\"lost\",\"user\":\"kitchen\",\"reason\":\"unregistered\"}"));
+}
+
+TEST_F(CallControl, IsNotBelievedWithoutTheSecret) {
+    Start();
+    StandInCallControl stranger(address_);
+    stranger.Say("guess");
+    WaitForLog("refused an event connection");
+    ASSERT_EQ(200, Phone("hall")->Register());
+    EXPECT_EQ("", stranger.EventsUntil("hall", std::chrono::milliseconds(300)));
+}
+
+TEST_F(CallControl, GetsThePhonesCallsWithTheSecretHeader) {
+    Start();
+    const auto kitchen = Phone("kitchen");
+    ASSERT_EQ(200, kitchen->Register());
+    const auto control = Connect();
+    const auto hall = Phone("hall");
+    std::string received;
+    std::thread answering([&] { received = control->ReceiveSip(); });
+    std::thread calling([&] { hall->Ask({.method = "INVITE", .address = Uri("kitchen")}); });
+    answering.join();
+    EXPECT_EQ(Value("secret"), HeaderOf(received, "X-Intercom-Secret"));
+    EXPECT_THAT(received, StartsWith("INVITE " + Uri("kitchen")));
+    // It hangs: after half a second the phone rings, and never sees the secret.
+    const std::string invite = kitchen->Receive();
+    EXPECT_THAT(invite, StartsWith("INVITE sip:kitchen@" + kitchen->Address()));
+    EXPECT_THAT(invite, Not(HasSubstr(Value("secret"))));
+    kitchen->Reply(invite, "486 Busy Here");
+    calling.join();
+    EXPECT_THAT(hall->Answer(), StartsWith("SIP/2.0 486"));
+}
+
+TEST_F(CallControl, IsNotWaitedForWhenItsConnectionIsClosed) {
+    Start();
+    const auto kitchen = Phone("kitchen");
+    ASSERT_EQ(200, kitchen->Register());
+    Connect().reset();
+    WaitForLog("call control is gone");
+    std::thread answering([&] { kitchen->Reply(kitchen->Receive(), "486 Busy Here"); });
+    EXPECT_EQ(486, Phone("hall")->Ask({.method = "INVITE", .address = Uri("kitchen")}));
+    answering.join();
+    EXPECT_THAT(Log(), Not(HasSubstr("call control does not answer")));
+}
+
+}  // namespace
+}  // namespace proxy
