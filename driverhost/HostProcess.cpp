@@ -5,12 +5,14 @@
 #include <boost/asio/signal_set.hpp>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <optional>
 
 #include "driverhost/ProcessSetup.h"
 #include "driverhost/http/Trust.h"
 #include "driverhost/http/routes/EventStream.h"
 #include "driverhost/http/routes/Routes.h"
+#include "driverhost/http/server/LocalSocket.h"
 #include "driverhost/http/server/Server.h"
 #include "driverhost/plugins/DriverTable.h"
 #include "driverhost/plugins/LibraryTrial.h"
@@ -137,7 +139,9 @@ void HostProcess::LoadStates() {
 }
 
 void HostProcess::Listen() {
-    impl_->server.emplace(impl_->thread, impl_->options.listen, impl_->limits);
+    impl_->server.emplace(impl_->thread, impl_->options.listen, impl_->limits, impl_->options.socket);
+    // Before any driver starts a program, which is to find the host by it.
+    ::setenv(kLocalSocketVariable, impl_->options.socket.c_str(), 1);
     impl_->watchdog.emplace(impl_->thread, impl_->manager, impl_->server->ListeningSocket(), &Unavailable,
                             TimesOf(impl_->limits));
 }

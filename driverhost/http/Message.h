@@ -10,8 +10,15 @@
 
 namespace driverhost {
 
+/// The way by which a request came in.
+enum class Door {
+    Network,  // whoever reaches the address; Trust decides
+    Local     // the unix socket, which only this process's own user can open
+};
+
 /// The views are valid until the request is answered.
 struct Request {
+    Door door = Door::Network;
     std::string_view method;
     std::string_view target;
     std::size_t hosts = 0;  // the number of Host lines

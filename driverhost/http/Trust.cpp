@@ -54,6 +54,7 @@ Trust::Trust(ListenAddress listen, std::string token, std::string ownName)
 
 std::optional<Response> Trust::Refuse(const Request& request) const {
     if (request.hosts != 1) return ErrorResponse(400, "a request needs exactly one Host line");
+    if (request.door == Door::Local) return std::nullopt;  // no browser and no stranger comes this way
     if (!IsOwnHost(WithoutPort(request.host))) {
         return ErrorResponse(
             403, "the name in Host is not one of this host's names; use its address or localhost");

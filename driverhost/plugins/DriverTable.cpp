@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "driverhost/plugins/HomeChanges.h"
+#include "driverhost/plugins/InterfaceTable.h"
 #include "driverhost/runtime/DriverThread.h"
 #include "driverhost/runtime/HostLog.h"
 #include "host/glue/Log.h"
@@ -218,6 +219,10 @@ Driver* DriverTable::Find(std::string_view nameOrId) {
         return std::to_string(driver->Entry().id) == nameOrId;
     });
     return byId == drivers_.end() ? nullptr : byId->get();
+}
+
+void* DriverTable::FindInterface(const std::string& id) const {
+    return services_.interfaces.Find(id);
 }
 
 std::string DriverTable::Deliver(const SystemEvent& event) {

@@ -61,6 +61,9 @@ public:
     /// start with it, or it cannot be stored, the driver is started with its former state again.
     RestartResult RestartWith(Driver& driver, const DvXML::INode& document);
 
+    /// What a driver has published under that id; null when none has.
+    void* FindInterface(const std::string& id) const;
+
     /// Delivers the event to every listener; returns what they threw, one sentence a driver.
     std::string Deliver(const SystemEvent& event);
 

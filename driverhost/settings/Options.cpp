@@ -54,6 +54,8 @@ po::options_description DescribeOptions() {
         "state-dir", po::value<std::string>()->value_name("DIR"), "where states are stored")(
         "listen", po::value<std::string>()->value_name("ADDRESS:PORT")->default_value(kDefaultListen),
         "where to listen; port 0 means any free port; an address that others can reach needs --token-file")(
+        "socket", po::value<std::string>()->value_name("PATH"),
+        "unix socket for this machine's own programs; default: .socket in the state folder")(
         "token-file", po::value<std::string>()->value_name("FILE"),
         "file with the token that requests must show (mode 0600)")(
         "plugin-dir", po::value<std::string>()->value_name("DIR"),
@@ -155,6 +157,9 @@ Options Read(const po::variables_map& values) {
     options.limits = ReadLimits(values);
     options.stateFolder = Text(values, "state-dir");
     if (options.stateFolder.empty()) options.stateFolder = DefaultStateFolder();
+    options.socket = Text(values, "socket");
+    if (options.socket.empty()) options.socket = options.stateFolder + "/.socket";
+    options.socket = std::filesystem::absolute(options.socket).string();  // others run in other folders
     options.pluginFolder = Text(values, "plugin-dir");
     if (options.pluginFolder.empty()) options.pluginFolder = DefaultPluginFolder();
     return options;

@@ -22,6 +22,7 @@ struct Options {
     std::string home;
     std::string stateFolder;
     ListenAddress listen;
+    std::string socket;  // the unix socket's path
     std::string token;  // empty: requests need none
     std::string pluginFolder;
     unsigned int logLevel = 0;

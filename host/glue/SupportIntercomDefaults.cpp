@@ -53,6 +53,10 @@ void AddProperty(DvXML::INode& element, ISupportIntercom& device, DeviceProps pr
 
 }  // namespace
 
+SipAccount ISupportIntercom::getSipAccount() const {
+    return {key, user, domain, realm, password, name, email, forwardAddress};
+}
+
 std::string ISupportIntercom::getKey() {
     return key;
 }

@@ -10,6 +10,19 @@
 #include "host/interfaces/ICmdMessage.h"
 #include "host/interfaces/dvIntercom.h"
 
+/// The SIP account of a device, its password too: for the programs that speak SIP for it, and for nobody
+/// else. Any of them may be empty.
+struct SipAccount {
+    std::string key;
+    std::string user;
+    std::string domain;
+    std::string realm;
+    std::string password;
+    std::string name;
+    std::string email;
+    std::string forwardAddress;
+};
+
 /// Every operation: [driver thread], from IIntercomAgent::AddIntercomDevice on, until the device is
 /// removed or disconnectAgent has returned. A driver may call the agent back from inside any of them,
 /// also to remove the device; it may delete the device only after it has removed it, or after the
@@ -112,6 +125,9 @@ public:
     virtual void ResumeSession(unsigned char session) = 0;
     /// True when the session exists and is not on hold.
     virtual bool ActiveSipSession(unsigned char session) = 0;
+
+    /// What the device registers with. Not one of the operations that a driver may replace.
+    SipAccount getSipAccount() const;
 
 protected:
     // The SIP account of the device; each may be empty. Filled by the deriving class.

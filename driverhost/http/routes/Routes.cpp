@@ -50,6 +50,7 @@ const std::vector<Routes::Route>& Routes::Table() {
         {"GET", {"events"}, &Routes::FollowEvents},
         {"GET", {"health"}, &Routes::ReportHealth},
         {"GET", {"metrics"}, &Routes::ReportMetrics},
+        {"GET", {"sip", "accounts"}, &Routes::ListSipAccounts, true},
     };
     return table;
 }
@@ -73,6 +74,7 @@ void Routes::Answer(const Request& request, const Reply& reply) {
 void Routes::Find(const Request& request, const Path& path, const Reply& reply) {
     std::string allowed;
     for (const Route& route : Table()) {
+        if (route.onlyLocal && request.door != Door::Local) continue;
         if (!Matches(route.pattern, path)) continue;
         if (route.method == request.method) return (this->*route.handler)(request, path, reply);
         allowed.append(allowed.empty() ? "" : ", ").append(route.method);

@@ -49,6 +49,7 @@ private:
         std::string_view method;
         std::vector<std::string_view> pattern;  // "*" is any text
         Handler handler;
+        bool onlyLocal = false;  // on the network there is no such path
     };
     static const std::vector<Route>& Table();
 
@@ -66,6 +67,7 @@ private:
     void FollowEvents(const Request& request, const Path& path, const Reply& reply);
     void ReportHealth(const Request& request, const Path& path, const Reply& reply);
     void ReportMetrics(const Request& request, const Path& path, const Reply& reply);
+    void ListSipAccounts(const Request& request, const Path& path, const Reply& reply);
 
     Driver* FindDriver(const std::string& nameOrId, const Reply& reply);
     Driver* FindRunning(const std::string& nameOrId, const Reply& reply);

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "driverhost/http/server/LocalSocket.h"
 #include "driverhost/http/server/Session.h"
 #include "driverhost/runtime/HostLog.h"
 #include "host/glue/Log.h"
@@ -31,7 +32,8 @@ void CloseOnExec(int socket) {
 
 class Server::Impl {
 public:
-    Impl(DriverThread& thread, const ListenAddress& address, const Limits& limits);
+    Impl(DriverThread& thread, const ListenAddress& address, const Limits& limits,
+         const std::string& socketPath);
     ~Impl();
 
     void Start(Routes& routes, EventStream& events, Metrics& metrics);
@@ -41,12 +43,17 @@ public:
 
     ListenAddress address;
     tcp::acceptor acceptor;
+    std::optional<LocalSocket> local;
     std::unordered_set<std::shared_ptr<Session>> sessions;
 
 private:
-    void Accept();
-    void OnAccepted(const ErrorCode& error, tcp::socket socket);
-    void Admit(tcp::socket socket);
+    template <class Acceptor>
+    void Accept(Acceptor& from);
+    template <class Acceptor>
+    void OnAccepted(Acceptor& from, const ErrorCode& error, Session::Socket socket);
+    void Admit(tcp::acceptor&, Session::Socket socket);
+    void Admit(LocalSocket::Protocol::acceptor&, Session::Socket socket);
+    void Serve(Session::Socket socket, Door door);
     void Tick();
     void OnClosed(Session& session);
 
@@ -56,7 +63,8 @@ private:
     std::function<void()> stopped_;
 };
 
-Server::Impl::Impl(DriverThread& thread, const ListenAddress& wanted, const Limits& limits)
+Server::Impl::Impl(DriverThread& thread, const ListenAddress& wanted, const Limits& limits,
+                   const std::string& socketPath)
     : address(wanted), acceptor(thread.Loop()), thread_(thread), limits_(limits) {
     try {
         const tcp::endpoint endpoint(asio::ip::make_address(wanted.ip), wanted.port);
@@ -71,6 +79,7 @@ Server::Impl::Impl(DriverThread& thread, const ListenAddress& wanted, const Limi
         throw ListenError("cannot listen on " + wanted.ToText() + ": " + error.code().message() +
                           "; choose another address with --listen");
     }
+    if (!socketPath.empty()) local.emplace(thread.Loop(), socketPath);
 }
 
 // Handlers that are still in the loop must not use the context, which is destroyed here.
@@ -82,35 +91,48 @@ Server::Impl::~Impl() {
 void Server::Impl::Start(Routes& routes, EventStream& events, Metrics& metrics) {
     context_.emplace(
         SessionContext{routes, events, metrics, limits_, [this](Session& session) { OnClosed(session); }});
-    Accept();
+    Accept(acceptor);
+    if (local) Accept(local->Acceptor());
     Tick();
 }
 
-void Server::Impl::Accept() {
-    acceptor.async_accept(
-        [this](const ErrorCode& error, tcp::socket socket) { OnAccepted(error, std::move(socket)); });
+template <class Acceptor>
+void Server::Impl::Accept(Acceptor& from) {
+    from.async_accept(
+        [this, &from](const ErrorCode& error, auto socket) { OnAccepted(from, error, std::move(socket)); });
 }
 
-void Server::Impl::OnAccepted(const ErrorCode& error, tcp::socket socket) {
-    if (!acceptor.is_open()) return;
+template <class Acceptor>
+void Server::Impl::OnAccepted(Acceptor& from, const ErrorCode& error, Session::Socket socket) {
+    if (!from.is_open()) return;
     if (!error) {
-        Admit(std::move(socket));
-        return Accept();
+        Admit(from, std::move(socket));
+        return Accept(from);
     }
-    if (error == asio::error::connection_aborted) return Accept();  // the client gave up
+    if (error == asio::error::connection_aborted) return Accept(from);  // the client gave up
     HostLog::Write(dv::LOG_LEVEL_ERROR, kHostName, "cannot accept connections: " + error.message());
-    thread_.After(kAcceptPause, [this] {
-        if (acceptor.is_open()) Accept();
+    thread_.After(kAcceptPause, [this, &from] {
+        if (from.is_open()) Accept(from);
     });
 }
 
-void Server::Impl::Admit(tcp::socket socket) {
-    CloseOnExec(socket.native_handle());
+void Server::Impl::Admit(tcp::acceptor&, Session::Socket socket) {
     ErrorCode ignored;  // reading will show if the connection is gone
     socket.set_option(tcp::no_delay(true), ignored);
+    Serve(std::move(socket), Door::Network);
+}
+
+// The file's mode keeps others out; a descriptor may have been handed on all the same.
+void Server::Impl::Admit(LocalSocket::Protocol::acceptor&, Session::Socket socket) {
+    if (LocalSocket::IsOwnUser(socket.native_handle())) return Serve(std::move(socket), Door::Local);
+    HostLog::Write(dv::LOG_LEVEL_ERROR, kHostName, "another user's program was refused on " + local->Path());
+}
+
+void Server::Impl::Serve(Session::Socket socket, Door door) {
+    CloseOnExec(socket.native_handle());
     if (sessions.size() >= limits_.connections + limits_.refusals) return;  // closed without an answer
     const bool full = sessions.size() >= limits_.connections;
-    const auto session = std::make_shared<Session>(std::move(socket), *context_);
+    const auto session = std::make_shared<Session>(std::move(socket), door, *context_);
     sessions.insert(session);
     if (!full) return session->Start();
     session->Refuse(ErrorResponse(503, "too many connections; try again later"));
@@ -133,14 +155,16 @@ void Server::Impl::OnClosed(Session& session) {
 void Server::Impl::Stop(std::function<void()> stopped) {
     ErrorCode ignored;  // it stops accepting either way
     acceptor.close(ignored);
+    if (local) local->Acceptor().close(ignored);
     stopped_ = std::move(stopped);
     for (const auto& session : std::vector(sessions.begin(), sessions.end()))
         session->Stop();
     if (sessions.empty() && stopped_) thread_.Post(std::exchange(stopped_, {}));
 }
 
-Server::Server(DriverThread& thread, const ListenAddress& address, const Limits& limits)
-    : impl_(std::make_unique<Impl>(thread, address, limits)) {}
+Server::Server(DriverThread& thread, const ListenAddress& address, const Limits& limits,
+               const std::string& socketPath)
+    : impl_(std::make_unique<Impl>(thread, address, limits, socketPath)) {}
 
 Server::~Server() = default;
 

@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <stdexcept>
+#include <string>
 
 #include "driverhost/settings/Limits.h"
 #include "driverhost/settings/ListenAddress.h"
@@ -24,8 +25,10 @@ public:
 /// All operations: [driver thread]
 class Server {
 public:
-    /// Binds the address. Throws ListenError when that is not possible. Connections wait until Start.
-    Server(DriverThread& thread, const ListenAddress& address, const Limits& limits);
+    /// Binds the address, and the unix socket when a path is given. Throws ListenError when that is
+    /// not possible. Connections wait until Start.
+    Server(DriverThread& thread, const ListenAddress& address, const Limits& limits,
+           const std::string& socketPath = {});
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
     /// The event loop must have stopped.

@@ -21,8 +21,9 @@ constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
 
 }  // namespace
 
-Session::Session(asio::ip::tcp::socket socket, SessionContext& context)
+Session::Session(Socket socket, Door door, SessionContext& context)
     : socket_(std::move(socket)),
+      door_(door),
       context_(context),
       reader_(context.limits.headBytes, context.limits.stateBytes) {}
 
@@ -98,9 +99,15 @@ void Session::Proceed() {
     }
 }
 
+Request Session::Received() const {
+    Request request = reader_.Get();
+    request.door = door_;
+    return request;
+}
+
 // Checks the head before the body is read, so that strangers cannot make the host hold large bodies.
 void Session::Admit() {
-    Routes::Admission admission = context_.routes.Admit(reader_.Get());
+    Routes::Admission admission = context_.routes.Admit(Received());
     if (admission.refusal) return Write(std::move(*admission.refusal), false);
     const std::size_t bodyLimit = std::min(admission.bodyLimit, context_.limits.totalBodyBytes);
     if (!reader_.LimitBody(bodyLimit)) return Write(reader_.Failure(), false);
@@ -117,7 +124,7 @@ void Session::Continue() {
 
 void Session::Answer() {
     Enter(Phase::Answering, kNoLimit);
-    context_.routes.Answer(reader_.Get(), [self = shared_from_this()](Response response) {
+    context_.routes.Answer(Received(), [self = shared_from_this()](Response response) {
         if (self->phase_ != Phase::Answering) return;
         if (response.stream) return self->BeginStream(std::move(response));
         self->Write(std::move(response), self->reader_.KeepAlive() && !self->stopping_);
@@ -221,7 +228,7 @@ void Session::WatchReader() {
 // If the connection were closed while the client still sends, the client might never read the answer.
 void Session::Linger() {
     ErrorCode error;
-    socket_.shutdown(asio::ip::tcp::socket::shutdown_send, error);
+    socket_.shutdown(Socket::shutdown_send, error);
     if (error) return Close();
     Enter(Phase::Lingering, context_.limits.lingerTime);
     Drain();

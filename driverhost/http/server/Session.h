@@ -3,7 +3,7 @@
 #ifndef DRIVERHOST_HTTP_SERVER_SESSION_H
 #define DRIVERHOST_HTTP_SERVER_SESSION_H
 
-#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/generic/stream_protocol.hpp>
 #include <functional>
 #include <memory>
 #include <string>
@@ -32,7 +32,9 @@ struct SessionContext {
 /// All operations: [driver thread]
 class Session final : public EventReader, public std::enable_shared_from_this<Session> {
 public:
-    Session(boost::asio::ip::tcp::socket socket, SessionContext& context);
+    using Socket = boost::asio::generic::stream_protocol::socket;
+
+    Session(Socket socket, Door door, SessionContext& context);
 
     /// Begins to serve the connection.
     void Start();
@@ -53,6 +55,7 @@ private:
     using Duration = std::chrono::milliseconds;
 
     void Enter(Phase phase, Duration time);
+    Request Received() const;
     void Read();
     void OnRead(std::size_t bytes);
     void Proceed();
@@ -77,7 +80,8 @@ private:
     template <class Handler>
     auto Guarded(Handler handler);
 
-    boost::asio::ip::tcp::socket socket_;
+    Socket socket_;
+    const Door door_;
     SessionContext& context_;
     RequestReader reader_;
     Phase phase_ = Phase::Idle;
