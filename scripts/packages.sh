@@ -14,6 +14,9 @@ GUARD_PACKAGES=(libbenchmark-dev valgrind)
 BENCH_PACKAGES=(libbenchmark-dev wrk python3)
 BENCH_PEERS=(nginx:nginx-light kamailio:kamailio mosquitto:mosquitto)
 
+# Where maintainer scripts look for programs: first for those that leave the services of these packages stopped.
+LEFT_STOPPED="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)/left-stopped"
+
 # missing_packages PACKAGE...: those that are not installed, one a line.
 missing_packages() {
     local package
@@ -47,7 +50,8 @@ install_packages() {
     [ "${#missing[@]}" -ne 0 ] || return 0
     echo "Installing ${missing[*]}"
     if ! { as_root apt-get update -q && as_root env DEBIAN_FRONTEND=noninteractive \
-        apt-get install -q -y --no-install-recommends "${missing[@]}"; }; then
+        apt-get -o DPkg::Path="$LEFT_STOPPED:/usr/local/sbin:/usr/sbin:/usr/bin:/sbin:/bin" \
+        install -q -y --no-install-recommends "${missing[@]}"; }; then
         echo "These packages are missing and could not be installed: ${missing[*]}" >&2
         return 1
     fi

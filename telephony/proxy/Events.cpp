@@ -14,6 +14,7 @@ namespace {
 constexpr std::chrono::milliseconds kFirstDelay{50};
 constexpr std::chrono::milliseconds kLongestDelay{2000};
 constexpr std::chrono::milliseconds kGather{30};
+constexpr std::chrono::milliseconds kBetweenChanges{300};
 constexpr std::chrono::seconds kSilence{60};  // the host gives a sign of life every 15 s
 constexpr char kRequest[] = "GET /events HTTP/1.1\r\nHost: localhost\r\nAccept: text/event-stream\r\n\r\n";
 
@@ -93,10 +94,12 @@ void Events::Expect() {
 void Events::Announce() {
     if (announcing_) return;
     announcing_ = true;
-    announce_.expires_after(kGather);
+    announce_.expires_at(std::max(std::chrono::steady_clock::now() + kGather, lastChange_ + kBetweenChanges));
     announce_.async_wait([this](error_code error) {
         announcing_ = false;
-        if (!error) changed_();
+        if (error) return;
+        lastChange_ = std::chrono::steady_clock::now();
+        changed_();
     });
 }
 

@@ -7,6 +7,7 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <chrono>
 #include <functional>
 #include <string>
 
@@ -15,7 +16,8 @@ namespace proxy {
 class Events {
 public:
     /// `changed` is called after each opening of the stream and after each event, `lost` when an open
-    /// stream has broken. Several events in a short time are one change.
+    /// stream has broken. Several events in a short time are one change, so that a busy home is not read
+    /// without end.
     Events(boost::asio::io_context& context, std::string socketPath, std::function<void()> changed,
            std::function<void()> lost);
 
@@ -43,6 +45,7 @@ private:
     bool closed_ = false;
     bool announcing_ = false;
     std::chrono::milliseconds delay_;
+    std::chrono::steady_clock::time_point lastChange_;
 };
 
 }  // namespace proxy

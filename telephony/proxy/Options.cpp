@@ -22,6 +22,7 @@ watches it, and keeps accounts and groups in step while it runs.
                       XDG_STATE_HOME or ~/.local/state)
   --run-dir PATH      where the configuration and the contacts lie, in memory (SIPPROXY_RUN_DIR; else
                       intercom-sipproxy under XDG_RUNTIME_DIR, else /dev/shm/intercom-sipproxy-USERID)
+  --loopback          listens for this machine's own programs alone (SIPPROXY_LOOPBACK=yes)
   --kamailio PROGRAM  another Kamailio (SIPPROXY_KAMAILIO)
 )";
 
@@ -52,6 +53,7 @@ Options ReadOptions(int count, char** words) {
                                                         {"--kamailio", &options.kamailio}};
     if (const std::string program = Environment("SIPPROXY_KAMAILIO"); !program.empty())
         options.kamailio = program;
+    options.onlyThisMachine = Environment("SIPPROXY_LOOPBACK") == "yes";
     for (int at = 1; at < count; ++at) {
         const std::string word = words[at];
         if (word == "--check")
@@ -62,6 +64,8 @@ Options ReadOptions(int count, char** words) {
             options.task = Options::Task::kHelp;
         else if (word == "--json")
             options.json = true;
+        else if (word == "--loopback")
+            options.onlyThisMachine = true;
         else if (!values.contains(word))
             throw Failure("unknown option '" + word + "'; see sipproxy --help");
         else if (at + 1 == count)

@@ -15,6 +15,7 @@ struct Options {
     std::string stateFolder;
     std::string runFolder;
     std::string kamailio = "kamailio";
+    bool onlyThisMachine = false;
 };
 
 /// Throws Failure with one line for wrong use.

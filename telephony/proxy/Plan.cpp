@@ -75,7 +75,8 @@ int PortOf(int port) {
 
 class Planner {
 public:
-    Planner(const Records& records, const IsLocal& isLocal) : records_(records), isLocal_(isLocal) {}
+    Planner(const Records& records, const IsLocal& isLocal, Reach reach)
+        : records_(records), isLocal_(isLocal), reach_(reach) {}
 
     Plan Make() {
         AddDomains();
@@ -134,11 +135,16 @@ private:
             const std::string text = AddressText(*address);
             if (address->s_addr == INADDR_ANY || !isLocal_(text))
                 throw std::invalid_argument("no network interface of this machine has the address " + text);
-            return Listen({text, port});
+            if (reach_ == Reach::kHome || IsLoopback(text)) return Listen({text, port});
+            return AddName(text, port);
         }
         if (!IsHostName(record.domain))
             throw std::invalid_argument("the domain is neither an IPv4 address nor a host name");
-        plan_.fixed["domains"][Folded(record.domain)] = "1";
+        AddName(Folded(record.domain), port);
+    }
+
+    void AddName(const std::string& name, int port) {
+        plan_.fixed["domains"][name] = "1";
         portsOfNames_.insert(port);
     }
 
@@ -273,10 +279,10 @@ private:
     void AddNames() {
         for (const auto part : {&Account::intercomName, &Account::user, &Account::key})
             for (const Account* const account : taken_)
-                AddName(*account, account->*part);
+                AddCallName(*account, account->*part);
     }
 
-    void AddName(const Account& account, const std::string& name) {
+    void AddCallName(const Account& account, const std::string& name) {
         if (name.empty()) return;
         const auto [entry, isNew] = plan_.live["devices"].emplace(name, account.user);
         const bool isAnothers = !isNew && entry->second != account.user;
@@ -320,6 +326,7 @@ private:
 
     const Records& records_;
     const IsLocal& isLocal_;
+    const Reach reach_;
     Plan plan_;
     std::set<int> portsOfNames_;
     std::vector<const Account*> taken_;
@@ -345,8 +352,8 @@ bool IsAddressOfThisMachine(const std::string& address) {
     return bound;
 }
 
-Plan MakePlan(const Records& records, const IsLocal& isLocal) {
-    return Planner(records, isLocal).Make();
+Plan MakePlan(const Records& records, const IsLocal& isLocal, Reach reach) {
+    return Planner(records, isLocal, reach).Make();
 }
 
 }  // namespace proxy

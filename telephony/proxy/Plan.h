@@ -61,7 +61,13 @@ struct Plan {
 using IsLocal = std::function<bool(const std::string& address)>;
 bool IsAddressOfThisMachine(const std::string& address);
 
-Plan MakePlan(const Records& records, const IsLocal& isLocal);
+/// Who is to reach the proxy.
+enum class Reach {
+    kHome,        // whoever reaches the addresses that the records name
+    kThisMachine  // its own programs: the addresses are names of the proxy, and only loopback is listened on
+};
+
+Plan MakePlan(const Records& records, const IsLocal& isLocal, Reach reach = Reach::kHome);
 
 /// A route's pattern and replacement as one expression of Kamailio's; throws std::invalid_argument
 /// with the reason when the pattern or the replacement is not one that it can take.

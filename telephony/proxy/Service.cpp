@@ -70,6 +70,10 @@ std::string PreparedRunFolder(const Options& options) {
     return options.runFolder;
 }
 
+Reach ReachOf(const Options& options) {
+    return options.onlyThisMachine ? Reach::kThisMachine : Reach::kHome;
+}
+
 bool HasSameFixedPart(const Plan& one, const Plan& other) {
     return one.listen == other.listen && one.networks == other.networks && one.fixed == other.fixed;
 }
@@ -175,7 +179,7 @@ void Service::UseLastGood() try {
 }
 
 void Service::Take(const Records& records, bool fromHost) {
-    const Plan plan = MakePlan(records, IsAddressOfThisMachine);
+    const Plan plan = MakePlan(records, IsAddressOfThisMachine, ReachOf(options_));
     state_.faults = plan.faults;
     SayFaults();
     if (fromHost) Store(records);
@@ -378,7 +382,7 @@ int Check(const Options& options) {
         if (!text) throw Failure("there are no records of an earlier time either");
         records = FromJson(*text);
     }
-    const Plan plan = MakePlan(*records, IsAddressOfThisMachine);
+    const Plan plan = MakePlan(*records, IsAddressOfThisMachine, ReachOf(options));
     std::cout << CheckText(plan);
     return plan.faults.empty() ? EXIT_SUCCESS : EXIT_FAILURE;
 }

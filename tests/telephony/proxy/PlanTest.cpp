@@ -55,6 +55,15 @@ TEST_F(MakingAPlan, ListensOnTheHomesAddressAndOnLoopback) {
     EXPECT_EQ("127.0.0.1", Make().Loopback());
 }
 
+TEST_F(MakingAPlan, ForThisMachineAloneTheAddressIsANameOnly) {
+    records.domains = {{"home", kHome, 5080}};
+    const Plan plan = MakePlan(
+        records, [](const std::string&) { return true; }, Reach::kThisMachine);
+    ASSERT_EQ(1U, plan.listen.size());
+    EXPECT_EQ("127.0.0.1:5080", plan.listen.front().Text());
+    EXPECT_THAT(plan.fixed.at("domains"), Contains(Key(kHome)));
+}
+
 TEST_F(MakingAPlan, ALoopbackAddressOfItsOwnIsEnough) {
     records.domains = {{"test", "127.9.9.9", 5060}};
     EXPECT_THAT(Listening(), ElementsAre("127.9.9.9:5060"));

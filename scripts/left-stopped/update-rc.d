@@ -1,0 +1,1 @@
+invoke-rc.d
