@@ -98,8 +98,9 @@ void Server::Impl::Start(Routes& routes, EventStream& events, Metrics& metrics) 
 
 template <class Acceptor>
 void Server::Impl::Accept(Acceptor& from) {
-    from.async_accept(
-        [this, &from](const ErrorCode& error, auto socket) { OnAccepted(from, error, std::move(socket)); });
+    from.async_accept([this, &from](const ErrorCode& error, auto socket) {
+        this->OnAccepted(from, error, std::move(socket));
+    });
 }
 
 template <class Acceptor>
