@@ -50,6 +50,8 @@ void CallLeg::OnProgress(int code, const std::string& description) {
         Event event = call_.About(EventKind::Ringing, *this);
         event.code = code;
         call_.Tell(std::move(event));
+        // Until now the proxy may have asked for credentials; this is the INVITE that a CANCEL must repeat.
+        call_.WriteJournal();
     }
     call_.OnLegRings(*this, description);
 }

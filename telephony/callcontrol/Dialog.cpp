@@ -112,7 +112,12 @@ void from_json(const nlohmann::json& json, Dialog& dialog) {
 }
 
 std::string AddressIn(const std::string& header) {
-    const std::size_t begin = header.find('<');
+    // A shown name between quotes may hold anything, brackets too.
+    std::size_t name = 0;
+    if (header.starts_with('"'))
+        for (name = 1; name < header.size() && header[name] != '"'; ++name)
+            if (header[name] == '\\') ++name;
+    const std::size_t begin = header.find('<', name);
     const std::size_t end = header.find('>', begin);
     if (begin == std::string::npos || end == std::string::npos) return header.substr(0, header.find(';'));
     return header.substr(begin + 1, end - begin - 1);

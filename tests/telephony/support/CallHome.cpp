@@ -11,10 +11,8 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cmath>
 #include <csignal>
 #include <cstring>
-#include <numbers>
 #include <stdexcept>
 #include <thread>
 
@@ -172,6 +170,18 @@ telephony::Event CallClient::Wait(telephony::EventKind kind, const std::string& 
     }
 }
 
+telephony::Event CallClient::WaitForAny() {
+    if (!WaitUntil([&] {
+            if (events_.empty()) Read(100ms);
+            return !events_.empty() || ended_;
+        }) ||
+        events_.empty())
+        throw std::runtime_error("no event");
+    const telephony::Event event = events_.front();
+    events_.pop_front();
+    return event;
+}
+
 bool CallClient::WaitForEnd() {
     return WaitUntil([&] {
         Read(50ms);
@@ -275,52 +285,6 @@ int CallHome::StopCallControl() {
 
 std::unique_ptr<CallClient> CallHome::Connect() {
     return std::make_unique<CallClient>(Socket());
-}
-
-Sound ReadSound(const std::filesystem::path& wav) {
-    const std::string bytes = ReadFile(wav);
-    Sound sound;
-    if (bytes.size() < 46) return sound;
-    const auto number = [&](std::size_t at, int count) {
-        unsigned value = 0;
-        for (int i = count - 1; i >= 0; --i)
-            value = value << 8 | static_cast<unsigned char>(bytes[at + static_cast<std::size_t>(i)]);
-        return value;
-    };
-    const std::size_t channels = std::max(1u, number(22, 2));
-    sound.rate = static_cast<int>(number(24, 4));
-    // The header of a recording under way does not know its length; the bytes do.
-    const std::size_t data = bytes.find("data");
-    for (std::size_t at = data + 8; at + 1 < bytes.size(); at += 2 * channels)
-        sound.samples.push_back(static_cast<std::int16_t>(number(at, 2)));
-    sound.seconds = static_cast<double>(sound.samples.size()) / sound.rate;
-    return sound;
-}
-
-double Sound::Loudness(double from, double length) const {
-    const auto begin = static_cast<std::size_t>(from * rate);
-    const auto end = std::min(samples.size(), begin + static_cast<std::size_t>(length * rate));
-    if (begin >= end) return 0;
-    double sum = 0;
-    for (std::size_t i = begin; i < end; ++i)
-        sum += samples[i] * samples[i];
-    return std::sqrt(sum / static_cast<double>(end - begin));
-}
-
-double Sound::Share(double hertz, double from, double length) const {
-    const auto begin = static_cast<std::size_t>(from * rate);
-    const auto end = std::min(samples.size(), begin + static_cast<std::size_t>(length * rate));
-    const double loudness = Loudness(from, length);
-    if (begin >= end || loudness < 50) return 0;
-    double cosine = 0;
-    double sine = 0;
-    for (std::size_t i = begin; i < end; ++i) {
-        const double phase = 2 * std::numbers::pi * hertz * static_cast<double>(i) / rate;
-        cosine += samples[i] * std::cos(phase);
-        sine += samples[i] * std::sin(phase);
-    }
-    const double count = static_cast<double>(end - begin);
-    return std::sqrt(2 * (cosine * cosine + sine * sine)) / count / loudness;
 }
 
 }  // namespace test

@@ -15,6 +15,7 @@
 #include "telephony/protocol/Lines.h"
 #include "tests/support/process/Process.h"
 #include "tests/support/process/TempFolder.h"
+#include "tests/telephony/support/Sound.h"
 
 namespace test {
 
@@ -43,6 +44,10 @@ public:
     /// The next event of this kind; others before it are passed over. Throws std::runtime_error, naming what
     /// came, after kPatience or when the connection ends.
     telephony::Event Wait(telephony::EventKind kind, const std::string& leg = "");
+    /// The next event, of any kind.
+    telephony::Event WaitForAny();
+    /// All lines that came.
+    const std::string& Seen() const { return seen_; }
     /// Whether the other side has closed the connection.
     bool WaitForEnd();
 
@@ -73,6 +78,9 @@ public:
     void KillProxy();
     void StartProxy();
 
+    /// Every sound on its way to a phone.
+    Wire& Sounds() { return wire_; }
+
     const TempFolder& Folder() const { return folder_; }
     std::filesystem::path Socket() const { return folder_ / "calls.sock"; }
     std::string Log() const { return ReadFile(folder_ / "callcontrol.log"); }
@@ -80,22 +88,12 @@ public:
     std::size_t Rooms();
 
 private:
+    Wire wire_;
     TempFolder folder_;
     std::unique_ptr<Process> kamailio_;
     std::unique_ptr<Process> rtpengine_;
     std::unique_ptr<Process> callControl_;
 };
-
-/// What stands in a recording, 8 kHz or more, one or two channels.
-struct Sound {
-    double seconds = 0;
-    /// The share of the loudness that is at this pitch, in [from, from+length] seconds; 0 for silence.
-    double Share(double hertz, double from, double length) const;
-    double Loudness(double from, double length) const;
-    int rate = 8000;
-    std::vector<double> samples;
-};
-Sound ReadSound(const std::filesystem::path& wav);
 
 }  // namespace test
 

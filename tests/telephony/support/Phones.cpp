@@ -98,9 +98,12 @@ std::filesystem::path NewFolder(CallHome& home, const std::string& user) {
     return folder;
 }
 
+int FirstRtpPort(int port) {
+    return 30000 + (port % 1000) * 20;
+}
+
 std::string RtpPorts(int port) {
-    const int first = 30000 + (port % 1000) * 20;
-    return std::to_string(first) + "-" + std::to_string(first + 18);
+    return std::to_string(FirstRtpPort(port)) + "-" + std::to_string(FirstRtpPort(port) + 18);
 }
 
 void WaitForFile(const std::filesystem::path& file, const std::string& text) {
@@ -134,7 +137,7 @@ Baresip::Baresip(CallHome& home, const std::string& user, int port, int hertz)
     : Baresip(home, user, port, hertz, Settings()) {}
 
 Baresip::Baresip(CallHome& home, const std::string& user, int port, int hertz, Settings settings)
-    : folder_(NewFolder(home, user)), control_(port + 4) {
+    : home_(home), folder_(NewFolder(home, user)), rtp_(FirstRtpPort(port)), control_(port + 4) {
     WriteFile(folder_ / "config", Filled(kBaresipConfig, {{"@PORT@", std::to_string(port)},
                                                           {"@HERTZ@", std::to_string(hertz)},
                                                           {"@RTP@", RtpPorts(port)},
@@ -174,16 +177,21 @@ void Baresip::Do(const std::string& command, const std::string& parameters) {
     if (!answered) throw std::runtime_error("baresip does not take \"" + command + "\"");
 }
 
-Sound Baresip::Heard() const {
+Sound Baresip::Recorded() const {
     std::filesystem::path newest;
     for (const auto& file : std::filesystem::directory_iterator(folder_))
         if (file.path().filename().string().ends_with("dec.wav") && file.path() > newest)
             newest = file.path();
+    // The length in the header is written when the recording is closed.
+    WaitUntil([&] {
+        const std::string header = ReadFile(newest).substr(0, 44);
+        return header.size() == 44 && header.find_first_not_of('\0', 40) != std::string::npos;
+    });
     return ReadSound(newest);
 }
 
 Linphone::Linphone(CallHome& home, const std::string& user, int port, int hertz)
-    : folder_(NewFolder(home, user)) {
+    : home_(home), rtp_(FirstRtpPort(port)), folder_(NewFolder(home, user)) {
     WriteFile(folder_ / "rc",
               Filled(kLinphoneConfig,
                      {{"@PORT@", std::to_string(port)}, {"@USER@", user}, {"@RTP@", RtpPorts(port)}}));
@@ -199,11 +207,10 @@ Linphone::Linphone(CallHome& home, const std::string& user, int port, int hertz)
                               (folder_ / "liblog").string() + " -d 6 -a < " + pipe.string()},
                          {{"HOME", folder_.string()}, {"XDG_DATA_HOME", ""}, {"XDG_CONFIG_HOME", ""}},
                          folder_ / "out"});
-    const std::string commands = "soundcard use files\nplay " + (folder_ / "tone.wav").string() +
-                                 "\nrecord " + (folder_ / "heard.wav").string() + "\n";
+    const std::string commands = "soundcard use files\nplay " + (folder_ / "tone.wav").string() + "\n";
     if (write(input_, commands.data(), commands.size()) < 0)
         throw std::runtime_error("linphone takes no commands");
-    WaitForFile(folder_ / "out", "Registration on");
+    WaitForFile(folder_ / "liblog", "[LinphoneRegistrationOk]");
 }
 
 Linphone::~Linphone() {
@@ -212,11 +219,8 @@ Linphone::~Linphone() {
     close(input_);
 }
 
-Sound Linphone::Heard() const {
-    return ReadSound(folder_ / "heard.wav");
-}
-
-Sipp::Sipp(CallHome& home, const std::string& user, int port, const std::string& script) {
+Sipp::Sipp(CallHome& home, const std::string& user, int port, const std::string& script)
+    : home_(home), rtp_(FirstRtpPort(port)) {
     const auto folder = NewFolder(home, user);
     const std::vector<std::string> common{"-i", "127.0.0.1", "-p",      std::to_string(port),
                                           "-m", "1",         "-nostdin"};
@@ -233,7 +237,7 @@ Sipp::Sipp(CallHome& home, const std::string& user, int port, const std::string&
              "-mi",
              "127.0.0.1",
              "-mp",
-             std::to_string(30000 + (port % 1000) * 20),
+             std::to_string(rtp_),
              "-rtp_echo",
              "-trace_err",
              "-error_file",

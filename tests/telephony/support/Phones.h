@@ -25,14 +25,17 @@ public:
 
     /// A command of its control port: "accept", "hangup", "hold", "resume", "dial" with an address.
     void Do(const std::string& command, const std::string& parameters = "");
-    /// What it has heard in its last call.
-    Sound Heard() const;
-    /// Answers the call once it rings.
+    /// All that was sent to it.
+    Sound Sent() const { return home_.Sounds().To(rtp_); }
+    /// What it has itself recorded of its last call, which is over and was heard in both directions.
+    Sound Recorded() const;
     std::string Log() const { return ReadFile(folder_ / "log"); }
     Process& Program() { return *process_; }
 
 private:
+    CallHome& home_;
     const std::filesystem::path folder_;
+    const int rtp_;
     const int control_;
     std::unique_ptr<Process> process_;
 };
@@ -41,10 +44,11 @@ class Linphone {
 public:
     Linphone(CallHome& home, const std::string& user, int port, int hertz);
     ~Linphone();
-    Sound Heard() const;
-    std::string Log() const { return ReadFile(folder_ / "out"); }
+    Sound Sent() const { return home_.Sounds().To(rtp_); }
 
 private:
+    CallHome& home_;
+    const int rtp_;
     const std::filesystem::path folder_;
     int input_ = -1;
     std::unique_ptr<Process> process_;
@@ -56,8 +60,11 @@ public:
     Sipp(CallHome& home, const std::string& user, int port, const std::string& script);
     /// 0 when everything went as the script says.
     int Wait();
+    Sound Sent() const { return home_.Sounds().To(rtp_); }
 
 private:
+    CallHome& home_;
+    const int rtp_;
     std::unique_ptr<Process> process_;
 };
 
