@@ -47,9 +47,9 @@ protected:
     FakeMedia media_{loop_};
     TempFolder folder_;
     telephony::Journal journal_{folder_ / "journal"};
-    telephony::CallTable table_{loop_, media_.Client(), journal_, {"192.0.2.7"}};
     FakeSip sip_;
     FakeClient client_;
+    telephony::CallTable table_{loop_, media_.Client(), journal_, {"192.0.2.7"}};
 };
 
 TEST_F(TalkCalls, TheCallerIsCalledFirstAndItsAnswerIsWhatTheCalleeIsOffered) {
@@ -109,7 +109,7 @@ TEST_F(TalkCalls, EndingACallFreesBothPhonesBeforeMediaIsAsked) {
                                          "kitchen: hangup 200 Hung up from outside"));
     loop_.Advance(3s);
     EXPECT_THAT(client_.Take(),
-                ElementsAre("leg-down hall 200", "leg-down kitchen 200", "media", "ended 200 by command"));
+                ElementsAre("leg-down hall 200", "leg-down kitchen 200", "ended 200 by command", "media"));
     EXPECT_TRUE(table_.IsEmpty());
     EXPECT_TRUE(std::filesystem::is_empty(folder_ / "journal"));
 }
