@@ -47,11 +47,12 @@ void CallLeg::Tell(const std::string& description, const CallLeg& shown, bool an
 void CallLeg::OnProgress(int code, const std::string& description) {
     if (report.state == LegState::Calling) {
         report.state = LegState::Ringing;
+        // Until now the proxy may have asked for credentials; this is the INVITE that a CANCEL must repeat. It is
+        // written before anybody is told, so that whoever knows of a call finds it in the journal.
+        call_.WriteJournal();
         Event event = call_.About(EventKind::Ringing, *this);
         event.code = code;
         call_.Tell(std::move(event));
-        // Until now the proxy may have asked for credentials; this is the INVITE that a CANCEL must repeat.
-        call_.WriteJournal();
     }
     call_.OnLegRings(*this, description);
 }
@@ -62,10 +63,10 @@ void CallLeg::OnAnswer(const std::string& description) {
     sdp = description;
     report.codecs = CodecsOf(sdp);
     heard = call_.services_.loop.Now();
+    call_.WriteJournal();
     Event event = call_.About(EventKind::LegUp, *this);
     event.codecs = report.codecs;
     call_.Tell(std::move(event));
-    call_.WriteJournal();
     call_.OnLegAnswers(*this);
 }
 

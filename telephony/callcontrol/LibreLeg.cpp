@@ -128,6 +128,14 @@ void LibreLeg::TakeFinal(const struct sip_msg& message) {
         stack_.End(dialog_, 487, "Cancelled", nullptr);
         return End();
     }
+    if (IsCut(message)) {
+        LegEvents* const events = events_;
+        LogLine("the answer of " + dialog_.remote + " is longer than can be received; it is hung up");
+        stack_.End(dialog_, 488, "The description is too long", nullptr);
+        End();
+        if (events) events->OnFailed(488, "The description is too long");
+        return;
+    }
     state_ = State::Up;
     if (!events_) return;
     if (first)
@@ -255,6 +263,10 @@ void LibreLeg::OnRequest(const struct sip_msg& request) {
 void LibreLeg::TakeReinvite(const struct sip_msg& request) {
     if (state_ != State::Up || request_ || received_ || !events_) {
         sip_treply(nullptr, stack_.Libre(), &request, 491, "Request Pending");
+        return;
+    }
+    if (IsCut(request)) {
+        sip_treply(nullptr, stack_.Libre(), &request, 413, "The description is too long");
         return;
     }
     if (const struct sip_hdr* contact = sip_msg_hdr(&request, SIP_HDR_CONTACT))

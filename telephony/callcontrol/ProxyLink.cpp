@@ -87,8 +87,8 @@ void ProxyLink::Look() {
     try {
         const ProxyAccount account = ReadProxyAccount(file_);
         if (!Same(account, account_)) {
-            account_ = account;
             onAccount_(account);
+            account_ = account;
         }
         trouble_.clear();
         if (!socket_) Connect();

@@ -225,10 +225,12 @@ bool SipStack::OnRequest(const struct sip_msg* message, void* argument) {
     return static_cast<SipStack*>(argument)->TakeRequest(*message);
 }
 
+// By the port alone: a proxy that listens on several addresses may send from any of them. Who else reaches
+// this address is a program of this machine, which still needs the secret, or both tags of a dialog.
 bool SipStack::ComesFromProxy(const struct sip_msg& message) const {
     struct sa proxy;
     return sa_decode(&proxy, account_.proxy.c_str(), account_.proxy.size()) == 0 &&
-           sa_cmp(&proxy, &message.src, SA_ALL);
+           sa_port(&proxy) == sa_port(&message.src);
 }
 
 std::shared_ptr<LibreLeg> SipStack::FindLeg(const struct sip_msg& message) const {
@@ -269,7 +271,7 @@ void SipStack::TakeInvite(const struct sip_msg& message) {
         sip_treply(nullptr, sip_.get(), &message, 403, "Not from the proxy");
         return;
     }
-    if (!incoming_ || mbuf_get_left(message.mb) > kLongestSdp) {
+    if (!incoming_ || IsCut(message) || mbuf_get_left(message.mb) > kLongestSdp) {
         sip_treply(nullptr, sip_.get(), &message, incoming_ ? 413 : 503, "Not possible");
         return;
     }
@@ -282,6 +284,10 @@ void SipStack::TakeInvite(const struct sip_msg& message) {
 
 std::string ReasonHeader(int code, const std::string& reason) {
     return "Reason: SIP;cause=" + std::to_string(code) + ";text=" + Quoted(reason) + "\r\n";
+}
+
+bool IsCut(const struct sip_msg& message) {
+    return pl_isset(&message.clen) && pl_u32(&message.clen) > mbuf_get_left(message.mb);
 }
 
 std::string BodyWith(const std::string& type, const std::string& body) {

@@ -96,6 +96,9 @@ inline constexpr char kAllow[] = "Allow: INVITE, ACK, BYE, CANCEL, INFO, OPTIONS
 /// The header that tells a phone why (RFC 3326).
 std::string ReasonHeader(int code, const std::string& reason);
 
+/// libre takes 8192 bytes of a datagram and says nothing of the rest.
+bool IsCut(const struct sip_msg& message);
+
 /// Content-Type, Content-Length and the body of a message that carries one.
 std::string BodyWith(const std::string& type, const std::string& body);
 

@@ -123,6 +123,69 @@ TEST_F(RealCalls, ACallIsHungUpFromOutsideWhileEitherEndRings) {
     EXPECT_TRUE(WaitUntil([&] { return kitchen.Log().find("session closed") != std::string::npos; }));
 }
 
+TEST_F(RealCalls, WhatIsSentBeforeTheAnswerIsHeardInsteadOfTheRingingTone) {
+    Baresip hall(*home_, "hall", 6100, 440);
+    Sipp early(*home_, "early", 6120, "early.xml");
+    client_->Send(R"({"cmd":"call","id":"1","from":"hall","to":["early"]})");
+    EXPECT_EQ(client_->Wait(EventKind::Ringing, "early").code, 183);
+    Talk();
+    EXPECT_TRUE(Hears(hall, 440));  // it sends back what it hears
+    client_->Send(R"({"cmd":"status"})");
+    EXPECT_EQ(client_->Wait(EventKind::Snapshot).calls.at(0).state, "calling");
+    client_->Wait(EventKind::Established);
+    client_->Send(R"({"cmd":"hangup","id":"1"})");
+    EXPECT_EQ(client_->Wait(EventKind::Ended).code, 200);
+    EXPECT_EQ(early.Wait(), 0);
+}
+
+TEST_F(RealCalls, APhoneThatCallsHearsWhatIsSentBeforeTheAnswer) {
+    Baresip hall(*home_, "hall", 6100, 440);
+    Sipp early(*home_, "early", 6120, "early.xml");
+    hall.Do("dial", "sip:early@intercom");
+    client_->Wait(EventKind::Ringing, "early");
+    client_->Wait(EventKind::Established);
+    Talk();
+    EXPECT_TRUE(Hears(hall, 440));
+    hall.Do("hangup");
+    EXPECT_EQ(client_->Wait(EventKind::Ended).by, "hall");
+}
+
+TEST_F(RealCalls, PicturesPassBothWaysWhenTheCallIsOneWithVideo) {
+    Baresip hall(*home_, "hall", 6100, 440, {.video = true});
+    Baresip door(*home_, "door", 6110, 660, {.video = true});
+    client_->Send(R"({"cmd":"call","id":"1","from":"hall","to":["door"],"video":"both"})");
+    EXPECT_EQ(client_->Wait(EventKind::LegUp, "hall").codecs, "PCMA/8000 VP8/90000");
+    client_->Wait(EventKind::Established);
+    EXPECT_TRUE(WaitUntil([&] { return hall.Pictures() > 10 && door.Pictures() > 10; }));
+    client_->Send(R"({"cmd":"hangup","id":"1"})");
+    client_->Wait(EventKind::Ended);
+    EXPECT_TRUE(Hears(hall, 660));
+}
+
+TEST_F(RealCalls, APhoneWithoutVideoTalksToOneThatHasIt) {
+    Baresip hall(*home_, "hall", 6100, 440, {.video = true});
+    Baresip kitchen(*home_, "kitchen", 6110, 660);
+    client_->Send(R"({"cmd":"call","id":"1","from":"hall","to":["kitchen"],"video":"both"})");
+    EXPECT_EQ(client_->Wait(EventKind::LegUp, "kitchen").codecs, "PCMA/8000");
+    client_->Wait(EventKind::Established);
+    Talk();
+    client_->Send(R"({"cmd":"hangup","id":"1"})");
+    client_->Wait(EventKind::Ended);
+    EXPECT_TRUE(Hears(hall, 660));
+    EXPECT_TRUE(Hears(kitchen, 440));
+    EXPECT_EQ(kitchen.Pictures(), 0);
+}
+
+TEST_F(RealCalls, AnAnswerThatIsTooLongEndsTheCallInsteadOfBeingCut) {
+    Baresip hall(*home_, "hall", 6100, 440);
+    Sipp huge(*home_, "huge", 6120, "huge.xml");
+    client_->Send(R"({"cmd":"call","id":"1","from":"hall","to":["huge"]})");
+    const Event ended = client_->Wait(EventKind::Ended);
+    EXPECT_EQ(ended.code, 488);
+    EXPECT_EQ(ended.reason, "The description is too long");
+    EXPECT_EQ(huge.Wait(), 0);  // it was told BYE
+}
+
 TEST_F(RealCalls, TwoCallsRunAtOnceAndEndApart) {
     Baresip hall(*home_, "hall", 6100, 440);
     Baresip kitchen(*home_, "kitchen", 6110, 660);

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <memory>
 #include <thread>
 
@@ -17,7 +18,11 @@ using telephony::EventKind;
 class RealCalls : public testing::Test {
 protected:
     void SetUp() override {
-        if (const std::string trouble = EnterOwnNetwork(); !trouble.empty()) GTEST_SKIP() << trouble;
+        if (const std::string trouble = EnterOwnNetwork(); !trouble.empty()) {
+            // The pipeline must not take a run without these tests for a whole one.
+            if (std::getenv("CALL_TESTS_MUST_RUN")) FAIL() << trouble;
+            GTEST_SKIP() << trouble;
+        }
         home_ = std::make_unique<CallHome>();
         client_ = home_->Connect();
         client_->Greet();

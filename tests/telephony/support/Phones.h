@@ -27,6 +27,7 @@ public:
     void Do(const std::string& command, const std::string& parameters = "");
     /// All that was sent to it.
     Sound Sent() const { return home_.Sounds().To(rtp_); }
+    int Pictures() const { return home_.Sounds().PicturesTo(rtp_); }
     /// What it has itself recorded of its last call, which is over and was heard in both directions.
     Sound Recorded() const;
     std::string Log() const { return ReadFile(folder_ / "log"); }

@@ -21,6 +21,8 @@ namespace {
 
 constexpr int kPcmu = 0;
 constexpr int kPcma = 8;
+constexpr int kH264 = 99;  // as call control numbers them
+constexpr int kVp8 = 100;
 constexpr std::size_t kIpHeader = 20;
 constexpr std::size_t kUdpHeader = 8;
 constexpr std::size_t kRtpHeader = 12;
@@ -69,9 +71,12 @@ void Wire::Listen() {
             continue;
         const unsigned char* rtp = packet + kIpHeader + kUdpHeader;
         const int type = rtp[1] & 0x7f;
-        if (rtp[0] >> 6 != 2 || (type != kPcma && type != kPcmu)) continue;
+        if (rtp[0] >> 6 != 2) continue;
+        const int port = packet[kIpHeader + 2] << 8 | packet[kIpHeader + 3];
         const std::lock_guard lock(mutex_);
-        auto& samples = samples_[packet[kIpHeader + 2] << 8 | packet[kIpHeader + 3]];
+        if (type == kH264 || type == kVp8) ++pictures_[port];
+        if (type != kPcma && type != kPcmu) continue;
+        auto& samples = samples_[port];
         for (std::size_t at = begin; at < static_cast<std::size_t>(received); ++at)
             samples.push_back(type == kPcma ? FromPcma(packet[at]) : FromPcmu(packet[at]));
     }
@@ -103,6 +108,15 @@ Sound ReadSound(const std::filesystem::path& wav) {
     for (std::size_t at = data + 8; at + 1 < bytes.size(); at += 2 * channels)
         sound.samples.push_back(static_cast<std::int16_t>(number(at, 2)));
     return sound;
+}
+
+int Wire::PicturesTo(int firstPort) const {
+    const std::lock_guard lock(mutex_);
+    int count = 0;
+    for (auto port = pictures_.lower_bound(firstPort);
+         port != pictures_.upper_bound(firstPort + kPortsOfAPhone); ++port)
+        count += port->second;
+    return count;
 }
 
 double Sound::Loudness(double from, double length) const {

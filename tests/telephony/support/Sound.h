@@ -35,6 +35,8 @@ public:
 
     /// All that was sent to ports [first, first+18] so far, one packet after the other.
     Sound To(int firstPort) const;
+    /// How many packets of pictures were.
+    int PicturesTo(int firstPort) const;
 
 private:
     void Listen();
@@ -43,6 +45,7 @@ private:
     std::atomic<bool> end_ = false;
     mutable std::mutex mutex_;
     std::map<int, std::vector<double>> samples_;  // by port
+    std::map<int, int> pictures_;
     std::thread thread_;
 };
 
