@@ -208,7 +208,6 @@ CallHome::CallHome() {
 }
 
 CallHome::~CallHome() {
-    if (getenv("SHOW_LOG")) std::fputs(Log().c_str(), stderr);
     if (callControl_) callControl_->Signal(SIGTERM);
     if (callControl_) callControl_->Wait(5s);
     if (kamailio_) kamailio_->Signal(SIGTERM);
