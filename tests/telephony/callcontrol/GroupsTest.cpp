@@ -9,9 +9,8 @@ TEST_F(RealCalls, TheFirstThatAnswersHasTheCallAndTheOthersStopRinging) {
     Baresip hall(*home_, "hall", 6110, 660, {.answers = false});
     Baresip kitchen(*home_, "kitchen", 6120, 880, {.answers = false});
     client_->Send(R"({"cmd":"call","id":"1","from":"door","to":["away","hall","kitchen"]})");
-    EXPECT_EQ(client_->Wait(EventKind::LegDown).leg, "away");
-    client_->Wait(EventKind::Ringing);
-    client_->Wait(EventKind::Ringing);
+    client_->WaitForEach(
+        {{EventKind::LegDown, "away"}, {EventKind::Ringing, "hall"}, {EventKind::Ringing, "kitchen"}});
     kitchen.Do("accept");
     const Event down = client_->Wait(EventKind::LegDown);
     EXPECT_EQ(down.leg, "hall");
@@ -30,8 +29,7 @@ TEST_F(RealCalls, AGroupThatNobodyAnswersEndsWhenTheLastHasRefused) {
     Baresip hall(*home_, "hall", 6110, 660, {.answers = false});
     Baresip kitchen(*home_, "kitchen", 6120, 880, {.answers = false});
     client_->Send(R"({"cmd":"call","id":"1","from":"door","to":["hall","kitchen"]})");
-    client_->Wait(EventKind::Ringing);
-    client_->Wait(EventKind::Ringing);
+    client_->WaitForEach({{EventKind::Ringing, "hall"}, {EventKind::Ringing, "kitchen"}});
     hall.Do("hangup");
     EXPECT_EQ(client_->Wait(EventKind::LegDown).leg, "hall");
     kitchen.Do("hangup");
@@ -64,8 +62,7 @@ TEST_F(RealCalls, APhoneThatRingsTheDoorbellReachesWhoAnswersFirst) {
     Baresip kitchen(*home_, "kitchen", 6120, 880, {.answers = false});
     door.Do("dial", "sip:doorbell@intercom");
     EXPECT_EQ(client_->Wait(EventKind::PhoneCall).call.legs.size(), 4u);
-    client_->Wait(EventKind::Ringing);
-    client_->Wait(EventKind::Ringing);
+    client_->WaitForEach({{EventKind::Ringing, "hall"}, {EventKind::Ringing, "kitchen"}});
     hall.Do("accept");
     client_->Wait(EventKind::Established);
     Talk();

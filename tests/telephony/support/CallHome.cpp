@@ -176,10 +176,17 @@ telephony::Event CallClient::WaitForAny() {
             return !events_.empty() || ended_;
         }) ||
         events_.empty())
-        throw std::runtime_error("no event");
+        throw std::runtime_error("no event; came:\n" + seen_);
     const telephony::Event event = events_.front();
     events_.pop_front();
     return event;
+}
+
+void CallClient::WaitForEach(std::vector<std::pair<telephony::EventKind, std::string>> expected) {
+    while (!expected.empty()) {
+        const telephony::Event event = WaitForAny();
+        std::erase(expected, std::pair(event.kind, event.leg));
+    }
 }
 
 bool CallClient::WaitForEnd() {

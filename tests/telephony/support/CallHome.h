@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "telephony/protocol/Event.h"
@@ -44,6 +45,8 @@ public:
     /// The next event of this kind; others before it are passed over. Throws std::runtime_error, naming what
     /// came, after kPatience or when the connection ends.
     telephony::Event Wait(telephony::EventKind kind, const std::string& leg = "");
+    /// An event of this kind of each of these legs, in whatever order they come.
+    void WaitForEach(std::vector<std::pair<telephony::EventKind, std::string>> expected);
     /// The next event, of any kind.
     telephony::Event WaitForAny();
     /// All lines that came.
