@@ -2,6 +2,7 @@
 #include <sys/socket.h>
 
 #include <array>
+#include <csignal>
 #include <cstdio>
 #include <ctime>
 #include <exception>
@@ -136,6 +137,8 @@ private:
 
 int main(int argc, char** argv) {
     using namespace telephony;
+    // Whoever reads the log may end before this program does.
+    std::signal(SIGPIPE, SIG_IGN);
     try {
         const Options options = ParseOptions(argc, argv);
         if (!options.printOnly.empty()) return std::fputs(options.printOnly.c_str(), stdout) < 0;
