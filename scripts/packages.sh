@@ -2,12 +2,12 @@
 
 # What it is built with.
 BUILD_PACKAGES=(g++ cmake ninja-build libboost-dev libboost-program-options-dev libexpat1-dev libdeflate-dev
-                libpugixml-dev nlohmann-json3-dev libssl-dev libsqlite3-dev)
+                libpugixml-dev nlohmann-json3-dev libre-dev libssl-dev libsqlite3-dev pkg-config)
 # What the tests need beside that.
 TEST_PACKAGES=(libgtest-dev libgmock-dev clang libclang-rt-14-dev lld)
 # What real calls are made with, and the phones that the tests call with.
-CALL_PACKAGES=(kamailio kamailio-extra-modules kamailio-sqlite-modules)
-CALL_TEST_PACKAGES=("${CALL_PACKAGES[@]}" baresip-core linphone-cli sip-tester)
+CALL_PACKAGES=(kamailio kamailio-extra-modules kamailio-sqlite-modules rtpengine-daemon)
+CALL_TEST_PACKAGES=("${CALL_PACKAGES[@]}" baresip-core linphone-cli sip-tester iproute2)
 # What counting the instructions of operations needs beside what it is built with.
 GUARD_PACKAGES=(libbenchmark-dev valgrind)
 # What bench/run needs beside what the system is built with, and the peers that it compares with, as PROGRAM:PACKAGE.

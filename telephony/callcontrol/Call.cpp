@@ -1,0 +1,282 @@
+#include "telephony/callcontrol/Call.h"
+
+#include <algorithm>
+#include <random>
+
+#include "telephony/callcontrol/Log.h"
+#include "telephony/callcontrol/Sdp.h"
+
+namespace telephony {
+namespace {
+
+// rtpengine is started again within a second; a call that has heard nothing of it for so long has no sound.
+constexpr std::chrono::seconds kLongestWithoutMedia(10);
+
+std::uint64_t RandomSession() {
+    std::random_device random;
+    return random();
+}
+
+}  // namespace
+
+CallLeg::CallLeg(Call& call, std::string user, LegRole role, std::string tagInRoom)
+    : tag(std::move(tagInRoom)), call_(call), session_(RandomSession()) {
+    report.user = std::move(user);
+    report.role = role;
+}
+
+std::string CallLeg::Own(const std::string& description) {
+    told = WithOrigin(description, session_, ++version_, call_.services_.address);
+    return told;
+}
+
+void CallLeg::Tell(const std::string& description, const CallLeg& shown, bool answersByItself) {
+    if (IsUp()) return sip->Reinvite(Own(description));
+    Invitation invitation;
+    invitation.to = User();
+    invitation.fromUser = shown.User();
+    invitation.fromName = call_.services_.device(shown.User()).name;
+    invitation.sdp = Own(description);
+    if (answersByItself) invitation.answer = call_.services_.device(User()).answer;
+    report.state = LegState::Calling;
+    sip = call_.services_.signalling.NewLeg(*this);
+    sip->Invite(invitation);
+    call_.WriteJournal();
+}
+
+void CallLeg::OnProgress(int code, const std::string& description) {
+    if (report.state == LegState::Calling) {
+        report.state = LegState::Ringing;
+        // Until now the proxy may have asked for credentials; this is the INVITE that a CANCEL must repeat. It is
+        // written before anybody is told, so that whoever knows of a call finds it in the journal.
+        call_.WriteJournal();
+        Event event = call_.About(EventKind::Ringing, *this);
+        event.code = code;
+        call_.Tell(std::move(event));
+    }
+    call_.OnLegRings(*this, description);
+}
+
+void CallLeg::OnAnswer(const std::string& description) {
+    report.state = LegState::Up;
+    report.answered = true;
+    sdp = description;
+    report.codecs = CodecsOf(sdp);
+    heard = call_.services_.loop.Now();
+    call_.WriteJournal();
+    Event event = call_.About(EventKind::LegUp, *this);
+    event.codecs = report.codecs;
+    call_.Tell(std::move(event));
+    call_.OnLegAnswers(*this);
+}
+
+void CallLeg::OnFailed(int code, const std::string& reason) {
+    const CallPtr alive = call_.shared_from_this();
+    call_.Down(*this, code, reason);
+    call_.OnLegGone(*this, code, reason);
+}
+
+void CallLeg::OnReoffer(const std::string& description) {
+    call_.OnLegReoffers(*this, description);
+}
+
+void CallLeg::OnReanswer(int code, const std::string& description) {
+    call_.WriteJournal();
+    if (code != 200) return call_.OnLegRefusesReinvite(*this, code);
+    sdp = description;
+    report.codecs = CodecsOf(sdp);
+    call_.OnLegAnswers(*this);
+}
+
+void CallLeg::OnDigits(const std::string& digits) {
+    Event event = call_.About(EventKind::Dtmf, *this);
+    event.digits = digits;
+    call_.Tell(std::move(event));
+}
+
+void CallLeg::OnBye() {
+    OnFailed(END_NORMAL, "Hung up");
+}
+
+Call::Call(CallServices& services, std::string id, CallKind kind)
+    : services_(services),
+      room_(services.ng, services.newRoom()),
+      id_(std::move(id)),
+      kind_(kind),
+      mediaSeen_(services.loop.Now()) {}
+
+Call::~Call() {
+    for (const auto& leg : legs_)
+        if (leg->sip && !leg->IsOver()) leg->sip->Hangup(END_UNAVAILABLE, "Call control ends");
+}
+
+bool Call::Concerns(const std::string& user) const {
+    return std::ranges::any_of(legs_, [&](const auto& leg) { return leg->User() == user; });
+}
+
+CallReport Call::Report() const {
+    CallReport report;
+    report.id = id_;
+    report.kind = kind_;
+    report.byPhone = byPhone_;
+    report.state = !established_ ? "calling" : held_ ? "held" : "established";
+    report.seconds = Seconds();
+    for (const auto& leg : legs_)
+        report.legs.push_back(leg->report);
+    return report;
+}
+
+double Call::Seconds() const {
+    if (!established_) return 0;
+    return std::chrono::duration<double>(services_.loop.Now() - establishedAt_).count();
+}
+
+CallLeg& Call::AddLeg(const std::string& user, LegRole role, const std::string& tag) {
+    legs_.push_back(std::make_unique<CallLeg>(*this, user, role, tag));
+    return *legs_.back();
+}
+
+void Call::Tell(Event event) const {
+    event.id = id_;
+    services_.tell(*this, std::move(event));
+}
+
+Event Call::About(EventKind kind, const CallLeg& leg) const {
+    Event event;
+    event.kind = kind;
+    event.leg = leg.User();
+    return event;
+}
+
+void Call::Down(CallLeg& leg, int code, const std::string& reason) {
+    if (leg.IsOver()) return;
+    leg.report.state = LegState::Down;
+    leg.report.code = code;
+    leg.report.reason = reason;
+    Event event = About(EventKind::LegDown, leg);
+    event.code = code;
+    event.reason = reason;
+    Tell(std::move(event));
+}
+
+void Call::HangUpLeg(CallLeg& leg, int code, const std::string& reason) {
+    if (leg.IsOver()) return;
+    if (leg.sip) leg.sip->Hangup(code, reason);
+    Down(leg, code, reason);
+}
+
+void Call::SetEstablished() {
+    if (established_) return;
+    established_ = true;
+    establishedAt_ = services_.loop.Now();
+    Event event;
+    event.kind = EventKind::Established;
+    Tell(std::move(event));
+}
+
+void Call::SetHeld(bool held, const std::string& by) {
+    held_ = held;
+    Event event;
+    event.kind = EventKind::Modified;
+    event.state = held ? "held" : "active";
+    event.by = by;
+    Tell(std::move(event));
+}
+
+void Call::WriteJournal() const {
+    if (ended_) return;
+    JournalEntry entry{room_.Name(), {}};
+    for (const auto& leg : legs_)
+        if (leg->sip && !leg->IsOver())
+            if (auto dialog = leg->sip->Journal(); !dialog.is_null())
+                entry.dialogs.push_back(std::move(dialog));
+    services_.journal.Write(entry);
+}
+
+Room::Handler Call::WithReply(std::function<void(const NgReply&)> handler) {
+    return [weak = weak_from_this(), handler = std::move(handler)](const NgReply& reply) {
+        const CallPtr call = weak.lock();
+        if (!call || call->ended_) return;
+        if (reply.ok) return handler(reply);
+        if (call->established_ && (reply.CallIsUnknown() || !reply.answered)) return;  // Watch sees to it
+        LogLine("call " + call->id_ + ": " + reply.reason);
+        call->End(END_NO_MEDIA, "No media: " + reply.reason, kByCallControl);
+    };
+}
+
+void Call::SendDigits(const std::string& user, const std::string& digits) {
+    for (const auto& leg : legs_)
+        if (leg->IsUp() && (user.empty() ? leg->report.role == LegRole::Callee : leg->User() == user))
+            leg->sip->SendDigits(digits);
+}
+
+void Call::End(int code, const std::string& reason, const std::string& by) {
+    if (ended_) return;
+    const CallPtr alive = shared_from_this();
+    ended_ = true;
+    for (const auto& leg : legs_) {
+        // A phone that stops ringing with 200 takes it for answered elsewhere, and shows no missed call.
+        const bool givenUp = code == END_NORMAL && !leg->IsUp();
+        HangUpLeg(*leg, givenUp ? static_cast<int>(END_CANCELLED) : code, reason);
+    }
+    services_.journal.Remove(room_.Name());
+    // What came through is asked for before the room goes. The phones are free already.
+    room_.Query([this, alive, code, reason, by](const NgReply& reply) {
+        if (reply.ok) TakeTraffic(reply, true);
+        room_.Delete();
+        TellEnded(code, reason, by);
+        services_.over(*this);
+    });
+}
+
+void Call::TellEnded(int code, const std::string& reason, const std::string& by) {
+    Event event;
+    event.kind = EventKind::Ended;
+    event.code = code;
+    event.reason = reason;
+    event.by = by;
+    event.seconds = Seconds();
+    event.call = Report();
+    Tell(std::move(event));
+}
+
+void Call::Watch() {
+    if (ended_ || !established_) return;
+    room_.Query([weak = weak_from_this()](const NgReply& reply) {
+        const CallPtr call = weak.lock();
+        if (!call || call->ended_) return;
+        if (reply.ok) return call->TakeTraffic(reply, false);
+        if (reply.CallIsUnknown()) {
+            LogLine("call " + call->id_ + ": rtpengine does not know it any more; its media is set up anew");
+            call->services_.journal.Remove(call->room_.Name());
+            call->NewRoom();
+            call->WriteJournal();
+            call->mediaSeen_ = call->services_.loop.Now();
+            return call->Rebuild();
+        }
+        if (call->services_.loop.Now() - call->mediaSeen_ > kLongestWithoutMedia)
+            call->End(END_NO_MEDIA, "No media: " + reply.reason, kByCallControl);
+    });
+}
+
+void Call::TakeTraffic(const NgReply& reply, bool last) {
+    const Loop::TimePoint now = services_.loop.Now();
+    mediaSeen_ = now;
+    const auto traffic = TrafficIn(reply);
+    for (const auto& leg : legs_) {
+        const auto found = traffic.find(leg->tag);
+        if (found == traffic.end()) continue;
+        leg->report.packetsReceived = found->second.rtp;
+        leg->report.packetsLost = found->second.lost;
+        const long count = found->second.rtp + found->second.rtcp;
+        if (count != leg->counted || held_ || !ShouldBeHeard(*leg)) leg->heard = now;
+        leg->counted = count;
+        const bool silent =
+            leg->IsUp() && services_.silence.count() > 0 && now - leg->heard >= services_.silence;
+        if (last || !silent) continue;
+        HangUpLeg(*leg, END_NO_ANSWER, "Nothing is heard of it any more");
+        return OnLegGone(*leg, END_NO_ANSWER, "Nothing is heard of it any more");
+    }
+}
+
+}  // namespace telephony

@@ -1,0 +1,161 @@
+// A call as a whole: its legs, how it ends, what is told and written of it. What becomes of sound and
+// pictures is the business of TalkCall and BroadcastCall.
+#ifndef TELEPHONY_CALLCONTROL_CALL_H
+#define TELEPHONY_CALLCONTROL_CALL_H
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "telephony/callcontrol/Journal.h"
+#include "telephony/callcontrol/Loop.h"
+#include "telephony/callcontrol/Room.h"
+#include "telephony/callcontrol/Sip.h"
+#include "telephony/protocol/Event.h"
+
+namespace telephony {
+
+/// SIP statuses that calls end with, beside those that phones give.
+enum EndCode : int {
+    END_NORMAL = 200,
+    END_FORBIDDEN = 403,
+    END_NO_ANSWER = 408,
+    END_UNAVAILABLE = 480,
+    END_CANCELLED = 487,
+    END_NOT_ACCEPTABLE = 488,
+    END_NO_MEDIA = 503
+};
+
+/// Who ended a call, where it was no phone.
+inline constexpr char kByCommand[] = "command";
+inline constexpr char kByCallControl[] = "callcontrol";
+
+class Call;
+using CallPtr = std::shared_ptr<Call>;
+
+/// What every call stands on. All of it outlives the calls.
+struct CallServices {
+    Loop& loop;
+    NgClient& ng;
+    Signalling& signalling;
+    Journal& journal;
+    std::string address;  // where we are, for the placeholder
+    std::function<std::string()> newRoom;
+    std::function<Device(const std::string& user)> device;
+    std::function<void(const Call&, Event)> tell;
+    std::function<void(const Call&)> over;  // the call may be dropped
+    std::chrono::milliseconds silence;      // a phone that sends nothing for so long is lost; 0: never
+    std::chrono::milliseconds ringing;      // nobody is called for longer
+};
+
+class CallLeg : public LegEvents {
+public:
+    CallLeg(Call& call, std::string user, LegRole role, std::string tag);
+
+    const std::string& User() const { return report.user; }
+    bool IsUp() const { return report.state == LegState::Up; }
+    bool IsOver() const { return report.state == LegState::Down; }
+
+    /// INVITE, or a re-INVITE when the leg is up.
+    void Tell(const std::string& sdp, const CallLeg& shown, bool answersByItself);
+    /// As a description of ours, whose version rises.
+    std::string Own(const std::string& sdp);
+
+    void OnProgress(int code, const std::string& sdp) override;
+    void OnAnswer(const std::string& sdp) override;
+    void OnFailed(int code, const std::string& reason) override;
+    void OnReoffer(const std::string& sdp) override;
+    void OnReanswer(int code, const std::string& sdp) override;
+    void OnDigits(const std::string& digits) override;
+    void OnBye() override;
+
+    LegReport report;
+    const std::string tag;  // in the room
+    SipLegPtr sip;
+    std::string sdp;        // what its phone told last
+    std::string told;       // what its phone was told last
+    long counted = 0;       // packets at the last look
+    Loop::TimePoint heard;  // when they were last more than before
+
+private:
+    Call& call_;
+    const std::uint64_t session_;
+    std::uint64_t version_ = 0;
+};
+
+class Call : public std::enable_shared_from_this<Call> {
+public:
+    Call(CallServices& services, std::string id, CallKind kind);
+    virtual ~Call();
+    Call(const Call&) = delete;
+    Call& operator=(const Call&) = delete;
+
+    const std::string& Id() const { return id_; }
+    bool Concerns(const std::string& user) const;
+    CallReport Report() const;
+
+    virtual void Start() = 0;
+    virtual void Hold() = 0;
+    virtual void Resume() = 0;
+    /// To the user's phone; to all but the caller's when it is empty.
+    void SendDigits(const std::string& user, const std::string& digits);
+    /// In any state, once; later ones do nothing.
+    void End(int code, const std::string& reason, const std::string& by);
+
+    /// Looks once a second after phones that have fallen silent, and after rtpengine.
+    void Watch();
+
+protected:
+    friend class CallLeg;
+
+    // What legs tell. The leg is not over in the first four.
+    virtual void OnLegRings(CallLeg& leg, const std::string& sdp) = 0;
+    virtual void OnLegAnswers(CallLeg& leg) = 0;
+    virtual void OnLegReoffers(CallLeg& leg, const std::string& sdp) = 0;
+    virtual void OnLegRefusesReinvite(CallLeg& leg, int code) = 0;
+    virtual void OnLegGone(CallLeg& leg, int code, const std::string& reason) = 0;
+    /// rtpengine has started anew and knows nothing of the room.
+    virtual void Rebuild() = 0;
+    /// Whether the leg's phone should be sending.
+    virtual bool ShouldBeHeard(const CallLeg& leg) const = 0;
+
+    CallLeg& AddLeg(const std::string& user, LegRole role, const std::string& tag);
+    CallLeg& Caller() { return *legs_.front(); }
+    const CallLeg& Caller() const { return *legs_.front(); }
+    void Tell(Event event) const;
+    Event About(EventKind kind, const CallLeg& leg) const;
+    /// The leg is over: said once.
+    void Down(CallLeg& leg, int code, const std::string& reason);
+    void HangUpLeg(CallLeg& leg, int code, const std::string& reason);
+    void SetEstablished();
+    void SetHeld(bool held, const std::string& by);
+    void WriteJournal() const;
+    void NewRoom() { room_.StartAnew(services_.newRoom()); }
+    /// The handler of a request to rtpengine: nothing happens when the call is over, and it ends the call
+    /// when the request has failed.
+    Room::Handler WithReply(std::function<void(const NgReply&)> handler);
+
+    CallServices& services_;
+    Room room_;
+    std::vector<std::unique_ptr<CallLeg>> legs_;  // the caller first
+    bool byPhone_ = false;
+    bool established_ = false;
+    bool held_ = false;
+    bool ended_ = false;
+
+private:
+    void TakeTraffic(const NgReply& reply, bool last);
+    void TellEnded(int code, const std::string& reason, const std::string& by);
+    double Seconds() const;
+
+    const std::string id_;
+    const CallKind kind_;
+    Loop::TimePoint establishedAt_;
+    Loop::TimePoint mediaSeen_;
+};
+
+}  // namespace telephony
+
+#endif

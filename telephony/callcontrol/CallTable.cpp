@@ -1,0 +1,230 @@
+#include "telephony/callcontrol/CallTable.h"
+
+#include <ctime>
+#include <random>
+
+#include "telephony/callcontrol/BroadcastCall.h"
+#include "telephony/callcontrol/Log.h"
+#include "telephony/callcontrol/TalkCall.h"
+
+namespace telephony {
+namespace {
+
+constexpr std::chrono::seconds kWatchInterval(1);
+
+std::string RandomPrefix() {
+    std::random_device random;
+    return "callcontrol-" + std::to_string(random()) + std::to_string(random()) + "-";
+}
+
+}  // namespace
+
+CallTable::CallTable(Loop& loop, NgClient& ng, Journal& journal, Settings settings)
+    : loop_(loop),
+      settings_(std::move(settings)),
+      roomPrefix_(RandomPrefix()),
+      ng_(ng),
+      journal_(journal),
+      watch_(loop) {
+    Watch();
+}
+
+CallTable::~CallTable() = default;
+
+void CallTable::SetSignalling(Signalling* signalling) {
+    signalling_ = signalling;
+    if (!signalling) return;
+    services_ = std::make_unique<CallServices>(CallServices{
+        loop_, ng_, *signalling, journal_, settings_.address,
+        [this] { return roomPrefix_ + std::to_string(nextRoom_++); },
+        [this](const std::string& user) { return FindDevice(user); },
+        [this](const Call& call, Event event) { TellOf(call, std::move(event)); },
+        [this](const Call& call) { calls_.erase(call.Id()); }, settings_.silence, settings_.ringing});
+}
+
+// ---- clients
+
+void CallTable::Execute(Client& client, const Command& command) {
+    if (command.kind == CommandKind::Hello) return Greet(client, command);
+    if (!clients_.contains(&client))
+        return Refuse(client, command, END_FORBIDDEN, "the first line must be a hello");
+    if (command.kind == CommandKind::Status) return client.Tell(Snapshot());
+    if (command.kind == CommandKind::Call) return StartCall(client, command);
+    const CallPtr call = Find(client, command);
+    if (!call) return;
+    if (command.kind == CommandKind::Hangup) call->End(END_NORMAL, "Hung up from outside", kByCommand);
+    if (command.kind == CommandKind::Hold) call->Hold();
+    if (command.kind == CommandKind::Resume) call->Resume();
+    if (command.kind == CommandKind::Dtmf) call->SendDigits(command.leg, command.digits);
+}
+
+void CallTable::Greet(Client& client, const Command& command) {
+    if (command.version != kProtocolVersion)
+        return Refuse(client, command, END_NOT_ACCEPTABLE,
+                      "this call control speaks version " + std::to_string(kProtocolVersion));
+    Interest& interest = clients_[&client];
+    interest = Interest();
+    interest.all = command.all;
+    for (const Device& device : command.devices)
+        interest.devices[device.user] = device;
+    client.Tell(Snapshot());
+}
+
+void CallTable::Leave(Client& client) {
+    clients_.erase(&client);
+}
+
+void CallTable::Refuse(Client& client, const Command& command, int code, const std::string& reason) {
+    Event event;
+    event.kind = EventKind::Refused;
+    event.id = command.id;
+    event.code = code;
+    event.reason = std::string(TextOf(command.kind)) + ": " + reason;
+    client.Tell(event);
+}
+
+CallPtr CallTable::Find(Client& client, const Command& command) {
+    const auto call = calls_.find(command.id);
+    if (call != calls_.end()) return call->second;
+    Refuse(client, command, 481, "there is no call \"" + command.id + "\"");
+    return nullptr;
+}
+
+void CallTable::StartCall(Client& client, const Command& command) {
+    if (calls_.contains(command.id))
+        return Refuse(client, command, END_NOT_ACCEPTABLE, "a call \"" + command.id + "\" is running");
+    if (!signalling_) return Refuse(client, command, END_NO_MEDIA, "the SIP proxy is not running");
+    if (command.callKind == CallKind::Monitor && !FindDevice(command.to.front()).mayBeMonitored)
+        return Refuse(client, command, END_FORBIDDEN, "\"" + command.to.front() + "\" may not be monitored");
+    CallPtr call;
+    if (command.callKind == CallKind::Broadcast)
+        call = std::make_shared<BroadcastCall>(*services_, command);
+    else
+        call = std::make_shared<TalkCall>(*services_, command);
+    calls_[command.id] = call;
+    Event event;
+    event.kind = EventKind::Calling;
+    event.id = command.id;
+    event.call = call->Report();
+    TellOf(*call, event);
+    call->Start();
+}
+
+LegEvents* CallTable::OnIncoming(SipLegPtr leg, const std::string& from, const std::vector<std::string>& to,
+                                 const std::string& sdp) {
+    // A phone that rings its own group does not ring itself.
+    std::vector<std::string> others = to;
+    std::erase(others, from);
+    if (from.empty() || others.empty() || others.size() > kMostCallees || sdp.empty()) {
+        LogLine("a call of \"" + from + "\" cannot be made: it names nobody else, or offers no media");
+        leg->Hangup(END_NOT_ACCEPTABLE, "Not Acceptable Here");
+        return nullptr;
+    }
+    const std::string id = "phone-" + std::to_string(nextPhoneCall_++);
+    const auto call = std::make_shared<TalkCall>(*services_, id, std::move(leg), from, others, sdp);
+    calls_[id] = call;
+    Event event;
+    event.kind = EventKind::PhoneCall;
+    event.id = id;
+    event.call = call->Report();
+    TellOf(*call, event);
+    call->Start();
+    return &call->CallerEvents();
+}
+
+Device CallTable::FindDevice(const std::string& user) const {
+    for (const auto& [client, interest] : clients_)
+        if (const auto device = interest.devices.find(user); device != interest.devices.end())
+            return device->second;
+    Device unknown;
+    unknown.user = user;
+    return unknown;
+}
+
+// ---- what is told
+
+Event CallTable::Snapshot() const {
+    Event event;
+    event.kind = EventKind::Snapshot;
+    event.proxy = proxyUp_ ? "up" : "lost";
+    event.media = mediaUp_ ? "up" : "lost";
+    for (const auto& [user, phone] : phones_)
+        event.phones.push_back(phone);
+    for (const auto& [id, call] : calls_)
+        event.calls.push_back(call->Report());
+    return event;
+}
+
+void CallTable::TellAll(const Event& event) {
+    // Copies: a client that is too slow leaves while it is told.
+    for (const auto& [client, interest] : std::map(clients_))
+        client->Tell(event);
+}
+
+void CallTable::TellOf(const std::string& user, const Event& event) {
+    for (const auto& [client, interest] : std::map(clients_))
+        if (interest.all || interest.devices.contains(user)) client->Tell(event);
+}
+
+void CallTable::TellOf(const Call& call, Event event) {
+    for (const auto& [client, interest] : std::map(clients_)) {
+        bool concerned = interest.all;
+        for (const auto& [user, device] : interest.devices)
+            concerned |= call.Concerns(user);
+        if (concerned) client->Tell(event);
+    }
+}
+
+void CallTable::SetRegistered(const RegisteredPhone& phone) {
+    phones_[phone.user] = phone;
+    Event event;
+    event.kind = EventKind::Registered;
+    event.phone = phone;
+    TellOf(phone.user, event);
+}
+
+void CallTable::SetLost(const std::string& user, const std::string& reason) {
+    const auto node = phones_.extract(user);
+    if (!node) return;
+    Event event;
+    event.kind = EventKind::Lost;
+    event.phone = node.mapped();
+    event.reason = reason;
+    TellOf(user, event);
+}
+
+void CallTable::SetProxyUp(bool up) {
+    if (up == proxyUp_) return;
+    proxyUp_ = up;
+    LogLine(up ? "the proxy is there" : "the proxy is away; running calls go on");
+    Event event;
+    event.kind = EventKind::Proxy;
+    event.state = up ? "up" : "lost";
+    TellAll(event);
+}
+
+void CallTable::SetMediaUp(bool up) {
+    if (up == mediaUp_) return;
+    mediaUp_ = up;
+    LogLine(up ? "rtpengine is there" : "rtpengine does not answer; no call can be made without it");
+    Event event;
+    event.kind = EventKind::Media;
+    event.state = up ? "up" : "lost";
+    TellAll(event);
+}
+
+// ---- once a second
+
+void CallTable::Watch() {
+    ng_.Ask({{"command", "ping"}}, [this](const NgReply& reply) { SetMediaUp(reply.ok); });
+    for (const auto& [id, call] : std::map(calls_))
+        call->Watch();
+    watch_.Start(kWatchInterval, [this] { Watch(); });
+}
+
+void CallTable::Clear(const std::string& reason) {
+    for (const auto& [id, call] : std::map(calls_))
+        call->End(END_UNAVAILABLE, reason, kByCallControl);
+}
+
+}  // namespace telephony

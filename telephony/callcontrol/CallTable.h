@@ -1,0 +1,92 @@
+// All calls, the phones that are there, and what clients want of them.
+#ifndef TELEPHONY_CALLCONTROL_CALLTABLE_H
+#define TELEPHONY_CALLCONTROL_CALLTABLE_H
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "telephony/callcontrol/Call.h"
+
+namespace telephony {
+
+/// Who sends commands and hears events: the connection of a driver, or of a tool.
+class Client {
+public:
+    virtual ~Client() = default;
+    virtual void Tell(const Event& event) = 0;
+};
+
+class CallTable : public IncomingCalls {
+public:
+    struct Settings {
+        std::string address;  // of the placeholder
+        std::chrono::milliseconds silence{3000};
+        std::chrono::milliseconds ringing{120000};
+    };
+
+    CallTable(Loop& loop, NgClient& ng, Journal& journal, Settings settings);
+    ~CallTable() override;
+
+    /// Null while there is no proxy; calls that run keep what they have. Where SIP was stays valid until
+    /// Clear.
+    void SetSignalling(Signalling* signalling);
+    void SetProxyUp(bool up);
+    /// Events of accounts, from the proxy.
+    void SetRegistered(const RegisteredPhone& phone);
+    void SetLost(const std::string& user, const std::string& reason);
+    /// The proxy will tell again who is there.
+    void ForgetPhones() { phones_.clear(); }
+
+    /// What the client says of itself holds until Leave.
+    void Execute(Client& client, const Command& command);
+    void Leave(Client& client);
+
+    LegEvents* OnIncoming(SipLegPtr leg, const std::string& from, const std::vector<std::string>& to,
+                          const std::string& sdp) override;
+
+    /// Ends every call.
+    void Clear(const std::string& reason);
+    bool IsEmpty() const { return calls_.empty(); }
+    const std::string& RoomPrefix() const { return roomPrefix_; }
+
+private:
+    struct Interest {
+        bool all = false;
+        std::map<std::string, Device> devices;
+    };
+
+    void Greet(Client& client, const Command& command);
+    void StartCall(Client& client, const Command& command);
+    CallPtr Find(Client& client, const Command& command);
+    void Refuse(Client& client, const Command& command, int code, const std::string& reason);
+    Event Snapshot() const;
+    Device FindDevice(const std::string& user) const;
+    void TellAll(const Event& event);
+    void TellOf(const std::string& user, const Event& event);
+    void TellOf(const Call& call, Event event);
+    void Watch();
+    void SetMediaUp(bool up);
+
+    Loop& loop_;
+    const Settings settings_;
+    const std::string roomPrefix_;  // of this process: other rooms in rtpengine are left over
+    std::unique_ptr<CallServices> services_;
+    NgClient& ng_;
+    Journal& journal_;
+    Signalling* signalling_ = nullptr;
+    std::map<Client*, Interest> clients_;
+    std::map<std::string, CallPtr> calls_;
+    std::map<std::string, RegisteredPhone> phones_;
+    bool proxyUp_ = false;
+    bool mediaUp_ = false;
+    std::uint64_t nextRoom_ = 1;
+    std::uint64_t nextPhoneCall_ = 1;
+    Timer watch_;
+};
+
+}  // namespace telephony
+
+#endif

@@ -1,0 +1,154 @@
+#include "telephony/callcontrol/Room.h"
+
+#include <cmath>
+#include <numbers>
+
+#include "telephony/callcontrol/Log.h"
+
+namespace telephony {
+namespace {
+
+using nlohmann::json;
+
+// "port-latching" keeps the port that the caller was told when the callee answers; both others together keep
+// a stranger who sends to a port from being heard, and from being sent what was meant for a phone.
+const json kFlags{"port-latching", "strict-source", "asymmetric"};
+
+constexpr int kRate = 8000;
+constexpr int kToneHertz = 425;
+constexpr int kToneSeconds = 1;
+constexpr int kFileSeconds = 3;  // ends in the pause: repeating leaves a gap, which is not heard there
+constexpr double kLoudness = 6000;
+constexpr int kRepetitions = 200;
+
+void AppendNumber(std::string& bytes, std::uint32_t number, int count) {
+    for (int i = 0; i < count; ++i)
+        bytes += static_cast<char>((number >> (8 * i)) & 0xff);
+}
+
+// A WAV file: it travels in the request, so rtpengine reads no file of ours.
+std::string RingbackWav() {
+    constexpr std::uint32_t kBytes = kFileSeconds * kRate * 2;
+    std::string wav = "RIFF";
+    AppendNumber(wav, 36 + kBytes, 4);
+    wav += "WAVEfmt ";
+    AppendNumber(wav, 16, 4);
+    AppendNumber(wav, 1, 2);  // PCM
+    AppendNumber(wav, 1, 2);  // one channel
+    AppendNumber(wav, kRate, 4);
+    AppendNumber(wav, kRate * 2, 4);
+    AppendNumber(wav, 2, 2);
+    AppendNumber(wav, 16, 2);
+    wav += "data";
+    AppendNumber(wav, kBytes, 4);
+    for (int i = 0; i < kFileSeconds * kRate; ++i) {
+        const double phase = 2 * std::numbers::pi * kToneHertz * i / kRate;
+        const double sample = i < kToneSeconds * kRate ? kLoudness * std::sin(phase) : 0;
+        AppendNumber(wav, static_cast<std::uint32_t>(static_cast<int>(sample)), 2);
+    }
+    return wav;
+}
+
+long NumberIn(const json& object, const char* name) {
+    const auto found = object.find(name);
+    return found != object.end() && found->is_number_integer() ? found->get<long>() : 0;
+}
+
+void Count(const json& stream, Traffic& traffic) {
+    const json flags = stream.value("flags", json::array());
+    const bool rtcpOnly = std::find(flags.begin(), flags.end(), "RTCP") != flags.end() &&
+                          std::find(flags.begin(), flags.end(), "RTP") == flags.end();
+    const long packets = NumberIn(stream.value("stats", json::object()), "packets");
+    (rtcpOnly ? traffic.rtcp : traffic.rtp) += packets;
+}
+
+}  // namespace
+
+void Room::Ask(const char* command, json keys, Handler handler) {
+    keys["command"] = command;
+    keys["call-id"] = name_;
+    ng_.Ask(std::move(keys), std::move(handler));
+}
+
+Room::Handler Room::LogFailure(const char* what) const {
+    return [what = std::string(what), name = name_](const NgReply& reply) {
+        if (!reply.ok && !reply.CallIsUnknown()) LogLine(name + ": " + what + " failed: " + reply.reason);
+    };
+}
+
+void Room::Offer(const std::string& from, const std::string& to, const std::string& sdp, Handler handler) {
+    json keys{{"from-tag", from}, {"sdp", sdp}, {"flags", kFlags}, {"ICE", "remove"}};
+    keys["replace"] = json{"origin", "session-connection"};
+    if (!to.empty()) keys["to-tag"] = to;
+    // The answer of the one names one codec; the other must be offered both all the same.
+    if (from == kCallerTag || to == kCallerTag) keys["codec"] = {{"transcode", {"PCMA", "PCMU"}}};
+    Ask("offer", std::move(keys), std::move(handler));
+}
+
+void Room::Answer(const std::string& from, const std::string& to, const std::string& sdp, Handler handler) {
+    json keys{{"from-tag", from}, {"to-tag", to}, {"sdp", sdp}, {"flags", kFlags}, {"ICE", "remove"}};
+    keys["replace"] = json{"origin", "session-connection"};
+    Ask("answer", std::move(keys), std::move(handler));
+}
+
+void Room::Subscribe(const std::string& source, const std::string& listener, Handler handler) {
+    Ask("subscribe request",
+        {{"from-tags", {source}}, {"to-tag", listener}, {"flags", kFlags}, {"ICE", "remove"}},
+        std::move(handler));
+}
+
+void Room::SubscribeAnswer(const std::string& listener, const std::string& sdp, Handler handler) {
+    Ask("subscribe answer", {{"to-tag", listener}, {"sdp", sdp}, {"flags", kFlags}, {"ICE", "remove"}},
+        std::move(handler));
+}
+
+void Room::Unsubscribe(const std::string& listener) {
+    Ask("unsubscribe", {{"to-tag", listener}}, LogFailure("taking a listener out"));
+}
+
+void Room::PlayRingback(const std::string& to) {
+    static const std::string wav = RingbackWav();
+    Ask("play media", {{"from-tag", to}, {"blob", wav}, {"repeat-times", kRepetitions}},
+        LogFailure("ringback"));
+}
+
+void Room::StopRingback(const std::string& to) {
+    Ask("stop media", {{"from-tag", to}}, LogFailure("ending the ringback"));
+}
+
+void Room::Block(const std::string& from) {
+    json keys = json::object();
+    if (!from.empty()) keys["from-tag"] = from;
+    Ask("block media", std::move(keys), LogFailure("closing the gate"));
+}
+
+void Room::Unblock(const std::string& from) {
+    json keys = json::object();
+    if (!from.empty()) keys["from-tag"] = from;
+    Ask("unblock media", std::move(keys), LogFailure("opening the gate"));
+}
+
+void Room::Query(Handler handler) {
+    Ask("query", json::object(), std::move(handler));
+}
+void Room::Delete() {
+    Ask("delete", json::object(), LogFailure("deleting the room"));
+}
+
+std::map<std::string, Traffic> TrafficIn(const NgReply& reply) {
+    std::map<std::string, Traffic> traffic;
+    const json ssrcs = reply.values.value("SSRC", json::object());
+    const json tags = reply.values.value("tags", json::object());
+    for (const auto& [tag, end] : tags.items())
+        for (const json& media : end.value("medias", json::array()))
+            for (const json& stream : media.value("streams", json::array())) {
+                Traffic& counted = traffic[tag];
+                Count(stream, counted);
+                const auto source = ssrcs.find(std::to_string(NumberIn(stream, "SSRC")));
+                if (source != ssrcs.end() && source->contains("cumulative loss"))
+                    counted.lost = std::max(counted.lost, 0L) + NumberIn(*source, "cumulative loss");
+            }
+    return traffic;
+}
+
+}  // namespace telephony

@@ -1,0 +1,277 @@
+#include "telephony/callcontrol/TalkCall.h"
+
+#include "telephony/callcontrol/Log.h"
+#include "telephony/callcontrol/Sdp.h"
+
+namespace telephony {
+namespace {
+
+// A phone that answers by itself does so at once; a tone of 20 ms before would sound like a fault.
+constexpr std::chrono::milliseconds kRingbackDelay(50);
+
+}  // namespace
+
+TalkCall::TalkCall(CallServices& services, const Command& command)
+    : Call(services, command.id, command.callKind),
+      audio_(command.callKind == CallKind::Monitor ? Common(command.audio, Direction::Receive)
+                                                   : command.audio),
+      video_(command.callKind == CallKind::Monitor ? Common(command.video, Direction::Receive)
+                                                   : command.video),
+      answersByItself_(command.callKind == CallKind::Monitor || !command.ring),
+      isMonitor_(command.callKind == CallKind::Monitor),
+      ringbackTimer_(services.loop),
+      ringing_(services.loop) {
+    AddLeg(command.from, LegRole::Caller, kCallerTag);
+    for (const std::string& user : command.to)
+        AddLeg(user, LegRole::Callee, kCalleeTag);
+}
+
+TalkCall::TalkCall(CallServices& services, std::string id, SipLegPtr caller, const std::string& from,
+                   const std::vector<std::string>& to, std::string sdp)
+    : Call(services, std::move(id), CallKind::Regular),
+      audio_(Direction::Both),
+      video_(sdp.find("\nm=video ") == std::string::npos ? Direction::None : Direction::Both),
+      answersByItself_(false),
+      isMonitor_(false),
+      ringbackTimer_(services.loop),
+      ringing_(services.loop) {
+    byPhone_ = true;
+    CallLeg& leg = AddLeg(from, LegRole::Caller, kCallerTag);
+    leg.sip = std::move(caller);
+    leg.sdp = std::move(sdp);
+    leg.report.state = LegState::Calling;
+    for (const std::string& user : to)
+        AddLeg(user, LegRole::Callee, kCalleeTag);
+}
+
+void TalkCall::Start() {
+    ringing_.Start(services_.ringing, [this] { End(END_NO_ANSWER, "Nobody has answered", kByCallControl); });
+    if (byPhone_)
+        OfferToCallees();
+    else
+        TellCaller();
+}
+
+void TalkCall::TellCaller() {
+    // The placeholder stands for the other end, so it does what that end does.
+    const std::string placeholder = PlaceholderSdp(services_.address, Mirrored(audio_), Mirrored(video_));
+    room_.Offer(kPlaceholderTag, "", placeholder, WithReply([this](const NgReply& reply) {
+                    const CallLeg& shown = answered_ ? *answered_ : *legs_[1];
+                    Caller().Tell(reply.Sdp(), shown, true);
+                }));
+}
+
+void TalkCall::OfferToCallees() {
+    room_.Offer(kCallerTag, kCalleeTag, Caller().sdp, WithReply([this](const NgReply& reply) {
+                    if (isMonitor_) room_.Block(kCallerTag);
+                    if (answered_)
+                        answered_->Tell(reply.Sdp(), Caller(), false);
+                    else
+                        TellCallees(reply.Sdp());
+                }));
+}
+
+void TalkCall::TellCallees(const std::string& offer) {
+    for (const auto& leg : legs_)
+        if (leg->report.role == LegRole::Callee) leg->Tell(offer, Caller(), answersByItself_);
+    if (byPhone_) return;  // a phone that calls makes its tone itself
+    ringbackTimer_.Start(kRingbackDelay, [this] {
+        ringback_ = true;
+        room_.PlayRingback(kCallerTag);
+    });
+}
+
+void TalkCall::StopRingback() {
+    ringbackTimer_.Stop();
+    if (ringback_) room_.StopRingback(kCallerTag);
+    ringback_ = false;
+}
+
+void TalkCall::OnLegRings(CallLeg& leg, const std::string& sdp) {
+    if (leg.report.role == LegRole::Caller || answered_) return;
+    if (byPhone_ && !earlyMedia_) Caller().sip->Ring();
+    // Of several that ring nobody can say whose tone it should be.
+    if (sdp.empty() || legs_.size() != 2 || earlyMedia_) return;
+    earlyMedia_ = true;
+    StopRingback();
+    room_.Answer(kCallerTag, kCalleeTag, sdp, WithReply([this](const NgReply& reply) {
+                     if (byPhone_ && !answered_) Caller().sip->Progress(Caller().Own(reply.Sdp()));
+                 }));
+}
+
+void TalkCall::OnLegAnswers(CallLeg& leg) {
+    const bool isCaller = &leg == &Caller();
+    if (step_ == Step::Renegotiating || step_ == Step::Passing) {
+        if (&leg != asked_) return;
+        asked_ = nullptr;
+        if (step_ == Step::Passing) return AnswerReoffer(*asking_, leg, leg.sdp);
+        room_.Answer(Other(leg).tag, leg.tag, leg.sdp,
+                     WithReply([this](const NgReply&) { NextRenegotiation(); }));
+        return;
+    }
+    if (step_ == Step::Idle) return;
+    if (!isCaller) return TakeCalleesAnswer(leg);
+    room_.Answer(kPlaceholderTag, kCallerTag, leg.sdp,
+                 WithReply([this](const NgReply&) { OfferToCallees(); }));
+}
+
+void TalkCall::TakeCalleesAnswer(CallLeg& callee) {
+    if (answered_ && answered_ != &callee) return HangUpLeg(callee, END_NORMAL, "Call completed elsewhere");
+    answered_ = &callee;
+    ringing_.Stop();
+    StopRingback();
+    for (const auto& leg : legs_)
+        if (leg->report.role == LegRole::Callee && leg.get() != &callee)
+            HangUpLeg(*leg, END_NORMAL, "Call completed elsewhere");
+    room_.Answer(kCallerTag, kCalleeTag, callee.sdp,
+                 WithReply([this, &callee](const NgReply& reply) { CompleteAnswer(callee, reply.Sdp()); }));
+}
+
+void TalkCall::CompleteAnswer(CallLeg& callee, const std::string& answer) {
+    if (callee.IsOver()) return;
+    step_ = Step::Idle;
+    CallLeg& caller = Caller();
+    if (byPhone_ && !established_) {
+        caller.sip->Answer(caller.Own(answer));
+        caller.OnAnswer(caller.sdp);
+    }
+    WriteJournal();
+    if (established_)
+        SetHeld(false, kByCallControl);
+    else
+        SetEstablished();
+}
+
+void TalkCall::OnLegGone(CallLeg& leg, int code, const std::string& reason) {
+    if (ended_) return;
+    const auto others = [&] {
+        for (const auto& other : legs_)
+            if (other->report.role == LegRole::Callee && !other->IsOver()) return true;
+        return false;
+    };
+    // While several ring, one that does not want to leaves the others ringing.
+    if (leg.report.role == LegRole::Callee && !answered_ && others()) return;
+    if (leg.report.role == LegRole::Callee && answered_ && answered_ != &leg) return;
+    End(code, reason, leg.User());
+}
+
+// ---- changes of a call that is up
+
+bool TalkCall::CanBeReinvited(const CallLeg& leg) const {
+    return services_.device(leg.User()).hold == HoldStyle::Reinvite;
+}
+
+void TalkCall::Hold() {
+    if (!established_ || held_) return;
+    held_ = true;
+    room_.Block("");  // at once, and whatever the phones say
+    StartRenegotiation(Direction::None);
+}
+
+void TalkCall::Resume() {
+    if (!established_ || !held_) return;
+    held_ = false;
+    StartRenegotiation(Direction::Both);
+}
+
+void TalkCall::StartRenegotiation(Direction direction) {
+    renegotiated_ = direction;
+    toRenegotiate_ = {&Caller(), answered_};
+    if (step_ == Step::Idle) NextRenegotiation();
+    // Else it begins when what is under way is done.
+}
+
+void TalkCall::NextRenegotiation() {
+    step_ = Step::Renegotiating;
+    while (!toRenegotiate_.empty() && !CanBeReinvited(*toRenegotiate_.front()))
+        toRenegotiate_.pop_front();
+    if (toRenegotiate_.empty()) {
+        step_ = Step::Idle;
+        if (!held_) {
+            room_.Unblock("");
+            if (isMonitor_) room_.Block(kCallerTag);
+        }
+        return SetHeld(held_, kByCommand);
+    }
+    CallLeg& leg = *toRenegotiate_.front();
+    toRenegotiate_.pop_front();
+    const CallLeg& other = Other(leg);
+    const Direction allowed =
+        isMonitor_ ? (&leg == &Caller() ? Direction::Send : Direction::Receive) : Direction::Both;
+    const std::string offer = WithDirection(other.sdp, Common(renegotiated_, allowed));
+    room_.Offer(other.tag, leg.tag, offer, WithReply([this, &leg](const NgReply& reply) {
+                    asked_ = &leg;
+                    leg.Tell(reply.Sdp(), leg, false);
+                }));
+}
+
+void TalkCall::OnLegReoffers(CallLeg& leg, const std::string& sdp) {
+    if (step_ != Step::Idle) return leg.sip->RefuseReoffer(491, "Request Pending");
+    // Who asks for an offer gets what it knows; this is how sessions are refreshed.
+    if (sdp.empty()) return leg.sip->Reanswer(leg.Own(leg.told));
+    PassReofferOn(leg, Other(leg), sdp);
+}
+
+void TalkCall::PassReofferOn(CallLeg& from, CallLeg& to, const std::string& sdp) {
+    step_ = Step::Passing;
+    asking_ = &from;
+    askedFor_ = sdp;
+    room_.Offer(from.tag, to.tag, sdp, WithReply([this, &from, &to](const NgReply& reply) {
+                    if (!CanBeReinvited(to)) {
+                        // It goes on as it is; the one that asked is answered in its place.
+                        const Direction direction = Mirrored(DirectionOf(askedFor_));
+                        return AnswerReoffer(from, to, WithDirection(to.sdp, direction));
+                    }
+                    asked_ = &to;
+                    to.Tell(reply.Sdp(), from, false);
+                }));
+}
+
+void TalkCall::AnswerReoffer(CallLeg& from, CallLeg& to, const std::string& sdp) {
+    room_.Answer(from.tag, to.tag, sdp, WithReply([this, &from](const NgReply& reply) {
+                     from.sdp = askedFor_;
+                     from.sip->Reanswer(from.Own(reply.Sdp()));
+                     asking_ = nullptr;
+                     step_ = Step::Idle;
+                     SetHeld(DirectionOf(askedFor_) != Direction::Both && !isMonitor_, from.User());
+                     if (!toRenegotiate_.empty()) NextRenegotiation();
+                 }));
+}
+
+void TalkCall::OnLegRefusesReinvite(CallLeg& leg, int code) {
+    if (step_ == Step::Building)  // rtpengine was started anew, and the phone does not go where it is now
+        return End(END_NO_MEDIA, "The phone refused other media (" + std::to_string(code) + ")", leg.User());
+    if (&leg != asked_) return;
+    asked_ = nullptr;
+    if (step_ == Step::Passing) {
+        asking_->sip->RefuseReoffer(code, "Refused by the other end");
+        asking_ = nullptr;
+        step_ = Step::Idle;
+        if (!toRenegotiate_.empty()) NextRenegotiation();
+        return;
+    }
+    LogLine("call " + Id() + ": " + leg.User() + " refused a re-INVITE (" + std::to_string(code) +
+            "); it is held on the way to it alone");
+    NextRenegotiation();
+}
+
+void TalkCall::Rebuild() {
+    for (const auto& leg : legs_)
+        if (leg->IsUp() && !CanBeReinvited(*leg))
+            return End(END_NO_MEDIA, "rtpengine was started anew, and the phone takes no re-INVITE",
+                       kByCallControl);
+    if (asking_) asking_->sip->RefuseReoffer(491, "Request Pending");
+    asking_ = asked_ = nullptr;
+    toRenegotiate_.clear();
+    step_ = Step::Building;
+    held_ = false;
+    TellCaller();
+}
+
+bool TalkCall::ShouldBeHeard(const CallLeg& leg) const {
+    if (&leg != &Caller() && &leg != answered_) return false;
+    const Direction direction = DirectionOf(leg.sdp);
+    return direction == Direction::Both || direction == Direction::Send;
+}
+
+}  // namespace telephony

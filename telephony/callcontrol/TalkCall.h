@@ -1,0 +1,82 @@
+// A call between a caller and whoever of the callees answers first: regular and monitor calls, groups, and
+// what a phone has started by itself.
+#ifndef TELEPHONY_CALLCONTROL_TALKCALL_H
+#define TELEPHONY_CALLCONTROL_TALKCALL_H
+
+#include <deque>
+#include <string>
+#include <vector>
+
+#include "telephony/callcontrol/Call.h"
+
+namespace telephony {
+
+class TalkCall : public Call {
+public:
+    /// Ordered from outside: the caller's phone is called first, then the callees'.
+    TalkCall(CallServices& services, const Command& command);
+    /// Started at the caller's phone, which waits for an answer.
+    TalkCall(CallServices& services, std::string id, SipLegPtr caller, const std::string& from,
+             const std::vector<std::string>& to, std::string sdp);
+
+    /// Where the caller's leg reports to.
+    LegEvents& CallerEvents() { return Caller(); }
+
+    void Start() override;
+    void Hold() override;
+    void Resume() override;
+
+private:
+    // The steps of setting media up, in their order. They are also taken when rtpengine was started anew;
+    // then the phones hear of it by re-INVITE.
+    void TellCaller();
+    void OfferToCallees();
+    void TellCallees(const std::string& offer);
+    void TakeCalleesAnswer(CallLeg& callee);
+    void CompleteAnswer(CallLeg& callee, const std::string& answer);
+
+    // A change of a call that is up: the other end is asked, and its answer goes back.
+    void StartRenegotiation(Direction direction);
+    void NextRenegotiation();
+    void PassReofferOn(CallLeg& from, CallLeg& to, const std::string& sdp);
+    void AnswerReoffer(CallLeg& from, CallLeg& to, const std::string& sdp);
+
+    void OnLegRings(CallLeg& leg, const std::string& sdp) override;
+    void OnLegAnswers(CallLeg& leg) override;
+    void OnLegReoffers(CallLeg& leg, const std::string& sdp) override;
+    void OnLegRefusesReinvite(CallLeg& leg, int code) override;
+    void OnLegGone(CallLeg& leg, int code, const std::string& reason) override;
+    void Rebuild() override;
+    bool ShouldBeHeard(const CallLeg& leg) const override;
+
+    CallLeg& Other(const CallLeg& leg) { return &leg == &Caller() ? *answered_ : Caller(); }
+    void StopRingback();
+    bool CanBeReinvited(const CallLeg& leg) const;
+
+    const Direction audio_;
+    const Direction video_;
+    const bool answersByItself_;
+    const bool isMonitor_;
+
+    enum class Step {
+        Building,       // until the callee has answered; again after rtpengine was started anew
+        Idle,           // established, nothing under way
+        Renegotiating,  // a command has changed the directions, both ends are told in turn
+        Passing         // a phone's re-INVITE is with the other end
+    };
+    Step step_ = Step::Building;
+    CallLeg* answered_ = nullptr;  // the callee that answered first
+    bool earlyMedia_ = false;
+    bool ringback_ = false;
+    Timer ringbackTimer_;
+    Timer ringing_;
+    std::deque<CallLeg*> toRenegotiate_;
+    Direction renegotiated_ = Direction::Both;
+    CallLeg* asked_ = nullptr;   // whose re-INVITE is under way
+    CallLeg* asking_ = nullptr;  // whose re-INVITE waits for the answer
+    std::string askedFor_;
+};
+
+}  // namespace telephony
+
+#endif

@@ -1,0 +1,84 @@
+// What a driver or a tool tells call control: one JSON object a line. docs/calls-real.md lists them with
+// examples.
+#ifndef TELEPHONY_PROTOCOL_COMMAND_H
+#define TELEPHONY_PROTOCOL_COMMAND_H
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace telephony {
+
+/// Rises when a line no longer means what it meant.
+inline constexpr int kProtocolVersion = 1;
+
+inline constexpr std::size_t kLongestName = 128;  // of a user, a call, a shown name
+inline constexpr std::size_t kMostCallees = 256;
+inline constexpr std::size_t kMostDigits = 32;
+
+enum class CommandKind { Hello, Call, Hangup, Hold, Resume, Dtmf, Status };
+
+enum class CallKind {
+    Regular,    // both hear each other
+    Monitor,    // the caller hears and sees, and is not heard
+    Broadcast,  // all others hear the caller, and are not heard
+};
+
+/// Which way, seen from the caller.
+enum class Direction { None, Send, Receive, Both };
+
+/// How a phone is told to answer by itself. None: it cannot, and rings.
+enum class AnswerStyle { None, CallInfo, AlertInfo, AnswerMode };
+
+/// How a phone is held. A phone that breaks off calls on a re-INVITE is held by the gate alone: its sound is
+/// stopped on the way, and it is not told.
+enum class HoldStyle { Reinvite, Gate };
+
+/// What a driver says of its own device. It holds while the connection is open.
+struct Device {
+    std::string user;
+    std::string name;  // shown to the other end; empty: the user
+    AnswerStyle answer = AnswerStyle::None;
+    HoldStyle hold = HoldStyle::Reinvite;
+    bool mayBeMonitored = false;
+};
+
+struct Command {
+    CommandKind kind = CommandKind::Status;
+    std::string id;    // of the call
+    std::string leg;   // the user that Dtmf is for; empty: all but the caller
+    std::string from;  // user
+    std::vector<std::string> to;
+    CallKind callKind = CallKind::Regular;
+    Direction audio = Direction::Both;
+    Direction video = Direction::None;
+    bool ring = true;  // false: the callee is asked to answer by itself
+    std::string digits;
+    int version = 0;
+    bool all = false;  // Hello: events of all devices
+    std::vector<Device> devices;
+};
+
+/// Tells in one line what is wrong with a command.
+class CommandError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Throws CommandError: no JSON, an unknown command or value, a missing field, a bound exceeded. Unknown
+/// fields are errors, too: a misspelt one would silently not be obeyed.
+Command ParseCommand(std::string_view line);
+
+/// The line that ParseCommand reads as this command.
+std::string ToLine(const Command& command);
+
+std::string_view TextOf(CommandKind kind);
+std::string_view TextOf(CallKind kind);
+std::optional<CallKind> ToCallKind(std::string_view text);
+std::string_view TextOf(Direction direction);
+
+}  // namespace telephony
+
+#endif

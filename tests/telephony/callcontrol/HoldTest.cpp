@@ -1,0 +1,79 @@
+// Changes of calls that are up.
+#include "tests/telephony/callcontrol/RealCalls.h"
+
+namespace test {
+namespace {
+
+TEST_F(RealCalls, AHeldCallIsSilentAndGoesOnWhenResumed) {
+    Baresip hall(*home_, "hall", 6100, 440);
+    Baresip kitchen(*home_, "kitchen", 6110, 660);
+    client_->Send(R"({"cmd":"call","id":"1","from":"hall","to":["kitchen"]})");
+    client_->Wait(EventKind::Established);
+    client_->Send(R"({"cmd":"hold","id":"1"})");
+    const Event held = client_->Wait(EventKind::Modified);
+    EXPECT_EQ(held.state, "held");
+    EXPECT_EQ(held.by, "command");
+    const double before = hall.Sent().Seconds();
+    Talk();
+    EXPECT_LT(hall.Sent().Seconds() - before, 0.2);  // no packet, nothing recorded
+    client_->Send(R"({"cmd":"resume","id":"1"})");
+    EXPECT_EQ(client_->Wait(EventKind::Modified).state, "active");
+    Talk();
+    client_->Send(R"({"cmd":"hangup","id":"1"})");
+    EXPECT_EQ(client_->Wait(EventKind::Ended).code, 200);
+    EXPECT_TRUE(Hears(hall, 660));
+    EXPECT_TRUE(Hears(kitchen, 440));
+}
+
+TEST_F(RealCalls, APhoneThatTakesNoReinviteIsHeldOnTheWay) {
+    Sipp rigid(*home_, "rigid", 6120, "rigid.xml");
+    Baresip kitchen(*home_, "kitchen", 6110, 660);
+    const auto driver = home_->Connect();
+    driver->Greet(R"([{"user":"rigid","hold":"gate"}])");
+    client_->Send(R"({"cmd":"call","id":"1","from":"kitchen","to":["rigid"]})");
+    client_->Wait(EventKind::Established);
+    client_->Send(R"({"cmd":"hold","id":"1"})");
+    EXPECT_EQ(client_->Wait(EventKind::Modified).state, "held");
+    Talk();
+    client_->Send(R"({"cmd":"resume","id":"1"})");
+    EXPECT_EQ(client_->Wait(EventKind::Modified).state, "active");
+    Talk();
+    client_->Send(R"({"cmd":"hangup","id":"1"})");
+    client_->Wait(EventKind::Ended);
+    EXPECT_EQ(rigid.Wait(), 0);
+    EXPECT_TRUE(Hears(kitchen, 660));
+}
+
+TEST_F(RealCalls, HoldAtThePhoneReachesTheOtherEnd) {
+    Baresip hall(*home_, "hall", 6100, 440);
+    Baresip kitchen(*home_, "kitchen", 6110, 660);
+    client_->Send(R"({"cmd":"call","id":"1","from":"hall","to":["kitchen"]})");
+    client_->Wait(EventKind::Established);
+    kitchen.Do("hold");
+    const Event held = client_->Wait(EventKind::Modified);
+    EXPECT_EQ(held.state, "held");
+    EXPECT_EQ(held.by, "kitchen");
+    kitchen.Do("resume");
+    EXPECT_EQ(client_->Wait(EventKind::Modified).state, "active");
+    Talk();
+    client_->Send(R"({"cmd":"hangup","id":"1"})");
+    client_->Wait(EventKind::Ended);
+    EXPECT_TRUE(Hears(hall, 660));
+    EXPECT_TRUE(Hears(kitchen, 440));
+}
+
+TEST_F(RealCalls, DigitsReachThePhoneBySipInfo) {
+    Baresip hall(*home_, "hall", 6100, 440);
+    Baresip door(*home_, "door", 6110, 660);
+    client_->Send(R"({"cmd":"call","id":"1","from":"hall","to":["door"]})");
+    client_->Wait(EventKind::Established);
+    client_->Send(R"({"cmd":"dtmf","id":"1","digits":"42"})");
+    EXPECT_TRUE(WaitUntil([&] {
+        const std::string log = door.Log();
+        const auto four = log.find("received DTMF: '4'");
+        return four != std::string::npos && log.find("received DTMF: '2'", four) != std::string::npos;
+    })) << door.Log();
+}
+
+}  // namespace
+}  // namespace test

@@ -1,0 +1,74 @@
+// Phones from Debian: baresip with a tone as its voice and a recording of what it hears, linphone likewise,
+// and sipp as a phone that knows only what its script says.
+#ifndef TESTS_TELEPHONY_SUPPORT_PHONES_H
+#define TESTS_TELEPHONY_SUPPORT_PHONES_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tests/telephony/support/CallHome.h"
+
+namespace test {
+
+class Baresip {
+public:
+    struct Settings {
+        bool answers = true;  // by itself
+        bool video = false;
+    };
+
+    /// Registers; the port is that of SIP, the four above it are used, too.
+    Baresip(CallHome& home, const std::string& user, int port, int hertz);
+    Baresip(CallHome& home, const std::string& user, int port, int hertz, Settings settings);
+    ~Baresip();
+
+    /// A command of its control port: "accept", "hangup", "hold", "resume", "dial" with an address.
+    void Do(const std::string& command, const std::string& parameters = "");
+    /// All that was sent to it.
+    Sound Sent() const { return home_.Sounds().To(rtp_); }
+    int Pictures() const { return home_.Sounds().PicturesTo(rtp_); }
+    /// What it has itself recorded of its last call, which is over and was heard in both directions.
+    Sound Recorded() const;
+    std::string Log() const { return ReadFile(folder_ / "log"); }
+    Process& Program() { return *process_; }
+
+private:
+    CallHome& home_;
+    const std::filesystem::path folder_;
+    const int rtp_;
+    const int control_;
+    std::unique_ptr<Process> process_;
+};
+
+class Linphone {
+public:
+    Linphone(CallHome& home, const std::string& user, int port, int hertz);
+    ~Linphone();
+    Sound Sent() const { return home_.Sounds().To(rtp_); }
+
+private:
+    CallHome& home_;
+    const int rtp_;
+    const std::filesystem::path folder_;
+    int input_ = -1;
+    std::unique_ptr<Process> process_;
+};
+
+/// sipp with a script from tests/telephony/support/, registered before.
+class Sipp {
+public:
+    Sipp(CallHome& home, const std::string& user, int port, const std::string& script);
+    /// 0 when everything went as the script says.
+    int Wait();
+    Sound Sent() const { return home_.Sounds().To(rtp_); }
+
+private:
+    CallHome& home_;
+    const int rtp_;
+    std::unique_ptr<Process> process_;
+};
+
+}  // namespace test
+
+#endif
