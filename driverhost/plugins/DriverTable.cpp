@@ -5,7 +5,6 @@
 #include <thread>
 
 #include "driverhost/plugins/HomeChanges.h"
-#include "driverhost/plugins/InterfaceTable.h"
 #include "driverhost/runtime/DriverThread.h"
 #include "driverhost/runtime/HostLog.h"
 #include "host/glue/Log.h"

@@ -14,14 +14,12 @@
 
 #include "telephony/protocol/Event.h"
 #include "telephony/protocol/Lines.h"
+#include "tests/support/process/Patience.h"
 #include "tests/support/process/Process.h"
 #include "tests/support/process/TempFolder.h"
 #include "tests/telephony/support/Sound.h"
 
 namespace test {
-
-/// Waiting is bounded by this alone: a slow machine makes a test slow, not red.
-inline constexpr std::chrono::seconds kPatience(30);
 
 /// Gives this process a network of its own with 127.0.0.1 and a default route, once. Empty, or why it cannot
 /// be had.
