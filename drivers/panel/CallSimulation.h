@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "drivers/calls/CallState.h"
 #include "drivers/panel/PanelConfig.h"
 
 class CallSimulation;
@@ -22,9 +23,6 @@ enum class CallKind {
     Monitor,   // answered at once: nobody has to do anything
     Broadcast  // the same
 };
-
-/// A panel's state during a call. After the call it is what it was before.
-enum CallState : int { STATE_CALLING = 1, STATE_RINGING = 2, STATE_CONNECTED = 3 };
 
 /// The sessions that a panel holds, as findSessionId reports them. Their numbers are 0 to 254;
 /// dvIntercom::NO_SESSION stands for none.

@@ -6,8 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "drivers/panel/AgentLink.h"
+#include "drivers/calls/AgentLink.h"
 #include "drivers/panel/CallSimulation.h"
+#include "drivers/panel/Operations.h"
 #include "drivers/panel/PanelConfig.h"
 #include "host/glue/DvBaseDriver.h"
 #include "host/interfaces/ISupportIntercom.h"

@@ -4,6 +4,7 @@
 #include <limits>
 #include <stdexcept>
 
+#include "drivers/calls/Values.h"
 #include "drivers/panel/Panel.h"
 #include "host/glue/Numbers.h"
 

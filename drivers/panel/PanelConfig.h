@@ -1,9 +1,7 @@
-// The settings of a panel, the table that reads and changes them by name, and the strict reading of
-// values that a person wrote.
+// The settings of a panel, and the table that reads and changes them by name.
 #ifndef DRIVERS_PANEL_PANELCONFIG_H
 #define DRIVERS_PANEL_PANELCONFIG_H
 
-#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -13,18 +11,6 @@
 
 #include "host/interfaces/DvXML.h"
 #include "host/interfaces/dvIntercom.h"
-
-/// dv::ParseInt and dv::ParseBool accept any text; these reject what cannot have been meant.
-namespace Values {
-
-/// "true", "false", "1" or "0" in any case, with white space around; none for any other text.
-std::optional<bool> ReadFlag(std::string_view text);
-
-/// A decimal number from `min` to `max`, with an optional sign and white space around; none for any
-/// other text.
-std::optional<std::int64_t> ReadWhole(std::string_view text, std::int64_t min, std::int64_t max);
-
-}  // namespace Values
 
 struct PanelConfig {
     std::string key;

@@ -210,6 +210,17 @@ void Call::SendDigits(const std::string& user, const std::string& digits) {
             leg->sip->SendDigits(digits);
 }
 
+bool Call::HangUp(const std::string& user) {
+    const auto found =
+        std::ranges::find_if(legs_, [&](const auto& leg) { return leg->User() == user && !leg->IsOver(); });
+    if (ended_ || found == legs_.end()) return false;
+    const CallPtr alive = shared_from_this();
+    CallLeg& leg = **found;
+    HangUpLeg(leg, leg.IsUp() ? END_NORMAL : END_CANCELLED, kHungUp);
+    OnLegGone(leg, END_NORMAL, kHungUp);
+    return true;
+}
+
 void Call::End(int code, const std::string& reason, const std::string& by) {
     if (ended_) return;
     const CallPtr alive = shared_from_this();

@@ -31,6 +31,7 @@ enum EndCode : int {
 /// Who ended a call, where it was no phone.
 inline constexpr char kByCommand[] = "command";
 inline constexpr char kByCallControl[] = "callcontrol";
+inline constexpr char kHungUp[] = "Hung up from outside";
 
 class Call;
 using CallPtr = std::shared_ptr<Call>;
@@ -101,6 +102,8 @@ public:
     virtual void Resume() = 0;
     /// To the user's phone; to all but the caller's when it is empty.
     void SendDigits(const std::string& user, const std::string& digits);
+    /// One leg leaves, and whatever that means for the others follows. False when it is not in the call.
+    bool HangUp(const std::string& user);
     /// In any state, once; later ones do nothing.
     void End(int code, const std::string& reason, const std::string& by);
 

@@ -11,6 +11,7 @@ namespace telephony {
 namespace {
 
 constexpr std::chrono::seconds kWatchInterval(1);
+constexpr int kNoSuchCall = 481;
 
 std::string RandomPrefix() {
     std::random_device random;
@@ -52,7 +53,10 @@ void CallTable::Execute(Client& client, const Command& command) {
     if (command.kind == CommandKind::Call) return StartCall(client, command);
     const CallPtr call = Find(client, command);
     if (!call) return;
-    if (command.kind == CommandKind::Hangup) call->End(END_NORMAL, "Hung up from outside", kByCommand);
+    if (command.kind == CommandKind::Hangup && command.leg.empty())
+        call->End(END_NORMAL, kHungUp, kByCommand);
+    if (command.kind == CommandKind::Hangup && !command.leg.empty() && !call->HangUp(command.leg))
+        Refuse(client, command, kNoSuchCall, "\"" + command.leg + "\" is not in this call");
     if (command.kind == CommandKind::Hold) call->Hold();
     if (command.kind == CommandKind::Resume) call->Resume();
     if (command.kind == CommandKind::Dtmf) call->SendDigits(command.leg, command.digits);
@@ -86,7 +90,7 @@ void CallTable::Refuse(Client& client, const Command& command, int code, const s
 CallPtr CallTable::Find(Client& client, const Command& command) {
     const auto call = calls_.find(command.id);
     if (call != calls_.end()) return call->second;
-    Refuse(client, command, 481, "there is no call \"" + command.id + "\"");
+    Refuse(client, command, kNoSuchCall, "there is no call \"" + command.id + "\"");
     return nullptr;
 }
 

@@ -164,6 +164,7 @@ Command ParseFields(const json& object) {
     if (kind == CommandKind::Hello) ParseHello(fields, command);
     if (kind == CommandKind::Call) ParseCall(fields, command);
     if (kind == CommandKind::Dtmf) ParseDtmf(fields, command);
+    if (kind == CommandKind::Hangup) command.leg = fields.OptionalName("leg");
     fields.EndOfFields();
     return command;
 }
@@ -210,6 +211,8 @@ std::string ToLine(const Command& command) {
             if (!command.leg.empty()) object["leg"] = command.leg;
             break;
         case CommandKind::Hangup:
+            if (!command.leg.empty()) object["leg"] = command.leg;
+            break;
         case CommandKind::Hold:
         case CommandKind::Resume:
         case CommandKind::Status:

@@ -48,7 +48,7 @@ struct Device {
 struct Command {
     CommandKind kind = CommandKind::Status;
     std::string id;    // of the call
-    std::string leg;   // the user that Dtmf is for; empty: all but the caller
+    std::string leg;   // the user that Dtmf is for, empty: all but the caller; that Hangup is for, empty: all
     std::string from;  // user
     std::vector<std::string> to;
     CallKind callKind = CallKind::Regular;

@@ -1,5 +1,6 @@
 #include "drivers/panel/PanelConfig.h"
 
+#include "drivers/calls/Values.h"
 #include "tests/drivers/PanelFixture.h"
 
 using testing::ElementsAre;

@@ -114,6 +114,21 @@ TEST_F(TalkCalls, EndingACallFreesBothPhonesBeforeMediaIsAsked) {
     EXPECT_TRUE(std::filesystem::is_empty(folder_ / "journal"));
 }
 
+TEST_F(TalkCalls, OneOfAGroupIsTakenOutAndTheOthersRingOn) {
+    Do(R"({"cmd":"call","id":"1","from":"hall","to":["kitchen","rigid"]})");
+    Settle();
+    Answers("hall");
+    sip_.Take();
+    client_.Take();
+    Do(R"({"cmd":"hangup","id":"1","leg":"rigid"})");
+    EXPECT_THAT(sip_.Take(), ElementsAre("rigid: hangup 487 Hung up from outside"));
+    EXPECT_THAT(client_.Take(), ElementsAre("leg-down rigid 487"));
+    Do(R"({"cmd":"hangup","id":"1","leg":"rigid"})");
+    EXPECT_THAT(client_.Take(), ElementsAre(testing::StartsWith("refused")));
+    Answers("kitchen");
+    EXPECT_THAT(client_.Take(), Contains("established"));
+}
+
 TEST_F(TalkCalls, APhoneThatStillRingsIsNotToldThatSomebodyHasAnswered) {
     Do(R"({"cmd":"call","id":"1","from":"hall","to":["kitchen"]})");
     Settle();

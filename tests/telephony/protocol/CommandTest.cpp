@@ -51,7 +51,8 @@ TEST(Command, EveryCommandReadsWhatItWrites) {
         const char* line :
         {R"({"cmd":"hello","version":1,"all":true,"devices":[{"user":"a","name":"A \"B\"","mayBeMonitored":true}]})",
          R"({"cmd":"call","id":"1","from":"a","to":["b","c"],"kind":"broadcast","video":"send","ring":false})",
-         R"({"cmd":"hangup","id":"1"})", R"({"cmd":"hold","id":"1"})", R"({"cmd":"resume","id":"1"})",
+         R"({"cmd":"hangup","id":"1"})", R"({"cmd":"hangup","id":"1","leg":"b"})",
+         R"({"cmd":"hold","id":"1"})", R"({"cmd":"resume","id":"1"})",
          R"({"cmd":"dtmf","id":"1","leg":"b","digits":"12#"})", R"({"cmd":"status"})"}) {
         const std::string once = ToLine(ParseCommand(line));
         EXPECT_EQ(ToLine(ParseCommand(once)), once);

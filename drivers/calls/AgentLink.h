@@ -1,20 +1,17 @@
-// A panel and the intercom agent: the way to the agent, which may or may not be running, and the
-// record of what the agent called on the panel.
-#ifndef DRIVERS_PANEL_AGENTLINK_H
-#define DRIVERS_PANEL_AGENTLINK_H
+// A device and the intercom agent: the way to the agent, which may or may not be running.
+#ifndef DRIVERS_CALLS_AGENTLINK_H
+#define DRIVERS_CALLS_AGENTLINK_H
 
-#include <deque>
 #include <set>
 #include <string>
 
-#include "host/interfaces/DvXML.h"
 #include "host/interfaces/IIntercomAgent.h"
 
 class IInstanceManager;
 class ISupportIntercom;
 
 /// Looks the agent up each time and remembers only the ids under which it has registered the device,
-/// so that a panel never leaves a dangling pointer behind.  All operations: [driver thread]
+/// so that a device never leaves a dangling pointer behind.  All operations: [driver thread]
 class AgentLink {
 public:
     AgentLink(IInstanceManager& instanceManager, ISupportIntercom& device);
@@ -42,27 +39,6 @@ private:
     IInstanceManager& instanceManager_;
     ISupportIntercom& device_;
     std::set<unsigned long> ids_;
-};
-
-/// What the agent called on a panel, in order. The record stays bounded in a panel that runs for
-/// months: beyond kMaxOperations the oldest are dropped.
-class Operations {
-public:
-    static constexpr std::size_t kMaxOperations = 10'000;
-
-    /// Appends an operation. The caller adds the arguments to the returned element, which still
-    /// belongs to the record.
-    DvXML::INode& Add(const std::string& name);
-
-    void Clear();
-
-    /// A new element "operations" with one child per operation; the attribute "dropped" counts those
-    /// that are missing, if any are.
-    dv::auto_com<DvXML::INode> ToXml() const;
-
-private:
-    std::deque<dv::auto_com<DvXML::INode>> operations_;
-    unsigned long dropped_ = 0;
 };
 
 #endif

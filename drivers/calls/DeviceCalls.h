@@ -1,0 +1,125 @@
+// The calls of one device: its sessions, its state during a call, and what the agent is told of it. Sessions
+// follow what call control says; nothing is assumed.
+#ifndef DRIVERS_CALLS_DEVICECALLS_H
+#define DRIVERS_CALLS_DEVICECALLS_H
+
+#include <chrono>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "drivers/calls/Directory.h"
+#include "telephony/protocol/Command.h"
+#include "telephony/protocol/Event.h"
+
+class IIntercomAgent;
+
+/// The device that the calls belong to.  All operations: [driver thread]
+class CallsOwner {
+public:
+    virtual const std::string& User() const = 0;
+    virtual std::string Key() = 0;
+    /// The agent, or null when none is running.
+    virtual IIntercomAgent* FindAgent() const = 0;
+    /// False when call control is away; then nothing was sent.
+    virtual bool SendToCallControl(const telephony::Command& command) = 0;
+    /// The calls or the registration have changed what State tells.
+    virtual void OnStateChanged() = 0;
+    virtual void Log(unsigned int level, const std::string& text) const = 0;
+
+protected:
+    ~CallsOwner() = default;
+};
+
+/// A session is the device's side of a call with one other device. In a call with several, as a broadcast,
+/// who has started it holds one with each of them.  All operations: [driver thread]
+class DeviceCalls {
+public:
+    explicit DeviceCalls(CallsOwner& owner) : owner_(owner) {}
+
+    struct Order {
+        telephony::CallKind kind = telephony::CallKind::Regular;
+        telephony::Direction audio = telephony::Direction::Both;
+        telephony::Direction video = telephony::Direction::None;
+        bool ring = true;
+        std::vector<Peer> peers;
+    };
+    /// Has call control call the device and its peers. What cannot be done is logged.
+    void Start(const Order& order);
+
+    /// The number of the session with the device of that key; dvIntercom::NO_SESSION when there is none.
+    unsigned char Find(const std::string& key) const;
+    bool IsActive(unsigned char session) const;
+
+    // Each is false when there is no such session, or none at all.
+    bool HangUp(unsigned char session);
+    bool HangUpAll();
+    bool SetHeld(unsigned char session, bool held);
+    bool SetAllHeld(bool held);
+    /// To the device itself, in its call that has run longest.
+    bool SendDigits(const std::string& digits);
+
+    /// Whether the device's phone is registered.
+    bool IsPresent() const { return present_; }
+    /// None while there is no call.
+    std::optional<int> State() const;
+
+    void OnEvent(const telephony::Event& event);
+    /// Calls that call control knows go on; those that it had not confirmed are over.
+    void OnLost(const std::string& reason);
+
+private:
+    struct Session {
+        unsigned char number;
+        Peer peer;
+        bool received;
+        bool answered = false;
+        bool hangupDue = false;  // call control was away when it was to be told
+        std::chrono::steady_clock::time_point answeredAt = {};
+    };
+    struct Call {
+        telephony::CallReport report;
+        std::chrono::system_clock::time_point begin;
+        bool confirmed = false;      // call control has told of it
+        std::set<std::string> lost;  // users that were lost in it
+        bool endsByLoss = false;     // and its other legs with it
+        std::vector<Session> sessions;
+    };
+    /// A session that is over, as the agent is told.
+    struct Finished {
+        Session session;
+        std::chrono::system_clock::time_point begin;
+    };
+
+    void TakeSnapshot(const telephony::Event& event);
+    void TakeCall(const telephony::CallReport& report);
+    void TakeLeg(const telephony::Event& event);
+    void TakeEnd(const telephony::Event& event);
+    void TakeRefusal(const telephony::Event& event);
+    void SetPresent(bool present);
+    void TellOfLoss(const std::string& id, const std::string& user);
+
+    void EndUnconfirmed();
+    void AddSessions(Call& call);
+    /// Sees which sessions are up and which are over, and reports these.
+    void Update(Call& call);
+    void End(const std::string& id);
+    void Report(const std::vector<Finished>& finished);
+    bool HangUp(const Call& call, Session& session);
+
+    Call* FindCall(const std::string& id);
+    Call* FindCallOf(unsigned char session);
+    telephony::LegReport* FindLeg(Call& call, const std::string& user) const;
+    const telephony::LegReport* OwnLeg(const Call& call) const;
+    unsigned char FreeNumber() const;
+    std::size_t CountOfSessions() const;
+
+    CallsOwner& owner_;
+    std::map<std::string, Call> calls_;  // by call control's id
+    bool present_ = false;
+    unsigned long started_ = 0;
+};
+
+#endif

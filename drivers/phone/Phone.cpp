@@ -1,0 +1,105 @@
+#include "drivers/phone/Phone.h"
+
+#include <cstdlib>
+
+#include "host/glue/Log.h"
+
+namespace {
+
+// Where call control's socket is, for a phone whose configuration does not tell.
+constexpr char kSocketVariable[] = "INTERCOM_CALLCONTROL_SOCKET";
+// The same for every device, so that digests survive another address of the proxy.
+constexpr char kRealm[] = "intercom";
+
+}  // namespace
+
+IDriver* Phone::Create(IInstanceManager& instanceManager) {
+    return new Phone(instanceManager);
+}
+
+Phone::Phone(IInstanceManager& instanceManager) : Phone(instanceManager, Times()) {}
+
+Phone::Phone(IInstanceManager& instanceManager, Times times)
+    : CallingDevice(instanceManager), times_(times) {}
+
+long Phone::Initialize(unsigned long id, DvXML::INode& element, DvXML::INode* savedState) {
+    DvBaseDriver::Initialize(id, element, savedState);
+    PhoneConfig config = PhoneConfig::Read(element);
+    key = config.key;
+    name = config.name;
+    user = config.user;
+    realm = kRealm;
+    password = config.password;
+    buttons_ = std::move(config.buttons);
+    chime_ = std::move(config.chime);
+
+    Identity identity;
+    identity.doorStation = config.doorStation;
+    identity.thirdParty = true;
+    identity.camera = config.camera;
+    identity.display = config.display;
+    identity.device = {config.user, config.name, config.answer, config.hold, config.mayBeMonitored};
+    identity.callControl = config.callControl;
+    identity.times = times_.callControl;
+    if (const char* const socket = std::getenv(kSocketVariable); socket && identity.callControl.empty())
+        identity.callControl = socket;
+    StartDevice(std::move(identity), config.settings, savedState);
+    return 0;
+}
+
+void Phone::OnDestroy() {
+    http_.reset();
+    CallingDevice::OnDestroy();
+}
+
+bool Phone::CarryOutCall(const std::string& request) {
+    if (request != "answer") return CallingDevice::CarryOutCall(request);
+    Log(dv::LOG_LEVEL_ERROR,
+        "setDeviceState: this phone cannot be told to answer from outside; pick it up, or have it called "
+        "without ringing");
+    return true;
+}
+
+dv::auto_com<DvXML::INode> Phone::PassToDriver(const ICmdMessage& message) {
+    if (message.GetName() == "GET_CUSTOM_BUTTON") return ButtonsToXml();
+    if (message.GetName() == "CUSTOM_BUTTON") return Press(message.GetString("button"));
+    return nullptr;
+}
+
+dv::auto_com<DvXML::INode> Phone::ButtonsToXml() const {
+    auto list = DvXML::CreateXmlNode("buttons", "");
+    for (std::size_t at = 0; at < buttons_.size(); ++at) {
+        const auto button = DvXML::CreateXmlNode("button", "");
+        button->NodeAddNamedULong("id", at + 1);
+        button->NodeAddNamedValue("name", buttons_[at].name);
+        list->NodeAddChild(button.get());
+    }
+    return list;
+}
+
+dv::auto_com<DvXML::INode> Phone::Press(const std::string& wanted) {
+    const auto fail = [this](const std::string& why) {
+        Log(dv::LOG_LEVEL_ERROR, why);
+        return DvXML::CreateXmlNode("fail", why);
+    };
+    for (std::size_t at = 0; at < buttons_.size(); ++at) {
+        const PhoneButton& button = buttons_[at];
+        if (wanted != button.name && wanted != std::to_string(at + 1)) continue;
+        if (button.http)
+            CallStation("button " + button.name, *button.http);
+        else if (!Calls().SendDigits(button.digits))
+            return fail("button " + button.name + ": there is no call to send its digits into");
+        return DvXML::CreateXmlNode("success", "");
+    }
+    return fail("there is no button \"" + wanted + "\"");
+}
+
+void Phone::CallStation(const std::string& what, const HttpAction& action) {
+    if (!http_) http_ = std::make_unique<HttpCaller>(GetInstanceManager(), times_.httpAnswer);
+    http_->Call(what, action);
+}
+
+void Phone::RingDoorChime() {
+    if (chime_) return CallStation("chime", *chime_);
+    Log(dv::LOG_LEVEL_INFO, "this phone has no chime of its own; it rings for the calls of the door station");
+}

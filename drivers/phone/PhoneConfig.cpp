@@ -1,0 +1,224 @@
+#include "drivers/phone/PhoneConfig.h"
+
+#include <sys/stat.h>
+
+#include <arpa/inet.h>
+#include <algorithm>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <set>
+#include <sstream>
+
+#include "drivers/calls/Values.h"
+#include "host/glue/Numbers.h"
+
+using telephony::AnswerStyle;
+using telephony::HoldStyle;
+
+namespace {
+
+constexpr std::size_t kLongestUser = 64;
+constexpr std::int64_t kHighestPort = 65535;
+// What a SIP address may carry left of the "@" without escapes, less what only confuses.
+constexpr std::string_view kUserLetters =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_.+~!*";
+constexpr std::string_view kMethodLetters = "ABCDEFGHIJKLMNOPQRSTUVWXYZ";
+constexpr std::string_view kDigits = "0123456789*#ABCD";
+
+using Readers = std::map<std::string, std::function<void(const DvXML::INode&)>, std::less<>>;
+
+std::string TextOf(const DvXML::INode& element) {
+    return std::string(element.NodeGetText());
+}
+
+bool IsMadeOf(std::string_view text, std::string_view letters) {
+    return !text.empty() && text.find_first_not_of(letters) == std::string_view::npos;
+}
+
+// Every child has a reader, and stands there once unless it is a button.
+void ReadChildren(const DvXML::INode& element, const Readers& readers) {
+    const std::string place(element.NodeGetName());
+    std::set<std::string> seen;
+    for (const DvXML::INode* const child : element.NodeChildren()) {
+        const std::string name(child->NodeGetName());
+        const auto reader = readers.find(name);
+        if (reader == readers.end()) {
+            std::string known;
+            for (const auto& [row, read] : readers)
+                known += (known.empty() ? "" : ", ") + row;
+            throw ConfigError("<" + name + "> means nothing in <" + place + ">; it takes " + known);
+        }
+        if (!seen.insert(name).second && name != "button")
+            throw ConfigError("<" + name + "> stands twice in <" + place + ">");
+        reader->second(*child);
+    }
+}
+
+auto IntoText(std::string& out) {
+    return [&out](const DvXML::INode& element) { out = TextOf(element); };
+}
+
+auto IntoFlag(bool& out) {
+    return [&out](const DvXML::INode& element) {
+        const auto flag = Values::ReadFlag(element.NodeGetText());
+        if (!flag)
+            throw ConfigError("<" + std::string(element.NodeGetName()) + "> must be true or false, not \"" +
+                              TextOf(element) + "\"");
+        out = *flag;
+    };
+}
+
+template <class Enum>
+auto IntoChoice(Enum& out, std::vector<std::pair<std::string, Enum>> choices) {
+    return [&out, choices = std::move(choices)](const DvXML::INode& element) {
+        std::string words;
+        for (const auto& [word, value] : choices) {
+            if (word == dv::Trim(element.NodeGetText())) {
+                out = value;
+                return;
+            }
+            words += (words.empty() ? "" : ", ") + word;
+        }
+        throw ConfigError("<" + std::string(element.NodeGetName()) + "> must be one of " + words +
+                          ", not \"" + TextOf(element) + "\"");
+    };
+}
+
+// Whoever else may read it knows the password.
+std::string ReadPasswordFile(const std::string& path) {
+    struct stat status {};
+    std::ifstream file(path);
+    if (!file || ::stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
+        throw ConfigError("<passwordFile>: the file " + path + " cannot be read");
+    if ((status.st_mode & (S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH)) != 0)
+        throw ConfigError("<passwordFile>: other users may read " + path + "; set its mode to 0600");
+    std::string line;
+    std::getline(file, line);
+    while (line.ends_with('\r'))
+        line.pop_back();
+    if (line.empty()) throw ConfigError("<passwordFile>: the first line of " + path + " is empty");
+    return line;
+}
+
+void TakePassword(std::string& password, const std::string& file, const std::string& place) {
+    if (!password.empty() && !file.empty())
+        throw ConfigError("both <password> and <passwordFile> stand in <" + place + ">; give one");
+    if (!file.empty()) password = ReadPasswordFile(file);
+}
+
+// Numeric, because looking names up may take long, and stations have fixed addresses.
+void TakeUrl(HttpAction& action, const std::string& url) {
+    constexpr std::string_view kScheme = "http://";
+    const auto refuse = [](const std::string& why) {
+        throw ConfigError("<address> must be like http://192.168.1.20:80/open?door=1: " + why);
+    };
+    if (!url.starts_with(kScheme)) refuse("it does not begin with http://");
+    const auto isHarmful = [](char c) { return static_cast<unsigned char>(c) <= ' ' || c == '\x7f'; };
+    if (std::ranges::any_of(url, isHarmful)) refuse("it has white space or control characters");
+    const std::size_t slash = std::min(url.find('/', kScheme.size()), url.size());
+    std::string host = url.substr(kScheme.size(), slash - kScheme.size());
+    action.target = slash == url.size() ? "/" : url.substr(slash);
+    if (const std::size_t colon = host.find(':'); colon != std::string::npos) {
+        const auto port = Values::ReadWhole(host.substr(colon + 1), 1, kHighestPort);
+        if (!port) refuse("the port must be a number from 1 to 65535");
+        action.port = static_cast<unsigned short>(*port);
+        host.resize(colon);
+    }
+    in_addr numeric{};
+    if (::inet_pton(AF_INET, host.c_str(), &numeric) != 1)
+        refuse("the host must be an IPv4 address; credentials go into <user> and <password>");
+    action.address = host;
+}
+
+HttpAction ReadHttp(const DvXML::INode& element) {
+    HttpAction action;
+    std::string url;
+    std::string file;
+    ReadChildren(element, {{"address", IntoText(url)},
+                           {"method", IntoText(action.method)},
+                           {"user", IntoText(action.user)},
+                           {"password", IntoText(action.password)},
+                           {"passwordFile", IntoText(file)}});
+    TakeUrl(action, std::string(dv::Trim(url)));
+    TakePassword(action.password, file, "http");
+    if (!IsMadeOf(action.method, kMethodLetters))
+        throw ConfigError("<method> must be an HTTP method like GET or POST");
+    if (action.user.empty() && !action.password.empty())
+        throw ConfigError("<http> has a password and no <user>");
+    return action;
+}
+
+PhoneButton ReadButton(const DvXML::INode& element) {
+    PhoneButton button;
+    ReadChildren(element, {{"name", IntoText(button.name)},
+                           {"info", IntoText(button.digits)},
+                           {"http", [&](const DvXML::INode& http) { button.http = ReadHttp(http); }}});
+    if (button.name.empty()) throw ConfigError("a <button> has no <name>");
+    if (button.digits.empty() == !button.http)
+        throw ConfigError("the button \"" + button.name + "\" must have either <info> or <http>");
+    if (!button.http && (!IsMadeOf(button.digits, kDigits) || button.digits.size() > telephony::kMostDigits))
+        throw ConfigError("the button \"" + button.name + "\": <info> must be at most " +
+                          std::to_string(telephony::kMostDigits) + " of 0-9 * # A-D");
+    return button;
+}
+
+void Check(PhoneConfig& config) {
+    if (config.key.empty()) throw ConfigError("<key> is missing; it names the device, and its SIP user");
+    if (config.name.empty()) config.name = config.key;
+    if (config.user.empty()) config.user = config.key;
+    if (!IsMadeOf(config.user, kUserLetters) || config.user.size() > kLongestUser)
+        throw ConfigError("the SIP user \"" + config.user + "\" must be up to " +
+                          std::to_string(kLongestUser) + " letters, digits or - _ . + ~ ! *; give <user>");
+    if (config.name.size() > telephony::kLongestName)
+        throw ConfigError("<name> is longer than " + std::to_string(telephony::kLongestName) + " bytes");
+    if (config.password.empty())
+        throw ConfigError("<password> or <passwordFile> is missing; the phone registers with it");
+    std::set<std::string> names;
+    for (const PhoneButton& button : config.buttons)
+        if (!names.insert(button.name).second)
+            throw ConfigError("two buttons are called \"" + button.name + "\"");
+}
+
+}  // namespace
+
+PhoneConfig PhoneConfig::Read(const DvXML::INode& element) {
+    PhoneConfig config;
+    std::string file;
+    Readers readers = {
+        {"key", IntoText(config.key)},
+        {"name", IntoText(config.name)},
+        {"user", IntoText(config.user)},
+        {"password", IntoText(config.password)},
+        {"passwordFile", IntoText(file)},
+        {"doorStation", IntoFlag(config.doorStation)},
+        {"camera", IntoFlag(config.camera)},
+        {"display", IntoFlag(config.display)},
+        {"mayBeMonitored", IntoFlag(config.mayBeMonitored)},
+        {"callControl", IntoText(config.callControl)},
+        {"autoAnswerStyle", IntoChoice(config.answer, {{"none", AnswerStyle::None},
+                                                       {"call-info", AnswerStyle::CallInfo},
+                                                       {"alert-info", AnswerStyle::AlertInfo},
+                                                       {"answer-mode", AnswerStyle::AnswerMode}})},
+        {"hold", IntoChoice(config.hold, {{"re-invite", HoldStyle::Reinvite}, {"gate", HoldStyle::Gate}})},
+        {"chime",
+         [&](const DvXML::INode& chime) {
+             ReadChildren(chime,
+                          {{"http", [&](const DvXML::INode& http) { config.chime = ReadHttp(http); }}});
+             if (!config.chime) throw ConfigError("<chime> has no <http>");
+         }},
+        {"buttons", [&](const DvXML::INode& buttons) {
+             ReadChildren(buttons, {{"button", [&](const DvXML::INode& button) {
+                                         config.buttons.push_back(ReadButton(button));
+                                     }}});
+         }}};
+    for (const DeviceSettings::Row& row : DeviceSettings::Rows())
+        readers[row.name] = [&config, &row](const DvXML::INode& setting) {
+            if (const std::string fault = config.settings.Change(row, TextOf(setting)); !fault.empty())
+                throw ConfigError(fault);
+        };
+    ReadChildren(element, readers);
+    TakePassword(config.password, file, std::string(element.NodeGetName()));
+    Check(config);
+    return config;
+}

@@ -1,0 +1,56 @@
+// The home file's <config> of a phone. docs/phones.md lists its elements.
+#ifndef DRIVERS_PHONE_PHONECONFIG_H
+#define DRIVERS_PHONE_PHONECONFIG_H
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "drivers/calls/CallingDevice.h"
+
+/// An HTTP request that makes a station do something. Its secrets appear nowhere but in the request.
+struct HttpAction {
+    std::string method = "GET";
+    std::string address;  // a numeric one
+    unsigned short port = 80;
+    std::string target;  // path and query
+    std::string user;    // empty: without credentials
+    std::string password;
+};
+
+/// What a button does: one of the two.
+struct PhoneButton {
+    std::string name;
+    std::string digits;  // sent to the phone in its call, by SIP INFO
+    std::optional<HttpAction> http;
+};
+
+/// Tells in one line what is wrong with a configuration.
+class ConfigError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+struct PhoneConfig {
+    std::string key;
+    std::string name;  // the key, when none is given
+    std::string user;  // the same
+    std::string password;
+    bool doorStation = false;
+    bool camera = false;
+    bool display = false;
+    DeviceSettings settings;
+    bool mayBeMonitored = false;
+    telephony::AnswerStyle answer = telephony::AnswerStyle::None;
+    telephony::HoldStyle hold = telephony::HoldStyle::Reinvite;
+    std::string callControl;
+    std::vector<PhoneButton> buttons;
+    std::optional<HttpAction> chime;
+
+    /// Throws ConfigError on the first fault: a phone that is half understood is worse than none. No text of
+    /// a password is in it.
+    static PhoneConfig Read(const DvXML::INode& config);
+};
+
+#endif
