@@ -202,15 +202,15 @@ PhoneConfig PhoneConfig::Read(const DvXML::INode& element) {
                                                        {"answer-mode", AnswerStyle::AnswerMode}})},
         {"hold", IntoChoice(config.hold, {{"re-invite", HoldStyle::Reinvite}, {"gate", HoldStyle::Gate}})},
         {"chime",
-         [&](const DvXML::INode& chime) {
-             ReadChildren(chime,
+         [&](const DvXML::INode& element) {
+             ReadChildren(element,
                           {{"http", [&](const DvXML::INode& http) { config.chime = ReadHttp(http); }}});
              if (!config.chime) throw ConfigError("<chime> has no <http>");
          }},
-        {"buttons", [&](const DvXML::INode& buttons) {
-             ReadChildren(buttons, {{"button", [&](const DvXML::INode& button) {
-                                         config.buttons.push_back(ReadButton(button));
-                                     }}});
+        {"buttons", [&](const DvXML::INode& list) {
+             ReadChildren(list, {{"button", [&](const DvXML::INode& button) {
+                                      config.buttons.push_back(ReadButton(button));
+                                  }}});
          }}};
     for (const DeviceSettings::Row& row : DeviceSettings::Rows())
         readers[row.name] = [&config, &row](const DvXML::INode& setting) {

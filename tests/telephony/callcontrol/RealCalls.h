@@ -31,16 +31,20 @@ protected:
     /// Long enough that half a second of it can be listened to.
     static void Talk() { std::this_thread::sleep_for(std::chrono::milliseconds(1300)); }
 
-    /// The tone that was sent to it last.
+    /// The tone that is sent to it, or was sent to it last. Waits for enough of it.
     template <typename Phone>
     static testing::AssertionResult Hears(const Phone& phone, double hertz) {
-        const Sound sent = phone.Sent();
-        const double from = sent.Seconds() - 0.6;
-        const double share = sent.Share(hertz, from, 0.5);
-        if (from > 0 && share > 0.8) return testing::AssertionSuccess();
+        Sound sent;
+        double from = 0;
+        const bool isHeard = WaitUntil([&] {
+            sent = phone.Sent();
+            from = sent.Seconds() - 0.6;
+            return from > 0 && sent.Share(hertz, from, 0.5) > 0.8;
+        });
+        if (isHeard) return testing::AssertionSuccess();
         return testing::AssertionFailure()
                << sent.Seconds() << " s sent, loudness " << sent.Loudness(from, 0.5) << ", share of " << hertz
-               << " Hz: " << share;
+               << " Hz: " << sent.Share(hertz, from, 0.5);
     }
 
     /// Of everything since the home was made.
