@@ -202,9 +202,8 @@ PhoneConfig PhoneConfig::Read(const DvXML::INode& element) {
                                                        {"answer-mode", AnswerStyle::AnswerMode}})},
         {"hold", IntoChoice(config.hold, {{"re-invite", HoldStyle::Reinvite}, {"gate", HoldStyle::Gate}})},
         {"chime",
-         [&](const DvXML::INode& element) {
-             ReadChildren(element,
-                          {{"http", [&](const DvXML::INode& http) { config.chime = ReadHttp(http); }}});
+         [&](const DvXML::INode& part) {
+             ReadChildren(part, {{"http", [&](const DvXML::INode& http) { config.chime = ReadHttp(http); }}});
              if (!config.chime) throw ConfigError("<chime> has no <http>");
          }},
         {"buttons", [&](const DvXML::INode& list) {
