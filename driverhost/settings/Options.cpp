@@ -74,7 +74,9 @@ std::string HelpText(const po::options_description& options) {
 }
 
 std::string VersionText() {
-    return std::string("driverhost ") + kVersion + " (driver ABI " + std::to_string(dv::kAbiVersion) + ")\n";
+    std::ostringstream text;
+    text << "driverhost " << kVersion << " (driver ABI " << dv::kAbiVersion << ")\n";
+    return text.str();
 }
 
 po::variables_map Parse(int argc, const char* const* argv, const po::options_description& options) {
