@@ -26,11 +26,8 @@ public:
         events_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
         name.sin_port = htons(5061);
         // Kamailio listens for phones a moment before it listens here.
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (::connect(events_, reinterpret_cast<const sockaddr*>(&name), sizeof name) != 0) {
-            if (std::chrono::steady_clock::now() > end) throw std::runtime_error("no connection for events");
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
+        EXPECT_TRUE(test::Eventually(
+            [&] { return ::connect(events_, reinterpret_cast<const sockaddr*>(&name), sizeof name) == 0; }));
     }
     ~StandInCallControl() {
         ::close(events_);
@@ -44,8 +41,7 @@ public:
         ::send(events_, netstring.data(), netstring.size(), MSG_NOSIGNAL);
     }
     /// Reads events until one has the text; all that came.
-    std::string EventsUntil(const std::string& text,
-                            std::chrono::milliseconds most = std::chrono::seconds(20)) const {
+    std::string EventsUntil(const std::string& text, std::chrono::milliseconds most = test::kPatience) const {
         std::string events;
         while (events.find(text) == events.npos) {
             const std::string more = Receive(events_, most);
@@ -54,9 +50,7 @@ public:
         }
         return events;
     }
-    std::string ReceiveSip(std::chrono::milliseconds most = std::chrono::seconds(20)) const {
-        return Receive(sip_, most);
-    }
+    std::string ReceiveSip() const { return Receive(sip_, test::kPatience); }
 
 private:
     static std::string Receive(int socket, std::chrono::milliseconds most) {

@@ -4,6 +4,7 @@
 #include <csignal>
 #include <filesystem>
 
+#include "tests/support/process/DriverHost.h"
 #include "tests/support/process/HttpClient.h"
 #include "tests/telephony/proxy/support/ProxyFixture.h"
 
@@ -31,11 +32,17 @@ protected:
     ~HomeWithProxy() override { StopDriverhost(); }
 
     void StartDriverhost() {
+        std::vector<std::string> words = {std::string(BIN_FOLDER) + "/driverhost",
+                                          "--home",
+                                          folder_ / "home.xml",
+                                          "--state-dir",
+                                          folder_ / "states",
+                                          "--listen",
+                                          "127.0.0.1:0"};
+        const std::vector<std::string> times = test::GenerousTimes();
+        words.insert(words.end(), times.begin(), times.end());
         driverhost_ = std::make_unique<test::Process>(
-            test::Process::Command{{std::string(BIN_FOLDER) + "/driverhost", "--home", folder_ / "home.xml",
-                                    "--state-dir", folder_ / "states", "--listen", "127.0.0.1:0"},
-                                   environment_,
-                                   folder_ / "host.log"});
+            test::Process::Command{words, environment_, folder_ / "host.log"});
         const std::string text = "host listening on http://127.0.0.1:";
         ASSERT_TRUE(Comes([&] {
             return HostLog().rfind(text) != std::string::npos && HostLog().rfind(text) > seen_;
@@ -47,7 +54,7 @@ protected:
     void StopDriverhost() {
         if (!driverhost_) return;
         driverhost_->Signal(SIGTERM);
-        driverhost_->Wait(std::chrono::seconds(20));
+        driverhost_->Wait(test::kPatience);
         driverhost_.reset();
     }
 
@@ -106,7 +113,7 @@ TEST_F(HomeWithProxy, AHostThatIsKilledAndStartedAgainFindsItsProxy) {
     StartDriverhost();
     EXPECT_TRUE(Comes([this] { return ProxyRuns(); })) << ProxyLog() << HostLog();
     driverhost_->Signal(SIGKILL);
-    driverhost_->Wait(std::chrono::seconds(20));
+    driverhost_->Wait(test::kPatience);
     EXPECT_FALSE(Kamailios().empty());
     StartDriverhost();
     EXPECT_TRUE(Comes([this] {

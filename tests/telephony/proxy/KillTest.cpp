@@ -23,7 +23,7 @@ protected:
     }
     void KillProxy() {
         proxy_->Signal(SIGKILL);
-        proxy_->Wait(std::chrono::seconds(20));
+        proxy_->Wait(test::kPatience);
         proxy_.reset();
     }
 };

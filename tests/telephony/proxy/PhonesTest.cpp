@@ -11,8 +11,7 @@ namespace {
 class Phones : public ProxyFixture {
 protected:
     bool IsRegistered(const std::string& user) {
-        return Comes(
-            [&] { return Status().find("account " + user + ": sip:") != std::string::npos; });
+        return Comes([&] { return Status().find("account " + user + ": sip:") != std::string::npos; });
     }
 
     std::unique_ptr<test::Process> Run(const std::vector<std::string>& words) {
@@ -104,7 +103,7 @@ Content-Length: 0
     for (const char* const transport : {"u1", "t1"}) {
         const test::ProgramResult result = test::RunProgram(
             {"/usr/bin/sipp", "-sf", folder_ / "register.xml", "-m", "1", "-t", transport, "-i", address_,
-             "-p", "6300", "-nostdin", "-timeout", "20", address_ + ":5060"});
+             "-p", "6300", "-nostdin", "-timeout", "180", address_ + ":5060"});
         EXPECT_EQ(0, result.status) << transport << result.output << result.errors;
     }
     EXPECT_THAT(Status(), HasSubstr("(rigid)"));

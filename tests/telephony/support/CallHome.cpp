@@ -96,12 +96,7 @@ std::string EnterOwnNetwork() {
 }
 
 bool WaitUntil(const std::function<bool()>& isSo) {
-    const auto end = std::chrono::steady_clock::now() + kPatience;
-    while (!isSo()) {
-        if (std::chrono::steady_clock::now() > end) return false;
-        std::this_thread::sleep_for(10ms);
-    }
-    return true;
+    return Eventually(isSo);
 }
 
 CallClient::CallClient(const std::filesystem::path& path)
@@ -216,11 +211,11 @@ CallHome::CallHome() {
 
 CallHome::~CallHome() {
     if (callControl_) callControl_->Signal(SIGTERM);
-    if (callControl_) callControl_->Wait(5s);
+    if (callControl_) callControl_->Wait(kPatience);
     if (kamailio_) kamailio_->Signal(SIGTERM);
-    if (kamailio_) kamailio_->Wait(5s);
+    if (kamailio_) kamailio_->Wait(kPatience);
     if (rtpengine_) rtpengine_->Signal(SIGTERM);
-    if (rtpengine_) rtpengine_->Wait(5s);
+    if (rtpengine_) rtpengine_->Wait(kPatience);
 }
 
 void CallHome::StartProxy() {
@@ -264,7 +259,8 @@ void CallHome::KillMedia() {
 }
 
 std::size_t CallHome::Rooms() {
-    const auto reply = AskMedia({{"command", "list"}});
+    std::optional<nlohmann::json> reply;
+    Eventually([&] { return (reply = AskMedia({{"command", "list"}})).has_value(); });
     return reply ? reply->value("calls", nlohmann::json::array()).size() : 0;
 }
 

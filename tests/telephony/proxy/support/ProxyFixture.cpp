@@ -10,8 +10,6 @@ namespace proxy {
 
 namespace {
 
-constexpr std::chrono::seconds kPatience{20};
-
 // Tests of several processes run beside each other.
 std::string OwnAddress() {
     static int number = 0;
@@ -70,7 +68,7 @@ void ProxyFixture::WaitForLog(const std::string& text) {
 
 int ProxyFixture::Stop() {
     proxy_->Signal(SIGTERM);
-    const std::optional<int> status = proxy_->Wait(kPatience);
+    const std::optional<int> status = proxy_->Wait(test::kPatience);
     proxy_.reset();
     return status.value_or(-1);
 }

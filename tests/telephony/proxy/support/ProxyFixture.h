@@ -10,6 +10,7 @@
 #include <string>
 #include <thread>
 
+#include "tests/support/process/Patience.h"
 #include "tests/support/process/Process.h"
 #include "tests/support/process/RunProgram.h"
 #include "tests/support/process/TempFolder.h"
@@ -51,10 +52,7 @@ protected:
 
     template <class Condition>
     static bool Comes(Condition condition) {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (!condition() && std::chrono::steady_clock::now() < end)
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        return condition();
+        return test::Eventually(condition);
     }
 
     test::TempFolder folder_;

@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 
+#include "tests/support/process/Patience.h"
+
 namespace proxy {
 
 struct SipRequest {
@@ -36,7 +38,7 @@ public:
     void SendBytes(const std::string& bytes) const;
 
     /// The next message; empty when none comes.
-    std::string Receive(std::chrono::milliseconds most = std::chrono::seconds(10));
+    std::string Receive(std::chrono::milliseconds most = test::kPatience);
     /// Answers a request that was received.
     void Reply(const std::string& request, const std::string& status);
 
