@@ -317,8 +317,8 @@ private:
 
     void StoreGroup(const std::string& name, const std::vector<std::string>& users) {
         std::string list;
-        for (std::size_t at = 0; at < std::min(users.size(), kMostBranches); ++at)
-            list += (at == 0 ? "" : ",") + users[at];
+        for (const std::string& user : users)
+            list += (list.empty() ? "" : ",") + user;
         if (!list.empty()) plan_.live["groups"].emplace(name, list);
         if (users.size() > kMostBranches)
             throw std::invalid_argument("it has more than 30 phones; without call control the first 30 ring");

@@ -63,11 +63,17 @@ DriverHost::DriverHost(const std::string& home) {
     std::filesystem::create_directory(folder_ / "bin");
     WriteFile(folder_ / "bin/sysman", SystemManager(folder_));
     MakeExecutable(folder_ / "bin/sysman");
+    const char* const path = std::getenv("PATH");
+    environment_["PATH"] = (folder_ / "bin").string() + ":" + (path ? path : "/usr/bin:/bin");
+}
+
+DriverHost::DriverHost(const std::string& home, std::map<std::string, std::string> environment)
+    : environment_(std::move(environment)) {
+    WriteFile(folder_ / "home.xml", home);
 }
 
 void DriverHost::Start() {
-    startOfRun_ = ReadFile(folder_ / kLog).size();
-    const char* const path = std::getenv("PATH");
+    startOfRun_ = Log().size();
     Process::Command command;
     command.words = {DRIVERHOST_PROGRAM,
                      "--home",
@@ -82,7 +88,7 @@ void DriverHost::Start() {
                      "7"};
     const std::vector<std::string> times = GenerousTimes();
     command.words.insert(command.words.end(), times.begin(), times.end());
-    command.environment = {{"PATH", (folder_ / "bin").string() + ":" + (path ? path : "/usr/bin:/bin")}};
+    command.environment = environment_;
     command.output = folder_ / kLog;
     process_ = std::make_unique<Process>(command);
 
@@ -90,12 +96,12 @@ void DriverHost::Start() {
     Eventually([&] { return (port = FindPort()) || !process_->IsRunning(); });
     if (!port)
         throw std::runtime_error("driverhost does not start:\n" +
-                                 ReadFile(folder_ / kLog).substr(startOfRun_));
+                                 Log().substr(startOfRun_));
     port_ = *port;
 }
 
 std::optional<int> DriverHost::FindPort() {
-    const std::string log = ReadFile(folder_ / kLog).substr(startOfRun_);
+    const std::string log = Log().substr(startOfRun_);
     const std::string address = "listening on http://127.0.0.1:";
     const auto found = log.find(address);
     if (found == std::string::npos || log.find('\n', found) == std::string::npos) return std::nullopt;
@@ -135,7 +141,7 @@ void DriverHost::AnswerRequests(const std::optional<std::string>& line) {
 }
 
 std::vector<std::string> DriverHost::TakeLog() {
-    return NewLines(ReadFile(folder_ / kLog), logRead_);
+    return NewLines(Log(), logRead_);
 }
 
 }  // namespace test

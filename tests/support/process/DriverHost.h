@@ -3,6 +3,7 @@
 #ifndef TESTS_SUPPORT_PROCESS_DRIVERHOST_H
 #define TESTS_SUPPORT_PROCESS_DRIVERHOST_H
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -21,6 +22,8 @@ std::vector<std::string> GenerousTimes(const std::vector<std::string>& given = {
 class DriverHost {
 public:
     explicit DriverHost(const std::string& home);
+    /// With the system manager that is found in the environment's PATH; nobody writes down its requests.
+    DriverHost(const std::string& home, std::map<std::string, std::string> environment);
 
     /// Starts the process on a free port and waits until it listens. Throws std::runtime_error, with
     /// what it has logged, when it ends before. The state of an earlier run is found again.
@@ -45,12 +48,14 @@ public:
 
     /// What the process has logged since the last call, line by line.
     std::vector<std::string> TakeLog();
+    std::string Log() const { return ReadFile(folder_ / "log"); }
     const TempFolder& Folder() const { return folder_; }
 
 private:
     std::optional<int> FindPort();
 
     TempFolder folder_;
+    std::map<std::string, std::string> environment_;
     std::unique_ptr<Process> process_;
     int port_ = 0;
     std::size_t startOfRun_ = 0;  // in the log

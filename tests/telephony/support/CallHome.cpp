@@ -191,10 +191,15 @@ bool CallClient::WaitForEnd() {
     });
 }
 
-CallHome::CallHome() {
+CallHome::CallHome(std::filesystem::path proxyFile) : proxyFile_(std::move(proxyFile)) {
+    StartMedia();
+    StartCallControl();
+}
+
+CallHome::CallHome() : proxyFile_(folder_ / "proxy.json") {
     StartMedia();
     std::filesystem::permissions(folder_.Path(), std::filesystem::perms::owner_all);
-    WriteFile(folder_ / "proxy.json", nlohmann::json{{"proxy", "127.0.0.1:5060"},
+    WriteFile(proxyFile_, nlohmann::json{{"proxy", "127.0.0.1:5060"},
                                                      {"domain", "intercom"},
                                                      {"realm", "intercom"},
                                                      {"user", "callcontrol"},
@@ -204,7 +209,7 @@ CallHome::CallHome() {
                                                      {"events", "127.0.0.1:5061"},
                                                      {"callcontrol", "127.0.0.1:5070"}}
                                           .dump());
-    chmod((folder_ / "proxy.json").c_str(), 0600);
+    chmod(proxyFile_.c_str(), 0600);
     StartProxy();
     StartCallControl();
 }
@@ -266,7 +271,7 @@ std::size_t CallHome::Rooms() {
 
 void CallHome::StartCallControl() {
     callControl_ = std::make_unique<Process>(
-        Process::Command{{CALLCONTROL_PROGRAM, "--socket", Socket(), "--proxy", folder_ / "proxy.json",
+        Process::Command{{CALLCONTROL_PROGRAM, "--socket", Socket(), "--proxy", proxyFile_,
                           "--journal", folder_ / "journal", "--rtpengine", "127.0.0.1:2223"},
                          {},
                          folder_ / "callcontrol.log"});

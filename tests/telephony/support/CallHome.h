@@ -64,7 +64,10 @@ private:
 
 class CallHome {
 public:
+    /// Around a Kamailio that stands in for sipproxy's.
     CallHome();
+    /// Around a proxy that writes this file, or will. It is none of this object's.
+    explicit CallHome(std::filesystem::path proxyFile);
     ~CallHome();
 
     std::unique_ptr<CallClient> Connect();
@@ -91,6 +94,7 @@ public:
 private:
     Wire wire_;
     TempFolder folder_;
+    const std::filesystem::path proxyFile_;
     std::unique_ptr<Process> kamailio_;
     std::unique_ptr<Process> rtpengine_;
     std::unique_ptr<Process> callControl_;

@@ -1,0 +1,131 @@
+// Programs of the home that die in a call, and what the people who talk notice of it.
+#include "tests/telephony/home/House.h"
+
+namespace test {
+namespace {
+
+class Survival : public House {
+protected:
+    void SetUp() override {
+        House::SetUp();
+        if (IsSkipped() || HasFatalFailure()) return;
+        hall_ = std::make_unique<Baresip>(*home_, "hall", 6100, 440);
+        kitchen_ = std::make_unique<Baresip>(*home_, "kitchen", 6110, 660);
+        ASSERT_TRUE(StateBecomes(101, 0));
+        ASSERT_TRUE(StateBecomes(102, 0));
+    }
+
+    void TearDown() override {
+        hall_.reset();
+        kitchen_.reset();
+        House::TearDown();
+    }
+
+    void StartTalking() const {
+        Call(101, 102);
+        ASSERT_TRUE(StateBecomes(101, 3));
+        ASSERT_TRUE(StateBecomes(102, 3));
+        Talk();
+    }
+
+    /// Sound that was made since this was asked.
+    void ExpectBothHearEachOther() const {
+        Talk();
+        EXPECT_TRUE(Hears(*hall_, 660));
+        EXPECT_TRUE(Hears(*kitchen_, 440));
+    }
+
+    static bool HasEnded(const Baresip& phone) {
+        return WaitUntil([&] { return phone.Log().find("session closed") != std::string::npos; });
+    }
+
+    std::size_t StartsOfKamailio() const {
+        std::size_t count = 0;
+        const std::string log = ProxyLog();
+        for (std::size_t at = 0; (at = log.find("sipproxy: Kamailio runs on ", at)) != log.npos; ++at)
+            ++count;
+        return count;
+    }
+    bool KamailioStartsAgain(std::size_t after) const {
+        return WaitUntil([&] { return StartsOfKamailio() > after; });
+    }
+
+    std::unique_ptr<Baresip> hall_, kitchen_;
+};
+
+TEST_F(Survival, ACallAndTheRegistrationsOutliveTheProxysNewRecords) {
+    StartTalking();
+    const std::size_t starts = StartsOfKamailio();
+    Command("applySIPProxyChanges");
+    EXPECT_TRUE(KamailioStartsAgain(starts));
+    ExpectBothHearEachOther();
+    hall_->Do("hangup");
+    EXPECT_TRUE(StateBecomes(102, 0));
+    EXPECT_TRUE(StateBecomes(101, 0));
+    Call(102, 101);
+    EXPECT_TRUE(StateBecomes(101, 3));
+    EXPECT_EQ(hall_->Log().find("reg: 401"), std::string::npos);
+}
+
+TEST_F(Survival, KamailioKilledWhileAPhoneRingsDoesNotStopTheCall) {
+    hall_.reset();
+    Baresip attic(*home_, "attic", 6120, 880, {.answers = false});
+    EXPECT_TRUE(StateBecomes(103, 0));
+    Call(102, 103);
+    EXPECT_TRUE(StateBecomes(103, 2));
+    const std::size_t starts = StartsOfKamailio();
+    kill(Kamailios().front(), SIGKILL);
+    EXPECT_TRUE(KamailioStartsAgain(starts));
+    attic.Do("accept");
+    EXPECT_TRUE(StateBecomes(103, 3));
+    EXPECT_TRUE(StateBecomes(102, 3));
+    Talk();
+    EXPECT_TRUE(Hears(attic, 660));
+}
+
+TEST_F(Survival, AKilledHostFindsItsCallsAgain) {
+    StartTalking();
+    KillHost();
+    StartHost();
+    EXPECT_TRUE(StateBecomes(101, 3));
+    EXPECT_TRUE(StateBecomes(102, 3));
+    ExpectBothHearEachOther();
+    HangUp(101);
+    EXPECT_TRUE(StateBecomes(102, 0));
+    EXPECT_TRUE(HasEnded(*hall_));
+    EXPECT_TRUE(HasEnded(*kitchen_));
+}
+
+TEST_F(Survival, AfterCallControlWasKilledNoPhoneHangsAndTheNextCallWorks) {
+    StartTalking();
+    home_->KillCallControl();
+    home_->StartCallControl();
+    EXPECT_TRUE(HasEnded(*hall_));
+    EXPECT_TRUE(HasEnded(*kitchen_));
+    EXPECT_TRUE(StateBecomes(101, 0));
+    EXPECT_TRUE(StateBecomes(102, 0));
+    StartTalking();
+    ExpectBothHearEachOther();
+}
+
+TEST_F(Survival, ACallIsHeardAgainAfterRtpengineWasKilled) {
+    StartTalking();
+    home_->KillMedia();
+    home_->StartMedia();
+    EXPECT_TRUE(WaitUntil([this] { return home_->Rooms() == 1; }));
+    ExpectBothHearEachOther();
+    EXPECT_TRUE(StateBecomes(101, 3));
+}
+
+TEST_F(Survival, APhoneThatIsPulledOutFreesTheOther) {
+    StartTalking();
+    kitchen_->Program().Signal(SIGSTOP);
+    EXPECT_TRUE(HasEnded(*hall_));
+    EXPECT_TRUE(StateBecomes(101, 0));
+    EXPECT_TRUE(StateBecomes(102, 4));
+    kitchen_->Program().Signal(SIGCONT);
+    EXPECT_TRUE(StateBecomes(102, 0));
+}
+
+}  // namespace
+}  // namespace test
