@@ -130,7 +130,8 @@ Table SecretsTable(const Secrets& secrets) {
 void PrepareContacts(const Plan& plan, const std::string& folder) {
     const std::string path = ContactsFile(folder);
     if (::access(path.c_str(), F_OK) != 0) {
-        CreateDatabase(path + ".new", kContactsLayout).Run("COMMIT");
+        // Who reads does not lock Kamailio out then, which does not wait.
+        CreateDatabase(path + ".new", kContactsLayout).Run("COMMIT; PRAGMA journal_mode = WAL");
         Rename(path + ".new", path);
         return;
     }

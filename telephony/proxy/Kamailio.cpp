@@ -80,7 +80,7 @@ Kamailio::Kamailio(std::string program, std::string folder)
 
 Kamailio::~Kamailio() {
     if (!IsRunning()) return;
-    ::shutdown(connection_, SHUT_RDWR);  // the keeper kills all
+    ::shutdown(connection_, SHUT_RDWR);  // the keeper ends all
     Finish();
 }
 

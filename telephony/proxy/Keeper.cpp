@@ -99,11 +99,12 @@ void Tell(int connection, const std::string& text) {
     ::send(connection, text.data(), text.size(), MSG_NOSIGNAL);
 }
 
-// Returns when the leader has ended, or is to be killed.
+// Returns when the leader has ended, or is to be killed. sipproxy asks, or is gone; either way Kamailio gets
+// the time to write down who is registered.
 void Watch(ProcessGroup& group, int connection, int signals) {
     std::optional<Clock::time_point> end;  // once it was asked to end
     for (;;) {
-        std::array<pollfd, 2> files{pollfd{connection, POLLIN, 0}, pollfd{signals, POLLIN, 0}};
+        std::array<pollfd, 2> files{pollfd{end ? -1 : connection, POLLIN, 0}, pollfd{signals, POLLIN, 0}};
         ::poll(files.data(), files.size(), end ? static_cast<int>(kAskAgain.count()) : -1);
         if (files[1].revents != 0) {
             signalfd_siginfo signal;
@@ -111,11 +112,7 @@ void Watch(ProcessGroup& group, int connection, int signals) {
             }
             if (group.Collect()) return;
         }
-        if (files[0].revents != 0) {
-            char word = 0;
-            if (::recv(connection, &word, 1, 0) <= 0) return;
-            if (!end) end = Clock::now() + kGrace;
-        }
+        if (files[0].revents != 0) end = Clock::now() + kGrace;
         if (end && Clock::now() >= *end) return;
         // A Kamailio that is still starting notes a signal and then sleeps over it, until the next one.
         if (end) group.Ask();

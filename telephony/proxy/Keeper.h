@@ -6,7 +6,7 @@
 
 namespace proxy {
 
-/// What sipproxy sends to have Kamailio end by itself. That it closes the connection means: kill it.
+/// What sipproxy sends to have Kamailio end; that it closes the connection means the same.
 inline constexpr char kAskToEnd = 'e';
 
 /// Starts `program` with the script in `folder` and watches it. Tells its process number through

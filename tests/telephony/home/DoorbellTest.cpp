@@ -56,8 +56,8 @@ TEST_F(Doorbell, RingsAtWhoChimesAndTheFirstThatAnswersTalksToTheDoor) {
 }
 
 TEST_F(Doorbell, AGroupOfThatNameIsWhoRings) {
-    Command("addGroup", {{"name", "doorbell"}});
-    Command("addDeviceToGroup", {{"name", "doorbell"}, {"idDevice", "103"}});
+    EXPECT_NE(Command("addGroup", {{"name", "doorbell"}}).find("<groupId>1</groupId>"), std::string::npos);
+    Command("setGroupState", {{"groupId", "1"}, {"name", "doorbell"}, {"xml", "<ids><id>103</id></ids>"}});
     EXPECT_TRUE(WaitUntil([this] { return ProxyLog().find("taken over") != std::string::npos; })) << Logs();
     Press();
     EXPECT_TRUE(StateBecomes(103, 2));

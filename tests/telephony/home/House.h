@@ -41,6 +41,8 @@ protected:
     /// The processes of Kamailio, the main one first.
     std::vector<pid_t> Kamailios() const;
     bool ProxyTakesRequests() const;
+    /// What call control has.
+    telephony::Event Snapshot() const { return home_->Connect()->Greet(); }
     std::string ProxyLog() const { return ReadFile(folder_ / "sysman/sipproxy.log"); }
     /// All logs, for a test that has failed.
     std::string Logs() const;

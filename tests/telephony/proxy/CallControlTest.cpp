@@ -129,6 +129,29 @@ TEST_F(CallControl, GetsThePhonesCallsWithTheSecretHeader) {
     EXPECT_THAT(hall->Answer(), StartsWith("SIP/2.0 486"));
 }
 
+TEST_F(CallControl, IsToldWhoIsToRingForTheNameThatWasDialled) {
+    HostHome home = SampleHome();
+    home.accounts.push_back(
+        {.id = 103, .user = "attic", .password = "attic-password", .intercomName = "Attic", .dnd = true});
+    home.groups["Upstairs"] = {101, 102, 103};
+    StartHost(home);
+    Start();
+    const auto control = Connect();
+    const auto hall = Phone("hall");
+    const auto calleesOf = [&](const std::string& name) {
+        std::thread calling([&] {
+            hall->Ask({.method = "INVITE", .address = Uri(name), .headers = "X-Intercom-To: forged\r\n"});
+        });
+        const std::string invite = control->ReceiveSip();
+        calling.join();
+        EXPECT_THAT(invite, Not(HasSubstr("forged")));
+        return HeaderOf(invite, "X-Intercom-To");
+    };
+    EXPECT_EQ("kitchen", calleesOf("KITCHEN"));
+    // Neither the caller nor who is not to be disturbed.
+    EXPECT_EQ("kitchen", calleesOf("Upstairs"));
+}
+
 TEST_F(CallControl, IsNotWaitedForWhenItsConnectionIsClosed) {
     Start();
     const auto kitchen = Phone("kitchen");

@@ -157,6 +157,7 @@ TEST_F(Following, TheCheckTellsWhatItWouldRunWithAndNoSecret) {
 TEST_F(Following, TheStatusIsThereAsJson) {
     Start();
     ASSERT_EQ(200, Phone("hall")->Register());
+    EXPECT_TRUE(StatusTells("account hall: sip:hall@"));
     const std::string status = Status("--json");
     EXPECT_THAT(status, HasSubstr("\"kamailio\": \"running\""));
     EXPECT_THAT(status, HasSubstr("\"user\": \"hall\""));

@@ -68,6 +68,7 @@ TEST_F(Killing, TheKeeperKilledBringsANewKamailio) {
 TEST_F(Killing, KamailiosMainProcessKilledBringsANewOneAndRegistrationsStay) {
     Start();
     ASSERT_EQ(200, Phone("kitchen")->Register());
+    EXPECT_TRUE(StatusTells("account kitchen: sip:kitchen@"));
     const std::vector<pid_t> processes = Kamailios();
     ::kill(processes.front(), SIGKILL);
     WaitForLog("Kamailio was ended by signal 9; it is started again");

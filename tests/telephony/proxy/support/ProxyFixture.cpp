@@ -80,6 +80,10 @@ std::string ProxyFixture::Status(const std::string& option) {
     return result.output + result.errors;
 }
 
+bool ProxyFixture::StatusTells(const std::string& text) {
+    return Comes([&] { return Status().find(text) != std::string::npos; });
+}
+
 std::vector<pid_t> ProxyFixture::Kamailios() const {
     std::vector<pid_t> found;
     std::error_code error;

@@ -42,6 +42,8 @@ protected:
 
     std::string Log() const { return test::ReadFile(folder_ / "log"); }
     std::string Status(const std::string& option = "--status");
+    /// A registration is written down within a second.
+    bool StatusTells(const std::string& text);
 
     /// The processes that run with this proxy's script, the main one first.
     std::vector<pid_t> Kamailios() const;
