@@ -160,7 +160,7 @@ bool DeviceCalls::SetAllHeld(bool held) {
     return !numbers.empty();
 }
 
-bool DeviceCalls::SendDigits(const std::string& digits) {
+bool DeviceCalls::SendDigits(const std::string& digits, telephony::DigitStyle by) {
     const Call* running = nullptr;
     for (const auto& [id, call] : calls_) {
         const LegReport* const own = OwnLeg(call);
@@ -171,6 +171,7 @@ bool DeviceCalls::SendDigits(const std::string& digits) {
     Command command = About(CommandKind::Dtmf, running->report.id);
     command.leg = owner_.User();
     command.digits = digits;
+    command.by = by;
     return owner_.SendToCallControl(command);
 }
 

@@ -59,7 +59,7 @@ public:
     bool SetHeld(unsigned char session, bool held);
     bool SetAllHeld(bool held);
     /// To the device itself, in its call that has run longest.
-    bool SendDigits(const std::string& digits);
+    bool SendDigits(const std::string& digits, telephony::DigitStyle by);
 
     /// Whether the device's phone is registered.
     bool IsPresent() const { return present_; }

@@ -87,7 +87,7 @@ dv::auto_com<DvXML::INode> Phone::Press(const std::string& wanted) {
         if (wanted != button.name && wanted != std::to_string(at + 1)) continue;
         if (button.http)
             CallStation("button " + button.name, *button.http);
-        else if (!Calls().SendDigits(button.digits))
+        else if (!Calls().SendDigits(button.digits, button.by))
             return fail("button " + button.name + ": there is no call to send its digits into");
         return DvXML::CreateXmlNode("success", "");
     }

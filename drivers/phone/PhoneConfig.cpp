@@ -14,6 +14,7 @@
 #include "host/glue/Numbers.h"
 
 using telephony::AnswerStyle;
+using telephony::DigitStyle;
 using telephony::HoldStyle;
 
 namespace {
@@ -151,15 +152,21 @@ HttpAction ReadHttp(const DvXML::INode& element) {
 
 PhoneButton ReadButton(const DvXML::INode& element) {
     PhoneButton button;
+    std::string info;
+    std::string dtmf;
     ReadChildren(element, {{"name", IntoText(button.name)},
-                           {"info", IntoText(button.digits)},
+                           {"info", IntoText(info)},
+                           {"dtmf", IntoText(dtmf)},
                            {"http", [&](const DvXML::INode& http) { button.http = ReadHttp(http); }}});
     if (button.name.empty()) throw ConfigError("a <button> has no <name>");
-    if (button.digits.empty() == !button.http)
-        throw ConfigError("the button \"" + button.name + "\" must have either <info> or <http>");
-    if (!button.http && (!IsMadeOf(button.digits, kDigits) || button.digits.size() > telephony::kMostDigits))
-        throw ConfigError("the button \"" + button.name + "\": <info> must be at most " +
-                          std::to_string(telephony::kMostDigits) + " of 0-9 * # A-D");
+    if (!info.empty() + !dtmf.empty() + button.http.has_value() != 1)
+        throw ConfigError("the button \"" + button.name + "\" must have one of <info>, <dtmf> and <http>");
+    if (button.http) return button;
+    button.by = dtmf.empty() ? DigitStyle::Info : DigitStyle::Rfc4733;
+    button.digits = info + dtmf;
+    if (!IsMadeOf(button.digits, kDigits) || button.digits.size() > telephony::kMostDigits)
+        throw ConfigError("the button \"" + button.name + "\": <" + (dtmf.empty() ? "info" : "dtmf") +
+                          "> must be at most " + std::to_string(telephony::kMostDigits) + " of 0-9 * # A-D");
     return button;
 }
 

@@ -19,10 +19,11 @@ struct HttpAction {
     std::string password;
 };
 
-/// What a button does: one of the two.
+/// What a button does: it sends digits, or a request.
 struct PhoneButton {
     std::string name;
-    std::string digits;  // sent to the phone in its call, by SIP INFO
+    std::string digits;  // to the phone in its call
+    telephony::DigitStyle by = telephony::DigitStyle::Info;
     std::optional<HttpAction> http;
 };
 

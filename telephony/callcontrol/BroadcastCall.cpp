@@ -75,6 +75,10 @@ void BroadcastCall::OnLegRefusesReinvite(CallLeg& leg, int code) {
     OnLegGone(leg, END_NO_MEDIA, reason);
 }
 
+std::string BroadcastCall::PlayDigits(const std::string&, const std::string&) {
+    return "a broadcast takes digits by info only";
+}
+
 void BroadcastCall::Hold() {
     if (!established_ || held_) return;
     room_.Block(kCallerTag);

@@ -14,6 +14,7 @@ public:
     void Start() override;
     void Hold() override;
     void Resume() override;
+    std::string PlayDigits(const std::string& user, const std::string& digits) override;
 
 private:
     void TellListeners();

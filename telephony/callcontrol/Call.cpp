@@ -47,8 +47,8 @@ void CallLeg::Tell(const std::string& description, const CallLeg& shown, bool an
 void CallLeg::OnProgress(int code, const std::string& description) {
     if (report.state == LegState::Calling) {
         report.state = LegState::Ringing;
-        // Until now the proxy may have asked for credentials; this is the INVITE that a CANCEL must repeat. It is
-        // written before anybody is told, so that whoever knows of a call finds it in the journal.
+        // Until now the proxy may have asked for credentials; this is the INVITE that a CANCEL must repeat.
+        // It is written before anybody is told, so that whoever knows of a call finds it in the journal.
         call_.WriteJournal();
         Event event = call_.About(EventKind::Ringing, *this);
         event.code = code;
@@ -89,9 +89,7 @@ void CallLeg::OnReanswer(int code, const std::string& description) {
 }
 
 void CallLeg::OnDigits(const std::string& digits) {
-    Event event = call_.About(EventKind::Dtmf, *this);
-    event.digits = digits;
-    call_.Tell(std::move(event));
+    call_.TellDigits(*this, digits, DigitStyle::Info);
 }
 
 void CallLeg::OnBye() {
@@ -204,10 +202,36 @@ Room::Handler Call::WithReply(std::function<void(const NgReply&)> handler) {
     };
 }
 
-void Call::SendDigits(const std::string& user, const std::string& digits) {
+std::vector<CallLeg*> Call::LegsForDigits(const std::string& user) const {
+    std::vector<CallLeg*> legs;
     for (const auto& leg : legs_)
         if (leg->IsUp() && (user.empty() ? leg->report.role == LegRole::Callee : leg->User() == user))
-            leg->sip->SendDigits(digits);
+            legs.push_back(leg.get());
+    return legs;
+}
+
+std::string Call::SendDigits(const std::string& user, const std::string& digits) {
+    const auto legs = LegsForDigits(user);
+    for (CallLeg* const leg : legs)
+        leg->sip->SendDigits(digits);
+    return legs.empty() ? kNobodyForDigits : "";
+}
+
+void Call::OnRoomDigit(const std::string& tag, char digit) {
+    if (const auto ours = played_.find({tag, digit}); ours != played_.end()) {
+        played_.erase(ours);
+        return;
+    }
+    for (const auto& leg : legs_)
+        if (leg->IsUp() && leg->tag == tag)
+            return TellDigits(*leg, std::string(1, digit), DigitStyle::Rfc4733);
+}
+
+void Call::TellDigits(const CallLeg& leg, const std::string& digits, DigitStyle by) {
+    Event event = About(EventKind::Dtmf, leg);
+    event.digits = digits;
+    event.by = TextOf(by);
+    Tell(std::move(event));
 }
 
 bool Call::HangUp(const std::string& user) {

@@ -6,7 +6,9 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "telephony/callcontrol/Journal.h"
@@ -32,6 +34,8 @@ enum EndCode : int {
 inline constexpr char kByCommand[] = "command";
 inline constexpr char kByCallControl[] = "callcontrol";
 inline constexpr char kHungUp[] = "Hung up from outside";
+/// Why digits cannot be sent.
+inline constexpr char kNobodyForDigits[] = "nobody that they are for has answered";
 
 class Call;
 using CallPtr = std::shared_ptr<Call>;
@@ -100,8 +104,14 @@ public:
     virtual void Start() = 0;
     virtual void Hold() = 0;
     virtual void Resume() = 0;
-    /// To the user's phone; to all but the caller's when it is empty.
-    void SendDigits(const std::string& user, const std::string& digits);
+    /// To the user's phone, or to all but the caller's when it is empty; by SIP INFO. Why it cannot be done;
+    /// empty when it is.
+    std::string SendDigits(const std::string& user, const std::string& digits);
+    /// The same, as telephone-events in the sound.
+    virtual std::string PlayDigits(const std::string& user, const std::string& digits) = 0;
+    /// rtpengine has seen a digit in the sound from this end of the room.
+    void OnRoomDigit(const std::string& tag, char digit);
+    const std::string& RoomName() const { return room_.Name(); }
     /// One leg leaves, and whatever that means for the others follows. False when it is not in the call.
     bool HangUp(const std::string& user);
     /// In any state, once; later ones do nothing.
@@ -132,6 +142,9 @@ protected:
     /// The leg is over: said once.
     void Down(CallLeg& leg, int code, const std::string& reason);
     void HangUpLeg(CallLeg& leg, int code, const std::string& reason);
+    /// The legs that digits for the user go to; see SendDigits.
+    std::vector<CallLeg*> LegsForDigits(const std::string& user) const;
+    void TellDigits(const CallLeg& leg, const std::string& digits, DigitStyle by);
     void SetEstablished();
     void SetHeld(bool held, const std::string& by);
     void WriteJournal() const;
@@ -147,6 +160,8 @@ protected:
     bool established_ = false;
     bool held_ = false;
     bool ended_ = false;
+    std::multiset<std::pair<std::string, char>>
+        played_;  // digits by us, which rtpengine tells, too: tag, digit
 
 private:
     void TakeTraffic(const NgReply& reply, bool last);

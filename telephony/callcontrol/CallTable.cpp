@@ -59,7 +59,7 @@ void CallTable::Execute(Client& client, const Command& command) {
         Refuse(client, command, kNoSuchCall, "\"" + command.leg + "\" is not in this call");
     if (command.kind == CommandKind::Hold) call->Hold();
     if (command.kind == CommandKind::Resume) call->Resume();
-    if (command.kind == CommandKind::Dtmf) call->SendDigits(command.leg, command.digits);
+    if (command.kind == CommandKind::Dtmf) SendDigits(client, command, *call);
 }
 
 void CallTable::Greet(Client& client, const Command& command) {
@@ -85,6 +85,17 @@ void CallTable::Refuse(Client& client, const Command& command, int code, const s
     event.code = code;
     event.reason = std::string(TextOf(command.kind)) + ": " + reason;
     client.Tell(event);
+}
+
+void CallTable::SendDigits(Client& client, const Command& command, Call& call) {
+    const std::string why = command.by == DigitStyle::Info ? call.SendDigits(command.leg, command.digits)
+                                                           : call.PlayDigits(command.leg, command.digits);
+    if (!why.empty()) Refuse(client, command, END_NOT_ACCEPTABLE, why);
+}
+
+void CallTable::TakeDigit(const RoomDigit& digit) {
+    for (const auto& [id, call] : calls_)
+        if (call->RoomName() == digit.room) return call->OnRoomDigit(digit.tag, digit.digit);
 }
 
 CallPtr CallTable::Find(Client& client, const Command& command) {

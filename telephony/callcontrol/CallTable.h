@@ -39,6 +39,8 @@ public:
     void SetLost(const std::string& user, const std::string& reason);
     /// The proxy will tell again who is there.
     void ForgetPhones() { phones_.clear(); }
+    /// From rtpengine.
+    void TakeDigit(const RoomDigit& digit);
 
     /// What the client says of itself holds until Leave.
     void Execute(Client& client, const Command& command);
@@ -59,6 +61,7 @@ private:
     };
 
     void Greet(Client& client, const Command& command);
+    void SendDigits(Client& client, const Command& command, Call& call);
     void StartCall(Client& client, const Command& command);
     CallPtr Find(Client& client, const Command& command);
     void Refuse(Client& client, const Command& command, int code, const std::string& reason);

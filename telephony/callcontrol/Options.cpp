@@ -28,8 +28,11 @@ po::options_description Describe() {
         "journal", po::value<std::string>()->value_name("FOLDER"),
         "where running calls are written down; made with mode 0700")(
         "rtpengine", po::value<std::string>()->value_name("ADDRESS:PORT")->default_value("127.0.0.1:2223"),
-        "its ng protocol")("silence", po::value<unsigned>()->value_name("MS")->default_value(3000),
-                           "a phone in a call that sends nothing for so long is lost; 0: never")(
+        "its ng protocol")(
+        "dtmf", po::value<std::string>()->value_name("ADDRESS:PORT")->default_value(""),
+        "where rtpengine's --dtmf-log-dest tells of digits in the sound; none: they are not told")(
+        "silence", po::value<unsigned>()->value_name("MS")->default_value(3000),
+        "a phone in a call that sends nothing for so long is lost; 0: never")(
         "ringing", po::value<unsigned>()->value_name("MS")->default_value(120000),
         "nobody is called for longer")("help", "print this help");
     return options;
@@ -67,6 +70,7 @@ Options ParseOptions(int argc, const char* const* argv) {
     options.proxy = take("proxy");
     options.journal = take("journal");
     options.media = take("rtpengine");
+    options.digits = take("dtmf");
     options.silence = std::chrono::milliseconds(values["silence"].as<unsigned>());
     options.ringing = std::chrono::milliseconds(values["ringing"].as<unsigned>());
     return options;

@@ -13,6 +13,7 @@ struct Options {
     std::string proxy;    // the file that the proxy writes
     std::string journal;  // folder
     std::string media;    // rtpengine's address and port
+    std::string digits;   // where it tells of digits; empty: nowhere
     std::chrono::milliseconds silence{3000};
     std::chrono::milliseconds ringing{120000};
 

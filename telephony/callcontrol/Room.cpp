@@ -13,6 +13,7 @@ using nlohmann::json;
 // "port-latching" keeps the port that the caller was told when the callee answers; both others together keep
 // a stranger who sends to a port from being heard, and from being sent what was meant for a phone.
 const json kFlags{"port-latching", "strict-source", "asymmetric"};
+constexpr char kPlaysDigits[] = "inject-DTMF";
 
 constexpr int kRate = 8000;
 constexpr int kToneHertz = 425;
@@ -20,6 +21,12 @@ constexpr int kToneSeconds = 1;
 constexpr int kFileSeconds = 3;  // ends in the pause: repeating leaves a gap, which is not heard there
 constexpr double kLoudness = 6000;
 constexpr int kRepetitions = 200;
+
+constexpr int kDigitMilliseconds = 120;
+constexpr int kDigitPause = 100;     // the shortest that rtpengine makes
+constexpr int kDigitLoudness = -10;  // dBm0
+// RFC 4733, section 3.2: the numbers of their events.
+constexpr std::string_view kDigits = "0123456789*#ABCD";
 
 void AppendNumber(std::string& bytes, std::uint32_t number, int count) {
     for (int i = 0; i < count; ++i)
@@ -77,18 +84,23 @@ Room::Handler Room::LogFailure(const char* what) const {
 }
 
 void Room::Offer(const std::string& from, const std::string& to, const std::string& sdp, Handler handler) {
-    json keys{{"from-tag", from}, {"sdp", sdp}, {"flags", kFlags}, {"ICE", "remove"}};
-    keys["replace"] = json{"origin", "session-connection"};
+    json keys{{"from-tag", from}};
     if (!to.empty()) keys["to-tag"] = to;
-    // The answer of the one names one codec; the other must be offered both all the same.
-    if (from == kCallerTag || to == kCallerTag) keys["codec"] = {{"transcode", {"PCMA", "PCMU"}}};
-    Ask("offer", std::move(keys), std::move(handler));
+    // The answer of the one names one codec, and perhaps no digits; the other must be offered all the same.
+    if (from == kCallerTag || to == kCallerTag)
+        keys["codec"] = {{"transcode", {"PCMA", "PCMU", "telephone-event"}}};
+    Negotiate("offer", std::move(keys), sdp, std::move(handler));
 }
 
 void Room::Answer(const std::string& from, const std::string& to, const std::string& sdp, Handler handler) {
-    json keys{{"from-tag", from}, {"to-tag", to}, {"sdp", sdp}, {"flags", kFlags}, {"ICE", "remove"}};
+    Negotiate("answer", {{"from-tag", from}, {"to-tag", to}}, sdp, std::move(handler));
+}
+
+void Room::Negotiate(const char* command, json keys, const std::string& sdp, Handler handler) {
+    keys.update({{"sdp", sdp}, {"flags", kFlags}, {"ICE", "remove"}});
     keys["replace"] = json{"origin", "session-connection"};
-    Ask("answer", std::move(keys), std::move(handler));
+    if (takesDigits_) keys["flags"].push_back(kPlaysDigits);
+    Ask(command, std::move(keys), std::move(handler));
 }
 
 void Room::Subscribe(const std::string& source, const std::string& listener, Handler handler) {
@@ -126,6 +138,30 @@ void Room::Unblock(const std::string& from) {
     json keys = json::object();
     if (!from.empty()) keys["from-tag"] = from;
     Ask("unblock media", std::move(keys), LogFailure("opening the gate"));
+}
+
+void Room::PlayDigit(const std::string& from, char digit, Handler handler) {
+    Ask("play DTMF",
+        {{"from-tag", from},
+         {"code", std::string(1, digit)},
+         {"duration", kDigitMilliseconds},
+         {"pause", kDigitPause},
+         {"volume", kDigitLoudness}},
+        std::move(handler));
+}
+
+std::optional<RoomDigit> DigitIn(std::string_view datagram) {
+    const json told = json::parse(datagram, nullptr, false);
+    if (!told.is_object()) return std::nullopt;
+    const auto text = [&](const char* name) {
+        const auto found = told.find(name);
+        return found != told.end() && found->is_string() ? found->get<std::string>() : std::string();
+    };
+    const auto event = told.find("event");
+    if (text("type") != "DTMF" || event == told.end() || !event->is_number_unsigned() ||
+        event->get<std::size_t>() >= kDigits.size())
+        return std::nullopt;
+    return RoomDigit{text("callid"), text("source_tag"), kDigits[event->get<std::size_t>()]};
 }
 
 void Room::Query(Handler handler) {

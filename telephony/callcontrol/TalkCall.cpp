@@ -20,7 +20,8 @@ TalkCall::TalkCall(CallServices& services, const Command& command)
       answersByItself_(command.callKind == CallKind::Monitor || !command.ring),
       isMonitor_(command.callKind == CallKind::Monitor),
       ringbackTimer_(services.loop),
-      ringing_(services.loop) {
+      ringing_(services.loop),
+      digitTimer_(services.loop) {
     AddLeg(command.from, LegRole::Caller, kCallerTag);
     for (const std::string& user : command.to)
         AddLeg(user, LegRole::Callee, kCalleeTag);
@@ -34,7 +35,8 @@ TalkCall::TalkCall(CallServices& services, std::string id, SipLegPtr caller, con
       answersByItself_(false),
       isMonitor_(false),
       ringbackTimer_(services.loop),
-      ringing_(services.loop) {
+      ringing_(services.loop),
+      digitTimer_(services.loop) {
     byPhone_ = true;
     CallLeg& leg = AddLeg(from, LegRole::Caller, kCallerTag);
     leg.sip = std::move(caller);
@@ -109,7 +111,7 @@ void TalkCall::OnLegAnswers(CallLeg& leg) {
                      WithReply([this](const NgReply&) { NextRenegotiation(); }));
         return;
     }
-    if (step_ == Step::Idle) return;
+    if (step_ == Step::Idle || step_ == Step::TakingDigits) return;
     if (!isCaller) return TakeCalleesAnswer(leg);
     room_.Answer(kPlaceholderTag, kCallerTag, leg.sdp,
                  WithReply([this](const NgReply&) { OfferToCallees(); }));
@@ -255,6 +257,80 @@ void TalkCall::OnLegRefusesReinvite(CallLeg& leg, int code) {
     NextRenegotiation();
 }
 
+// ---- digits into the sound
+
+std::string TalkCall::PlayDigits(const std::string& user, const std::string& digits) {
+    const auto legs = LegsForDigits(user);
+    if (legs.empty()) return kNobodyForDigits;
+    CallLeg& leg = *legs.front();
+    if (std::string why = WhyNoDigitsFor(leg); !why.empty()) return why;
+    if (step_ != Step::Idle && step_ != Step::TakingDigits) return "the call is being changed; try again";
+    for (const char digit : digits)
+        toPlay_.emplace_back(&leg, digit);
+    if (!room_.TakesDigits())
+        TakeDigits();
+    else if (!digitTimer_.IsRunning() && step_ == Step::Idle)
+        PlayNextDigit();
+    return {};
+}
+
+// rtpengine puts digits into what the other end sends, and says nothing when that goes nowhere.
+std::string TalkCall::WhyNoDigitsFor(const CallLeg& leg) const {
+    if (!established_) return "the call is not established";
+    if (held_) return "the call is held";
+    if (isMonitor_ && &leg != &Caller()) return "nothing is sent to who is watched; give digits by info";
+    return {};
+}
+
+// What both ends have told is told to rtpengine once more, now with the flag. It answers what it has answered
+// before, so neither phone has to know.
+void TalkCall::TakeDigits() {
+    step_ = Step::TakingDigits;
+    room_.TakeDigits(true);
+    const auto check = [this](std::function<void(const NgReply&)> handler) {
+        return [weak = weak_from_this(), this, handler = std::move(handler)](const NgReply& reply) {
+            const CallPtr call = weak.lock();
+            if (call && !ended_ && step_ == Step::TakingDigits) handler(reply);
+        };
+    };
+    room_.Offer(kCallerTag, kCalleeTag, Caller().sdp, check([this, check](const NgReply& offered) {
+                    if (!offered.ok) return FinishTakingDigits(offered);
+                    room_.Answer(kCallerTag, kCalleeTag, answered_->sdp,
+                                 check([this](const NgReply& reply) { FinishTakingDigits(reply); }));
+                }));
+}
+
+void TalkCall::FinishTakingDigits(const NgReply& reply) {
+    step_ = Step::Idle;
+    room_.TakeDigits(reply.ok);
+    if (!reply.ok) DropDigits("rtpengine takes no digits: " + reply.reason);
+    if (!toRenegotiate_.empty()) NextRenegotiation();
+    digitTimer_.Start(kPlayedDigit, [this] { PlayNextDigit(); });
+}
+
+void TalkCall::PlayNextDigit() {
+    if (toPlay_.empty()) return;
+    const auto [leg, digit] = toPlay_.front();
+    if (const std::string why = WhyNoDigitsFor(*leg); !why.empty()) return DropDigits(why);
+    toPlay_.pop_front();
+    const std::string from = Other(*leg).tag;
+    played_.emplace(from, digit);
+    digitTimer_.Start(kPlayedDigit, [this] { PlayNextDigit(); });
+    room_.PlayDigit(from, digit, [weak = weak_from_this(), this](const NgReply& reply) {
+        const CallPtr call = weak.lock();
+        if (call && !ended_ && !reply.ok) DropDigits("rtpengine plays no digits: " + reply.reason);
+    });
+}
+
+void TalkCall::DropDigits(const std::string& why) {
+    toPlay_.clear();
+    Event event;
+    event.kind = EventKind::Refused;
+    event.code = END_NOT_ACCEPTABLE;
+    event.reason = "dtmf: " + why;
+    Tell(std::move(event));
+}
+
 void TalkCall::Rebuild() {
     for (const auto& leg : legs_)
         if (leg->IsUp() && !CanBeReinvited(*leg))
@@ -263,6 +339,7 @@ void TalkCall::Rebuild() {
     if (asking_) asking_->sip->RefuseReoffer(491, "Request Pending");
     asking_ = asked_ = nullptr;
     toRenegotiate_.clear();
+    toPlay_.clear();
     step_ = Step::Building;
     held_ = false;
     TellCaller();

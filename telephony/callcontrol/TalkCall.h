@@ -25,6 +25,7 @@ public:
     void Start() override;
     void Hold() override;
     void Resume() override;
+    std::string PlayDigits(const std::string& user, const std::string& digits) override;
 
 private:
     // The steps of setting media up, in their order. They are also taken when rtpengine was started anew;
@@ -40,6 +41,13 @@ private:
     void NextRenegotiation();
     void PassReofferOn(CallLeg& from, CallLeg& to, const std::string& sdp);
     void AnswerReoffer(CallLeg& from, CallLeg& to, const std::string& sdp);
+
+    // Digits into the sound.
+    std::string WhyNoDigitsFor(const CallLeg& leg) const;
+    void TakeDigits();
+    void FinishTakingDigits(const NgReply& reply);
+    void PlayNextDigit();
+    void DropDigits(const std::string& why);
 
     void OnLegRings(CallLeg& leg, const std::string& sdp) override;
     void OnLegAnswers(CallLeg& leg) override;
@@ -62,7 +70,8 @@ private:
         Building,       // until the callee has answered; again after rtpengine was started anew
         Idle,           // established, nothing under way
         Renegotiating,  // a command has changed the directions, both ends are told in turn
-        Passing         // a phone's re-INVITE is with the other end
+        Passing,        // a phone's re-INVITE is with the other end
+        TakingDigits    // rtpengine is made to take digits; the phones hear nothing of it
     };
     Step step_ = Step::Building;
     CallLeg* answered_ = nullptr;  // the callee that answered first
@@ -75,6 +84,8 @@ private:
     CallLeg* asked_ = nullptr;   // whose re-INVITE is under way
     CallLeg* asking_ = nullptr;  // whose re-INVITE waits for the answer
     std::string askedFor_;
+    std::deque<std::pair<CallLeg*, char>> toPlay_;  // to whom
+    Timer digitTimer_;                              // runs while a digit is played
 };
 
 }  // namespace telephony

@@ -55,6 +55,34 @@ private:
     std::unique_ptr<Descriptor> socket_;
 };
 
+// What rtpengine tells of digits.
+class DigitSocket {
+public:
+    explicit DigitSocket(const std::string& address) {
+        struct sa here;
+        if (sa_decode(&here, address.c_str(), address.size()) != 0 || sa_port(&here) == 0)
+            throw OptionError("--dtmf: \"" + address + "\" is no numeric address with a port");
+        socket_ =
+            std::make_unique<Descriptor>(socket(sa_af(&here), SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+        if (bind(socket_->Get(), &here.u.sa, here.len) != 0)
+            throw std::runtime_error("cannot listen for digits on " + address +
+                                     ": is the address this machine's, and free?");
+    }
+
+    void Watch(CallTable& table) {
+        socket_->Watch(true, false, [this, &table](bool, bool) {
+            std::array<char, 65536> datagram;
+            const ssize_t size = recv(socket_->Get(), datagram.data(), datagram.size(), 0);
+            if (size <= 0) return;
+            if (const auto digit = DigitIn({datagram.data(), static_cast<std::size_t>(size)}))
+                table.TakeDigit(*digit);
+        });
+    }
+
+private:
+    std::unique_ptr<Descriptor> socket_;
+};
+
 class Program {
 public:
     explicit Program(const Options& options)
@@ -70,6 +98,9 @@ public:
               [this](const nlohmann::json& event) { TakeEvent(event); }),
           end_(loop_) {
         media_.Watch(ng_);
+        if (options.digits.empty()) return;
+        digits_ = std::make_unique<DigitSocket>(options.digits);
+        digits_->Watch(table_);
     }
 
     void Run() {
@@ -129,6 +160,7 @@ private:
     Recovery recovery_;
     ClientServer server_;
     ProxyLink proxy_;
+    std::unique_ptr<DigitSocket> digits_;
     Timer end_;
 };
 

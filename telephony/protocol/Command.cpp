@@ -28,6 +28,7 @@ constexpr Words<AnswerStyle, 4> kAnswerStyles{{{AnswerStyle::None, "none"},
                                                {AnswerStyle::AlertInfo, "alert-info"},
                                                {AnswerStyle::AnswerMode, "answer-mode"}}};
 constexpr Words<HoldStyle, 2> kHoldStyles{{{HoldStyle::Reinvite, "re-invite"}, {HoldStyle::Gate, "gate"}}};
+constexpr Words<DigitStyle, 2> kDigitStyles{{{DigitStyle::Info, "info"}, {DigitStyle::Rfc4733, "rfc4733"}}};
 
 // One object of a line. Each field that is asked for is known; what is left at the end is not.
 class Fields {
@@ -151,6 +152,7 @@ void ParseDtmf(Fields& fields, Command& command) {
     if (command.digits.size() > kMostDigits ||
         command.digits.find_first_not_of("0123456789*#ABCD") != std::string::npos)
         fields.Refuse("digits", "must be at most " + std::to_string(kMostDigits) + " of 0-9 * # A-D");
+    command.by = fields.OneOf("by", kDigitStyles, DigitStyle::Info);
 }
 
 Command ParseFields(const json& object) {
@@ -208,6 +210,7 @@ std::string ToLine(const Command& command) {
             break;
         case CommandKind::Dtmf:
             object["digits"] = command.digits;
+            object["by"] = TextOf(command.by);
             if (!command.leg.empty()) object["leg"] = command.leg;
             break;
         case CommandKind::Hangup:
@@ -232,6 +235,9 @@ std::optional<CallKind> ToCallKind(std::string_view text) {
 }
 std::string_view TextOf(Direction direction) {
     return TextIn(kDirections, direction);
+}
+std::string_view TextOf(DigitStyle style) {
+    return TextIn(kDigitStyles, style);
 }
 
 }  // namespace telephony

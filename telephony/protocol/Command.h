@@ -36,6 +36,9 @@ enum class AnswerStyle { None, CallInfo, AlertInfo, AnswerMode };
 /// stopped on the way, and it is not told.
 enum class HoldStyle { Reinvite, Gate };
 
+/// How digits reach a phone: by a request, or as telephone-events in the sound (RFC 4733).
+enum class DigitStyle { Info, Rfc4733 };
+
 /// What a driver says of its own device. It holds while the connection is open.
 struct Device {
     std::string user;
@@ -56,6 +59,7 @@ struct Command {
     Direction video = Direction::None;
     bool ring = true;  // false: the callee is asked to answer by itself
     std::string digits;
+    DigitStyle by = DigitStyle::Info;
     int version = 0;
     bool all = false;  // Hello: events of all devices
     std::vector<Device> devices;
@@ -78,6 +82,7 @@ std::string_view TextOf(CommandKind kind);
 std::string_view TextOf(CallKind kind);
 std::optional<CallKind> ToCallKind(std::string_view text);
 std::string_view TextOf(Direction direction);
+std::string_view TextOf(DigitStyle style);
 
 }  // namespace telephony
 

@@ -26,7 +26,7 @@ enum class EventKind {
     LegUp,        // a leg's phone has answered
     Established,  // both ends are up
     Modified,     // held, resumed, or by a phone's own wish
-    Dtmf,         // a phone has sent digits by SIP INFO
+    Dtmf,         // a phone has sent digits
     LegDown,      // a leg is over
     Ended         // the call is over, with what became of every leg
 };
@@ -71,7 +71,7 @@ struct Event {
     std::string leg;     // user
     int code = 0;        // SIP status
     std::string reason;  // in words
-    std::string by;      // Ended, Modified: the user, or "command", "callcontrol"
+    std::string by;      // Ended, Modified: the user, or "command", "callcontrol". Dtmf: info or rfc4733
     std::string state;   // Modified: held or active. Proxy, Media: up or lost
     std::string digits;
     std::string codecs;

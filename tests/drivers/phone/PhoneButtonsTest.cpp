@@ -75,12 +75,18 @@ TEST_F(PhoneButtons, AreListedWithNumbersAndNames) {
 }
 
 TEST_F(PhoneButtons, SendDigitsIntoThePhonesCall) {
-    StartConnected("<buttons><button><name>Open</name><info>#9</info></button></buttons>");
+    StartConnected(
+        "<buttons><button><name>Open</name><info>#9</info></button>"
+        "<button><name>Gate</name><dtmf>7</dtmf></button></buttons>");
     BeCalledByTheKitchen();
     EXPECT_EQ("<success/>", Press("1"));
-    EXPECT_EQ(nlohmann::json({{"cmd", "dtmf"}, {"id", "1"}, {"leg", "hall"}, {"digits", "#9"}}),
-              control->Read());
-    EXPECT_EQ("<success/>", Press("Open"));
+    EXPECT_EQ(
+        nlohmann::json({{"cmd", "dtmf"}, {"id", "1"}, {"leg", "hall"}, {"digits", "#9"}, {"by", "info"}}),
+        control->Read());
+    EXPECT_EQ("<success/>", Press("Gate"));
+    EXPECT_EQ(
+        nlohmann::json({{"cmd", "dtmf"}, {"id", "1"}, {"leg", "hall"}, {"digits", "7"}, {"by", "rfc4733"}}),
+        control->Read());
 }
 
 TEST_F(PhoneButtons, FailWithTheReason) {

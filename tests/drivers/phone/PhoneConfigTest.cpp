@@ -54,7 +54,10 @@ TEST(PhoneConfig, ValuesOfTheWrongKindAreNamedWithTheRightOnes) {
 
 TEST(PhoneConfig, AButtonHasANameAndOneDeed) {
     EXPECT_EQ("none", Button("<info>#9</info>"));
-    EXPECT_THAT(Button(""), HasSubstr("\"Open\" must have either <info> or <http>"));
+    EXPECT_EQ("none", Button("<dtmf>*1A</dtmf>"));
+    EXPECT_THAT(Button(""), HasSubstr("\"Open\" must have one of <info>, <dtmf> and <http>"));
+    EXPECT_THAT(Button("<info>1</info><dtmf>1</dtmf>"), HasSubstr("must have one of"));
+    EXPECT_THAT(Button("<dtmf>E</dtmf>"), HasSubstr("<dtmf> must be at most 32 of 0-9 * # A-D"));
     EXPECT_THAT(Button("<info>open</info>"), HasSubstr("<info> must be at most 32 of 0-9 * # A-D"));
     EXPECT_EQ("a <button> has no <name>", With("<buttons><button><info>1</info></button></buttons>"));
     const std::string open = "<button><name>Open</name><info>1</info></button>";

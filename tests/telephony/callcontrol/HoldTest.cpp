@@ -62,18 +62,5 @@ TEST_F(RealCalls, HoldAtThePhoneReachesTheOtherEnd) {
     EXPECT_TRUE(Hears(kitchen, 440));
 }
 
-TEST_F(RealCalls, DigitsReachThePhoneBySipInfo) {
-    Baresip hall(*home_, "hall", 6100, 440);
-    Baresip door(*home_, "door", 6110, 660);
-    client_->Send(R"({"cmd":"call","id":"1","from":"hall","to":["door"]})");
-    client_->Wait(EventKind::Established);
-    client_->Send(R"({"cmd":"dtmf","id":"1","digits":"42"})");
-    EXPECT_TRUE(WaitUntil([&] {
-        const std::string log = door.Log();
-        const auto four = log.find("received DTMF: '4'");
-        return four != std::string::npos && log.find("received DTMF: '2'", four) != std::string::npos;
-    })) << door.Log();
-}
-
 }  // namespace
 }  // namespace test

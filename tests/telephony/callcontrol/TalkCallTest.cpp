@@ -323,6 +323,90 @@ TEST_F(TalkCalls, DigitsGoToTheCalleeOrToWhoIsNamed) {
     Do(R"({"cmd":"dtmf","id":"1","digits":"4"})");
     Do(R"({"cmd":"dtmf","id":"1","leg":"hall","digits":"#"})");
     EXPECT_THAT(sip_.Take(), ElementsAre("kitchen: digits 4", "hall: digits #"));
+    Do(R"({"cmd":"dtmf","id":"1","leg":"attic","digits":"#"})");
+    EXPECT_EQ(client_.Last().reason, "dtmf: nobody that they are for has answered");
+}
+
+TEST_F(TalkCalls, DigitsInTheSoundComeOneAfterTheOtherFromTheOtherEnd) {
+    Establish("hall", "kitchen");
+    Do(R"({"cmd":"dtmf","id":"1","digits":"4#","by":"rfc4733"})");
+    loop_.Advance(200ms);
+    EXPECT_THAT(media_.Take(), ElementsAre("offer caller>callee", "answer caller>callee"));
+    EXPECT_THAT(media_.Last("answer").at("flags"), Contains("inject-DTMF"));
+    loop_.Advance(100ms);
+    EXPECT_EQ(media_.Last("play DTMF").at("code"), "4");
+    loop_.Advance(1s);
+    EXPECT_THAT(media_.Take(), ElementsAre("play DTMF caller", "play DTMF caller"));
+    EXPECT_EQ(media_.Last("play DTMF").at("code"), "#");
+    Do(R"({"cmd":"dtmf","id":"1","leg":"hall","digits":"1","by":"rfc4733"})");
+    EXPECT_THAT(media_.Take(), ElementsAre("play DTMF callee"));
+    EXPECT_THAT(sip_.Take(), IsEmpty());
+    EXPECT_THAT(client_.Take(), IsEmpty());
+}
+
+TEST_F(TalkCalls, DigitsThatRtpengineDoesNotTakeAreSaidAndTheCallGoesOn) {
+    Establish("hall", "kitchen");
+    media_.refusals["offer"] = "no";
+    Do(R"({"cmd":"dtmf","id":"1","digits":"4","by":"rfc4733"})");
+    loop_.Advance(1s);
+    EXPECT_EQ(client_.Last().reason, "dtmf: rtpengine takes no digits: no");
+    media_.refusals = {{"play DTMF", "no such thing"}};
+    Do(R"({"cmd":"dtmf","id":"1","digits":"44","by":"rfc4733"})");
+    loop_.Advance(1s);
+    EXPECT_EQ(client_.Last().reason, "dtmf: rtpengine plays no digits: no such thing");
+    EXPECT_THAT(client_.Take(), ElementsAre("refused 488", "refused 488"));
+    Do(R"({"cmd":"hold","id":"1"})");
+    Settle();
+    EXPECT_THAT(sip_.Take(), ElementsAre("hall: re-invite"));
+}
+
+TEST_F(TalkCalls, DigitsInTheSoundThatNobodyWouldHearAreRefused) {
+    Do(R"({"cmd":"call","id":"1","from":"hall","to":["kitchen"]})");
+    Settle();
+    Answers("hall");
+    Do(R"({"cmd":"dtmf","id":"1","digits":"4","by":"rfc4733","leg":"hall"})");
+    EXPECT_EQ(client_.Last().reason, "dtmf: the call is not established");
+    Answers("kitchen");
+    Do(R"({"cmd":"hold","id":"1"})");
+    Do(R"({"cmd":"dtmf","id":"1","digits":"4","by":"rfc4733"})");
+    EXPECT_EQ(client_.Last().reason, "dtmf: the call is held");
+}
+
+TEST_F(TalkCalls, ADigitThatRtpengineHasSeenIsToldUnlessItIsOurs) {
+    Establish("hall", "kitchen");
+    const std::string room = media_.Last("offer").at("call-id");
+    Do(R"({"cmd":"dtmf","id":"1","digits":"4","by":"rfc4733"})");
+    loop_.Advance(1s);
+    table_.TakeDigit({room, "caller", '4'});
+    EXPECT_THAT(client_.Take(), IsEmpty());
+    table_.TakeDigit({room, "caller", '4'});
+    EXPECT_THAT(client_.Take(), ElementsAre("dtmf hall by rfc4733"));
+    table_.TakeDigit({room, "callee", '5'});
+    EXPECT_EQ(client_.Last().digits, "5");
+    EXPECT_EQ(client_.Last().leg, "kitchen");
+    table_.TakeDigit({"another room", "callee", '5'});
+    EXPECT_EQ(client_.events.size(), 1u);
+}
+
+TEST_F(TalkCalls, KeysAreOfferedToACalleeWhateverTheCallerAnswered) {
+    Do(R"({"cmd":"call","id":"1","from":"hall","to":["kitchen"]})");
+    Settle();
+    EXPECT_NE(media_.Last("offer").at("sdp").get<std::string>().find("telephone-event/8000"),
+              std::string::npos);
+    Answers("hall");
+    EXPECT_THAT(media_.Last("offer").at("codec").at("transcode"), Contains("telephone-event"));
+}
+
+TEST(RoomDigit, IsReadFromWhatRtpengineLogsAndFromNothingElse) {
+    const auto digit = telephony::DigitIn(
+        R"({"callid":"r","source_tag":"a","tags":["a","b"],"type":"DTMF","event":11,"duration":120,"volume":10})");
+    ASSERT_TRUE(digit);
+    EXPECT_EQ(digit->room, "r");
+    EXPECT_EQ(digit->tag, "a");
+    EXPECT_EQ(digit->digit, '#');
+    for (const char* const text : {"", "x", "[]", "{}", R"({"type":"DTMF"})", R"({"type":"DTMF","event":16})",
+                                   R"({"type":"DTMF","event":-1})", R"({"type":7,"event":1})"})
+        EXPECT_FALSE(telephony::DigitIn(text)) << text;
 }
 
 TEST_F(TalkCalls, TheJournalHoldsTheLegsOfARunningCall) {

@@ -53,7 +53,8 @@ TEST(Command, EveryCommandReadsWhatItWrites) {
          R"({"cmd":"call","id":"1","from":"a","to":["b","c"],"kind":"broadcast","video":"send","ring":false})",
          R"({"cmd":"hangup","id":"1"})", R"({"cmd":"hangup","id":"1","leg":"b"})",
          R"({"cmd":"hold","id":"1"})", R"({"cmd":"resume","id":"1"})",
-         R"({"cmd":"dtmf","id":"1","leg":"b","digits":"12#"})", R"({"cmd":"status"})"}) {
+         R"({"cmd":"dtmf","id":"1","leg":"b","digits":"12#"})",
+         R"({"cmd":"dtmf","id":"1","digits":"1","by":"rfc4733"})", R"({"cmd":"status"})"}) {
         const std::string once = ToLine(ParseCommand(line));
         EXPECT_EQ(ToLine(ParseCommand(once)), once);
         EXPECT_EQ(once.find('\n'), std::string::npos);
@@ -99,6 +100,8 @@ TEST(Command, OnlyKeysOfAPhoneAreDigits) {
     EXPECT_EQ(ErrorOf(R"({"cmd":"dtmf","id":"1","digits":"12x"})"),
               "command: \"digits\" must be at most 32 of 0-9 * # A-D");
     EXPECT_EQ(ErrorOf(R"({"cmd":"dtmf","id":"1"})"), "command: the field \"digits\" is missing");
+    EXPECT_EQ(ErrorOf(R"({"cmd":"dtmf","id":"1","digits":"1","by":"hand"})"),
+              "command: \"by\" must be one of info, rfc4733");
 }
 
 }  // namespace

@@ -250,7 +250,7 @@ void CallHome::StartMedia() {
         {"/usr/bin/rtpengine", "--config-file=none", "--foreground", "--log-stderr", "--log-level=6",
          "--table=-1", "--interface=127.0.0.1", "--listen-ng=127.0.0.1:2223", "--port-min=20000",
          "--port-max=20999", "--num-threads=2", "--delete-delay=0", "--timeout=60", "--silent-timeout=3600",
-         "--pidfile=" + (folder_ / "rtpengine.pid").string()},
+         "--dtmf-log-dest=127.0.0.1:2224", "--pidfile=" + (folder_ / "rtpengine.pid").string()},
         {},
         folder_ / "rtpengine.log"});
     if (!WaitUntil([] { return AskMedia({{"command", "ping"}}).has_value(); }))
@@ -270,11 +270,11 @@ std::size_t CallHome::Rooms() {
 }
 
 void CallHome::StartCallControl() {
-    callControl_ = std::make_unique<Process>(
-        Process::Command{{CALLCONTROL_PROGRAM, "--socket", Socket(), "--proxy", proxyFile_,
-                          "--journal", folder_ / "journal", "--rtpengine", "127.0.0.1:2223"},
-                         {},
-                         folder_ / "callcontrol.log"});
+    callControl_ = std::make_unique<Process>(Process::Command{
+        {CALLCONTROL_PROGRAM, "--socket", Socket(), "--proxy", proxyFile_, "--journal",
+         folder_ / "journal", "--rtpengine", "127.0.0.1:2223", "--dtmf", "127.0.0.1:2224"},
+        {},
+        folder_ / "callcontrol.log"});
 }
 
 void CallHome::KillCallControl() {

@@ -207,10 +207,13 @@ Linphone::Linphone(CallHome& home, const std::string& user, int port, int hertz)
                               (folder_ / "liblog").string() + " -d 6 -a < " + pipe.string()},
                          {{"HOME", folder_.string()}, {"XDG_DATA_HOME", ""}, {"XDG_CONFIG_HOME", ""}},
                          folder_ / "out"});
-    const std::string commands = "soundcard use files\nplay " + (folder_ / "tone.wav").string() + "\n";
-    if (write(input_, commands.data(), commands.size()) < 0)
-        throw std::runtime_error("linphone takes no commands");
+    Do("soundcard use files\nplay " + (folder_ / "tone.wav").string());
     WaitForFile(folder_ / "liblog", "[LinphoneRegistrationOk]");
+}
+
+void Linphone::Do(const std::string& command) {
+    const std::string line = command + "\n";
+    if (write(input_, line.data(), line.size()) < 0) throw std::runtime_error("linphone takes no commands");
 }
 
 Linphone::~Linphone() {

@@ -28,6 +28,7 @@ public:
     /// All that was sent to it.
     Sound Sent() const { return home_.Sounds().To(rtp_); }
     int Pictures() const { return home_.Sounds().PicturesTo(rtp_); }
+    std::string Digits() const { return home_.Sounds().DigitsTo(rtp_); }
     /// What it has itself recorded of its last call, which is over and was heard in both directions.
     Sound Recorded() const;
     std::string Log() const { return ReadFile(folder_ / "log"); }
@@ -46,6 +47,12 @@ public:
     Linphone(CallHome& home, const std::string& user, int port, int hertz);
     ~Linphone();
     Sound Sent() const { return home_.Sounds().To(rtp_); }
+    std::string Digits() const { return home_.Sounds().DigitsTo(rtp_); }
+    /// Whether its own log has the text.
+    bool HasLogged(const std::string& text) const {
+        return ReadFile(folder_ / "liblog").find(text) != std::string::npos;
+    }
+    void Do(const std::string& command);
 
 private:
     CallHome& home_;

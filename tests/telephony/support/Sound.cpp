@@ -10,9 +10,11 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <numbers>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 #include "tests/support/process/TempFolder.h"
 
@@ -23,6 +25,9 @@ constexpr int kPcmu = 0;
 constexpr int kPcma = 8;
 constexpr int kH264 = 99;  // as call control numbers them
 constexpr int kVp8 = 100;
+constexpr int kTelephoneEvent = 101;
+constexpr unsigned char kEndOfEvent = 0x80;
+constexpr std::string_view kKeys = "0123456789*#ABCD";
 constexpr std::size_t kIpHeader = 20;
 constexpr std::size_t kUdpHeader = 8;
 constexpr std::size_t kRtpHeader = 12;
@@ -75,6 +80,13 @@ void Wire::Listen() {
         const int port = packet[kIpHeader + 2] << 8 | packet[kIpHeader + 3];
         const std::lock_guard lock(mutex_);
         if (type == kH264 || type == kVp8) ++pictures_[port];
+        const unsigned char* event = packet + begin;
+        if (type == kTelephoneEvent && event[0] < kKeys.size() && event[1] & kEndOfEvent) {
+            // The end is sent three times, with the timestamp of the beginning.
+            std::uint32_t beginning;
+            std::memcpy(&beginning, rtp + 4, sizeof beginning);
+            digits_[port][ntohl(beginning)] = kKeys[event[0]];
+        }
         if (type != kPcma && type != kPcmu) continue;
         auto& samples = samples_[port];
         for (std::size_t at = begin; at < static_cast<std::size_t>(received); ++at)
@@ -117,6 +129,16 @@ int Wire::PicturesTo(int firstPort) const {
          port != pictures_.upper_bound(firstPort + kPortsOfAPhone); ++port)
         count += port->second;
     return count;
+}
+
+std::string Wire::DigitsTo(int firstPort) const {
+    const std::lock_guard lock(mutex_);
+    std::string digits;
+    for (auto port = digits_.lower_bound(firstPort); port != digits_.upper_bound(firstPort + kPortsOfAPhone);
+         ++port)
+        for (const auto& [beginning, digit] : port->second)
+            digits += digit;
+    return digits;
 }
 
 double Sound::Loudness(double from, double length) const {

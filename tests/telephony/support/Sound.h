@@ -4,9 +4,11 @@
 #define TESTS_TELEPHONY_SUPPORT_SOUND_H
 
 #include <atomic>
+#include <cstdint>
 #include <filesystem>
 #include <map>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -37,6 +39,8 @@ public:
     Sound To(int firstPort) const;
     /// How many packets of pictures were.
     int PicturesTo(int firstPort) const;
+    /// Keys pressed, as telephone-events (RFC 4733) that were sent there to their end.
+    std::string DigitsTo(int firstPort) const;
 
 private:
     void Listen();
@@ -46,6 +50,7 @@ private:
     mutable std::mutex mutex_;
     std::map<int, std::vector<double>> samples_;  // by port
     std::map<int, int> pictures_;
+    std::map<int, std::map<std::uint32_t, char>> digits_;  // by port and beginning
     std::thread thread_;
 };
 
