@@ -53,7 +53,7 @@ std::string House::Drivers() const {
     const std::string chimes = "<ringDoorbell>true</ringDoorbell>";
     return PhoneDriver(101, "hall", "Hall", chimes) +
            PhoneDriver(102, "kitchen", "Kitchen", chimes + "<mayBeMonitored>true</mayBeMonitored>") +
-           PhoneDriver(103, "attic", "Attic") +
+           PhoneDriver(103, "attic", "Attic", "<mayBeMonitored>true</mayBeMonitored>") +
            PhoneDriver(104, "door", "Front door", "<doorStation>true</doorStation>");
 }
 

@@ -19,8 +19,8 @@ protected:
     void TearDown() override;
 
     /// The drivers of the home file beside the agent: the phones hall (101, "Hall") and kitchen (102,
-    /// "Kitchen", which may be monitored) ring for the doorbell, attic (103, "Attic") does not, and door
-    /// (104, "Front door") is a door station.
+    /// "Kitchen") ring for the doorbell, attic (103, "Attic") does not, door (104, "Front door") is a door
+    /// station. Kitchen and attic may be monitored.
     virtual std::string Drivers() const;
     /// A driver for the phone of this user, which is its key, too; `more` goes into its configuration.
     static std::string PhoneDriver(unsigned id, const std::string& key, const std::string& name,

@@ -224,28 +224,65 @@ Linphone::~Linphone() {
 
 Sipp::Sipp(CallHome& home, const std::string& user, int port, const std::string& script)
     : home_(home), rtp_(FirstRtpPort(port)) {
+    Register(user, port);
+    Run(NewFolder(home, user), port, SIPP_SCRIPTS "/" + script,
+        {"-rtp_echo", "-mp", std::to_string(rtp_)});
+}
+
+Sipp::Sipp(CallHome& home, const std::string& user, int port, int hertz, const std::string& dialled)
+    : home_(home), rtp_(FirstRtpPort(port)) {
+    Register(user, port);
     const auto folder = NewFolder(home, user);
-    const std::vector<std::string> common{"-i", "127.0.0.1", "-p",      std::to_string(port),
-                                          "-m", "1",         "-nostdin"};
-    std::vector<std::string> words{
-        "/usr/bin/sipp", "127.0.0.1:5060", "-sf", SIPP_SCRIPTS "/register.xml", "-s", user, "-au", user,
-        "-ap",           "pw-" + user};
-    words.insert(words.end(), common.begin(), common.end());
-    const ProgramResult registered = RunProgram(words);
+    WriteFile(folder / "tone.alaw", PcmaTone(hertz));
+    const auto script = folder / "script.xml";
+    WriteFile(script, Filled(ReadFile(std::string(SIPP_SCRIPTS) + (dialled.empty() ? "/talks.xml" : "/dials.xml")),
+                             {{"@FOLDER@", folder.string()}, {"@DIALLED@", dialled}}));
+    Run(folder, port, script,
+        {"-s", user, "-au", user, "-ap", "pw-" + user, "127.0.0.1:5060", "-mp", std::to_string(rtp_)});
+}
+
+Sipp::~Sipp() {
+    end_ = true;
+    if (refreshing_.joinable()) refreshing_.join();
+}
+
+// sipp runs one script, so another one registers in its stead, from a port of its own and before the
+// registration runs out.
+void Sipp::Register(const std::string& user, int port) {
+    const auto once = [user, port] {
+        return RunProgram({"/usr/bin/sipp", "127.0.0.1:5060", "-sf", SIPP_SCRIPTS "/register.xml", "-s", user,
+                           "-au", user, "-ap", "pw-" + user, "-i", "127.0.0.1", "-p", std::to_string(port + 1),
+                           "-key", "contact_port", std::to_string(port), "-m", "1", "-nostdin"});
+    };
+    const ProgramResult registered = once();
     if (registered.status != 0)
         throw std::runtime_error("sipp is not registered: " + registered.output + registered.errors);
-    words = {"/usr/bin/sipp",
-             "-sf",
-             std::string(SIPP_SCRIPTS "/") + script,
-             "-mi",
-             "127.0.0.1",
-             "-mp",
-             std::to_string(rtp_),
-             "-rtp_echo",
-             "-trace_err",
-             "-error_file",
-             (folder / "errors").string()};
-    words.insert(words.end(), common.begin(), common.end());
+    refreshing_ = std::thread([this, once] {
+        for (int step = 1; !end_; ++step) {
+            std::this_thread::sleep_for(100ms);
+            if (step % 40 == 0) once();
+        }
+    });
+}
+
+void Sipp::Run(const std::filesystem::path& folder, int port, const std::string& script,
+               const std::vector<std::string>& more) {
+    std::vector<std::string> words{"/usr/bin/sipp",
+                                   "-sf",
+                                   script,
+                                   "-i",
+                                   "127.0.0.1",
+                                   "-mi",
+                                   "127.0.0.1",
+                                   "-p",
+                                   std::to_string(port),
+                                   "-m",
+                                   "1",
+                                   "-nostdin",
+                                   "-trace_err",
+                                   "-error_file",
+                                   (folder / "errors").string()};
+    words.insert(words.end(), more.begin(), more.end());
     process_ = std::make_unique<Process>(Process::Command{words, {}, folder / "out"});
 }
 

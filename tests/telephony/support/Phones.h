@@ -3,8 +3,10 @@
 #ifndef TESTS_TELEPHONY_SUPPORT_PHONES_H
 #define TESTS_TELEPHONY_SUPPORT_PHONES_H
 
+#include <atomic>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/telephony/support/CallHome.h"
@@ -62,18 +64,28 @@ private:
     std::unique_ptr<Process> process_;
 };
 
-/// sipp with a script from tests/telephony/support/, registered before.
+/// sipp with a script from tests/telephony/support/. It is registered as long as it lives.
 class Sipp {
 public:
+    /// A script that sends back the sound that it is sent.
     Sipp(CallHome& home, const std::string& user, int port, const std::string& script);
+    /// A phone with a tone as its voice, which knows no re-INVITE. It waits for a call, or dials this name at once.
+    Sipp(CallHome& home, const std::string& user, int port, int hertz, const std::string& dialled = "");
+    ~Sipp();
     /// 0 when everything went as the script says.
     int Wait();
     Sound Sent() const { return home_.Sounds().To(rtp_); }
 
 private:
+    void Register(const std::string& user, int port);
+    void Run(const std::filesystem::path& folder, int port, const std::string& script,
+             const std::vector<std::string>& more);
+
     CallHome& home_;
     const int rtp_;
     std::unique_ptr<Process> process_;
+    std::atomic<bool> end_ = false;
+    std::thread refreshing_;
 };
 
 }  // namespace test

@@ -103,6 +103,20 @@ Sound Wire::To(int firstPort) const {
     return sound;
 }
 
+std::string PcmaTone(int hertz) {
+    std::string bytes;
+    for (int i = 0; i < 8000; ++i) {
+        const double sample = 8000 * std::sin(2 * std::numbers::pi * hertz * i / 8000);
+        int best = 0;
+        for (int byte = 1; byte < 256; ++byte)
+            if (std::abs(FromPcma(static_cast<unsigned char>(byte)) - sample) <
+                std::abs(FromPcma(static_cast<unsigned char>(best)) - sample))
+                best = byte;
+        bytes += static_cast<char>(best);
+    }
+    return bytes;
+}
+
 Sound ReadSound(const std::filesystem::path& wav) {
     const std::string bytes = ReadFile(wav);
     Sound sound;

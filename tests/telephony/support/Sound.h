@@ -27,6 +27,9 @@ struct Sound {
 /// 16 bit, one or more channels, of which the first is taken.
 Sound ReadSound(const std::filesystem::path& wav);
 
+/// A second of a tone as G.711 A-law.
+std::string PcmaTone(int hertz);
+
 /// Listens to all RTP with G.711 on the loopback of this network.
 class Wire {
 public:
