@@ -38,7 +38,8 @@ long Phone::Initialize(unsigned long id, DvXML::INode& element, DvXML::INode* sa
     identity.thirdParty = true;
     identity.camera = config.camera;
     identity.display = config.display;
-    identity.device = {config.user, config.name, config.answer, config.hold, config.mayBeMonitored};
+    identity.device = {config.user, config.name,           config.answer,
+                       config.hold, config.mayBeMonitored, config.codecs};
     identity.callControl = config.callControl;
     identity.times = times_.callControl;
     if (const char* const socket = std::getenv(kSocketVariable); socket && identity.callControl.empty())

@@ -70,6 +70,21 @@ auto IntoFlag(bool& out) {
     };
 }
 
+auto IntoCodecs(std::vector<std::string>& codecs) {
+    return [&codecs](const DvXML::INode& element) {
+        std::istringstream list(TextOf(element) + ",");
+        for (std::string name; std::getline(list, name, ',');) {
+            const std::string_view codec = telephony::FindCodec(dv::Trim(name));
+            if (codec.empty())
+                throw ConfigError("<codecs> must be a list, with commas, of PCMA, PCMU, G722, opus; \"" +
+                                  name + "\" is none");
+            if (std::ranges::find(codecs, codec) != codecs.end())
+                throw ConfigError("<codecs> names " + std::string(codec) + " twice");
+            codecs.emplace_back(codec);
+        }
+    };
+}
+
 template <class Enum>
 auto IntoChoice(Enum& out, std::vector<std::pair<std::string, Enum>> choices) {
     return [&out, choices = std::move(choices)](const DvXML::INode& element) {
@@ -202,6 +217,7 @@ PhoneConfig PhoneConfig::Read(const DvXML::INode& element) {
         {"camera", IntoFlag(config.camera)},
         {"display", IntoFlag(config.display)},
         {"mayBeMonitored", IntoFlag(config.mayBeMonitored)},
+        {"codecs", IntoCodecs(config.codecs)},
         {"callControl", IntoText(config.callControl)},
         {"autoAnswerStyle", IntoChoice(config.answer, {{"none", AnswerStyle::None},
                                                        {"call-info", AnswerStyle::CallInfo},

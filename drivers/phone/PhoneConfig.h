@@ -45,6 +45,7 @@ struct PhoneConfig {
     bool mayBeMonitored = false;
     telephony::AnswerStyle answer = telephony::AnswerStyle::None;
     telephony::HoldStyle hold = telephony::HoldStyle::Reinvite;
+    std::vector<std::string> codecs;  // the best first
     std::string callControl;
     std::vector<PhoneButton> buttons;
     std::optional<HttpAction> chime;

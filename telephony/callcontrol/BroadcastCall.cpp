@@ -19,8 +19,9 @@ void BroadcastCall::Start() {
     ringing_.Start(services_.ringing, [this] {
         if (!established_) End(END_NO_ANSWER, "Nobody has answered", kByCallControl);
     });
-    const std::string placeholder = PlaceholderSdp(services_.address, Direction::Receive, Mirrored(video_));
-    room_.Offer(kPlaceholderTag, "", placeholder,
+    const std::string placeholder =
+        PlaceholderSdp(services_.address, Caller().Codecs(), Direction::Receive, Mirrored(video_));
+    room_.Offer(kPlaceholderTag, "", placeholder, {},
                 WithReply([this](const NgReply& reply) { Caller().Tell(reply.Sdp(), *legs_[1], true); }));
 }
 
@@ -34,7 +35,8 @@ void BroadcastCall::TellListeners() {
     for (const auto& leg : legs_) {
         if (leg->report.role != LegRole::Callee || leg->IsOver()) continue;
         CallLeg& listener = *leg;
-        room_.Subscribe(kCallerTag, listener.tag, WithReply([this, &listener](const NgReply& reply) {
+        room_.Subscribe(kCallerTag, listener.tag, listener.Codecs(),
+                        WithReply([this, &listener](const NgReply& reply) {
                             if (!listener.IsOver()) listener.Tell(reply.Sdp(), Caller(), true);
                         }));
     }

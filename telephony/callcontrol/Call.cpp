@@ -12,6 +12,9 @@ namespace {
 // rtpengine is started again within a second; a call that has heard nothing of it for so long has no sound.
 constexpr std::chrono::seconds kLongestWithoutMedia(10);
 
+// Every phone has them.
+const std::vector<std::string> kUsualCodecs{"PCMA", "PCMU"};
+
 std::uint64_t RandomSession() {
     std::random_device random;
     return random();
@@ -30,7 +33,13 @@ std::string CallLeg::Own(const std::string& description) {
     return told;
 }
 
-void CallLeg::Tell(const std::string& description, const CallLeg& shown, bool answersByItself) {
+std::vector<std::string> CallLeg::Codecs() const {
+    const auto codecs = call_.services_.device(User()).codecs;
+    return codecs.empty() ? kUsualCodecs : codecs;
+}
+
+void CallLeg::Tell(const std::string& offer, const CallLeg& shown, bool answersByItself) {
+    const std::string description = WithCodecs(offer, call_.services_.device(User()).codecs);
     if (IsUp()) return sip->Reinvite(Own(description));
     Invitation invitation;
     invitation.to = User();

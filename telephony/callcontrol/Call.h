@@ -67,6 +67,8 @@ public:
     void Tell(const std::string& sdp, const CallLeg& shown, bool answersByItself);
     /// As a description of ours, whose version rises.
     std::string Own(const std::string& sdp);
+    /// That its phone may be offered, the best first.
+    std::vector<std::string> Codecs() const;
 
     void OnProgress(int code, const std::string& sdp) override;
     void OnAnswer(const std::string& sdp) override;

@@ -13,6 +13,8 @@ using nlohmann::json;
 // "port-latching" keeps the port that the caller was told when the callee answers; both others together keep
 // a stranger who sends to a port from being heard, and from being sent what was meant for a phone.
 const json kFlags{"port-latching", "strict-source", "asymmetric"};
+// Else a listener must take every codec of the speaker, telephone-events with them.
+const json kListenerFlags{"port-latching", "strict-source", "asymmetric", "allow-transcoding"};
 constexpr char kPlaysDigits[] = "inject-DTMF";
 
 constexpr int kRate = 8000;
@@ -83,12 +85,13 @@ Room::Handler Room::LogFailure(const char* what) const {
     };
 }
 
-void Room::Offer(const std::string& from, const std::string& to, const std::string& sdp, Handler handler) {
+void Room::Offer(const std::string& from, const std::string& to, const std::string& sdp,
+                 const std::vector<std::string>& codecs, Handler handler) {
     json keys{{"from-tag", from}};
     if (!to.empty()) keys["to-tag"] = to;
     // The answer of the one names one codec, and perhaps no digits; the other must be offered all the same.
-    if (from == kCallerTag || to == kCallerTag)
-        keys["codec"] = {{"transcode", {"PCMA", "PCMU", "telephone-event"}}};
+    if (!codecs.empty()) keys["codec"] = {{"transcode", codecs}};
+    if (!codecs.empty()) keys["codec"]["transcode"].push_back("telephone-event");
     Negotiate("offer", std::move(keys), sdp, std::move(handler));
 }
 
@@ -103,14 +106,20 @@ void Room::Negotiate(const char* command, json keys, const std::string& sdp, Han
     Ask(command, std::move(keys), std::move(handler));
 }
 
-void Room::Subscribe(const std::string& source, const std::string& listener, Handler handler) {
+void Room::Subscribe(const std::string& source, const std::string& listener,
+                     const std::vector<std::string>& codecs, Handler handler) {
     Ask("subscribe request",
-        {{"from-tags", {source}}, {"to-tag", listener}, {"flags", kFlags}, {"ICE", "remove"}},
+        {{"from-tags", {source}},
+         {"to-tag", listener},
+         {"flags", kListenerFlags},
+         {"ICE", "remove"},
+         {"codec", {{"transcode", codecs}}}},
         std::move(handler));
 }
 
 void Room::SubscribeAnswer(const std::string& listener, const std::string& sdp, Handler handler) {
-    Ask("subscribe answer", {{"to-tag", listener}, {"sdp", sdp}, {"flags", kFlags}, {"ICE", "remove"}},
+    Ask("subscribe answer",
+        {{"to-tag", listener}, {"sdp", sdp}, {"flags", kListenerFlags}, {"ICE", "remove"}},
         std::move(handler));
 }
 

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "telephony/callcontrol/NgClient.h"
 
@@ -43,13 +44,16 @@ public:
         takesDigits_ = false;
     }
 
-    /// What `from` offers, as `to` is to be told. `to` may be empty in the first offer of a room.
-    void Offer(const std::string& from, const std::string& to, const std::string& sdp, Handler handler);
+    /// What `from` offers, as `to` is to be told: with these codecs beside its own, which rtpengine turns
+    /// into each other. `to` may be empty in the first offer of a room.
+    void Offer(const std::string& from, const std::string& to, const std::string& sdp,
+               const std::vector<std::string>& codecs, Handler handler);
     /// What `to` answers, as `from` is to be told.
     void Answer(const std::string& from, const std::string& to, const std::string& sdp, Handler handler);
 
     /// A listener hears what `source` sends and nothing comes back. The reply holds the offer for it.
-    void Subscribe(const std::string& source, const std::string& listener, Handler handler);
+    void Subscribe(const std::string& source, const std::string& listener,
+                   const std::vector<std::string>& codecs, Handler handler);
     void SubscribeAnswer(const std::string& listener, const std::string& sdp, Handler handler);
     void Unsubscribe(const std::string& listener);
 

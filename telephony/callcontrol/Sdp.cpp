@@ -1,5 +1,7 @@
 #include "telephony/callcontrol/Sdp.h"
 
+#include <algorithm>
+#include <array>
 #include <optional>
 #include <vector>
 
@@ -13,10 +15,17 @@ constexpr Words<Direction, 4> kAttributes{{{Direction::None, "a=inactive"},
                                            {Direction::Receive, "a=recvonly"},
                                            {Direction::Both, "a=sendrecv"}}};
 
-constexpr char kAudioFormats[] =
-    "RTP/AVP 8 0 101\r\n"
-    "a=rtpmap:8 PCMA/8000\r\n"
-    "a=rtpmap:0 PCMU/8000\r\n"
+// How kCodecs are numbered and described where nobody has done so before.
+struct AudioFormat {
+    std::string_view codec;
+    std::string_view number;
+    std::string_view name;
+};
+constexpr std::array<AudioFormat, kCodecs.size()> kAudioFormats{{{"PCMA", "8", "PCMA/8000"},
+                                                                 {"PCMU", "0", "PCMU/8000"},
+                                                                 {"G722", "9", "G722/8000"},
+                                                                 {"opus", "96", "opus/48000/2"}}};
+constexpr char kKeysFormat[] =
     "a=rtpmap:101 telephone-event/8000\r\n"
     "a=fmtp:101 0-16\r\n";
 constexpr char kVideoFormats[] =
@@ -24,6 +33,9 @@ constexpr char kVideoFormats[] =
     "a=rtpmap:99 H264/90000\r\n"
     "a=fmtp:99 profile-level-id=42801f;packetization-mode=1\r\n"
     "a=rtpmap:100 VP8/90000\r\n";
+
+// In "m=audio PORT RTP/AVP 8 0" the words before the formats.
+constexpr std::size_t kFormatsOfMedia = 3;
 
 // What libraries of phones know without a=rtpmap (RFC 3551).
 constexpr Words<int, 4> kStaticCodecs{
@@ -60,6 +72,33 @@ std::string FormatName(const std::vector<std::string_view>& lines, std::string_v
     return std::string(format);
 }
 
+// "PCMA" of "PCMA/8000".
+std::string_view CodecOf(std::string_view name) {
+    return FindCodec(name.substr(0, name.find('/')));
+}
+
+// Of an a=rtpmap, a=fmtp or a=rtcp-fb; empty in other lines.
+std::string_view FormatDescribedIn(std::string_view line) {
+    for (const std::string_view attribute : {"a=rtpmap:", "a=fmtp:", "a=rtcp-fb:"})
+        if (line.starts_with(attribute)) {
+            line.remove_prefix(attribute.size());
+            return line.substr(0, line.find(' '));
+        }
+    return {};
+}
+
+std::string AudioFormats(const std::vector<std::string>& codecs) {
+    std::string numbers = "RTP/AVP";
+    std::string names;
+    for (const std::string& codec : codecs)
+        for (const AudioFormat& format : kAudioFormats) {
+            if (format.codec != codec) continue;
+            numbers += " " + std::string(format.number);
+            names += "a=rtpmap:" + std::string(format.number) + " " + std::string(format.name) + "\r\n";
+        }
+    return numbers + " 101\r\n" + names + kKeysFormat;
+}
+
 bool Has(Direction direction, Direction wished) {
     return direction == Direction::Both || direction == wished;
 }
@@ -71,15 +110,51 @@ Direction Of(bool sends, bool receives) {
 
 }  // namespace
 
-std::string PlaceholderSdp(const std::string& address, Direction audio, Direction video) {
+std::string PlaceholderSdp(const std::string& address, const std::vector<std::string>& codecs,
+                           Direction audio, Direction video) {
     std::string sdp = "v=0\r\no=- 1 1 IN IP4 " + address + "\r\ns=-\r\nc=IN IP4 " + address + "\r\nt=0 0\r\n";
-    const auto add = [&](const char* media, const char* formats, Direction direction) {
+    const auto add = [&](const char* media, const std::string& formats, Direction direction) {
         sdp += std::string("m=") + media + " 9 " + formats + std::string(TextIn(kAttributes, direction)) +
                "\r\n";
     };
-    add("audio", kAudioFormats, audio);
+    add("audio", AudioFormats(codecs), audio);
     if (video != Direction::None) add("video", kVideoFormats, video);
     return sdp;
+}
+
+std::string WithCodecs(std::string_view sdp, const std::vector<std::string>& codecs) {
+    const auto lines = LinesOf(sdp);
+    const auto media =
+        std::ranges::find_if(lines, [](std::string_view l) { return l.starts_with("m=audio "); });
+    if (media == lines.end()) return std::string(sdp);
+    const auto end =
+        std::find_if(media + 1, lines.end(), [](std::string_view l) { return l.starts_with("m="); });
+    const auto words = WordsOf(*media);
+    std::vector<std::string_view> kept;
+    const auto keep = [&](std::string_view codec) {
+        for (std::size_t at = kFormatsOfMedia; at < words.size(); ++at)
+            if (CodecOf(FormatName({media, end}, words[at])) == codec) kept.push_back(words[at]);
+    };
+    for (const std::string& codec : codecs)
+        keep(codec);
+    if (kept.empty()) return std::string(sdp);
+    keep({});
+    std::string changed;
+    for (auto line = lines.begin(); line != lines.end(); ++line) {
+        const bool isOfMedia = line > media && line < end;
+        const std::string_view format = isOfMedia ? FormatDescribedIn(*line) : std::string_view();
+        if (!format.empty() && std::ranges::find(kept, format) == kept.end()) continue;
+        if (line == media) {
+            for (std::size_t at = 0; at < kFormatsOfMedia; ++at)
+                changed += std::string(words[at]) + " ";
+            for (const std::string_view number : kept)
+                changed += std::string(number) + (number == kept.back() ? "" : " ");
+        } else {
+            changed += *line;
+        }
+        changed += "\r\n";
+    }
+    return changed;
 }
 
 std::string WithDirection(std::string_view sdp, Direction direction) {

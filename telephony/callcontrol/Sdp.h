@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "telephony/protocol/Command.h"
 
@@ -16,8 +17,14 @@ namespace telephony {
 inline constexpr std::size_t kLongestSdp = 7000;
 
 /// The description that stands for the end that is not called yet: an address that is real and a port that is
-/// dead, since phones take "0.0.0.0" for a call on hold. The directions are those of who is offered it.
-std::string PlaceholderSdp(const std::string& address, Direction audio, Direction video);
+/// dead, since phones take "0.0.0.0" for a call on hold. The directions are those of who is offered it, the
+/// codecs (of kCodecs) those of its sound.
+std::string PlaceholderSdp(const std::string& address, const std::vector<std::string>& codecs,
+                           Direction audio, Direction video);
+
+/// The same with these codecs for sound alone, in this order, and what is no codec (telephone-events). As it
+/// was when it has none of them.
+std::string WithCodecs(std::string_view sdp, const std::vector<std::string>& codecs);
 
 /// The same with another direction in each of its media. None is "inactive".
 std::string WithDirection(std::string_view sdp, Direction direction);

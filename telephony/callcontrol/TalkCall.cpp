@@ -1,5 +1,7 @@
 #include "telephony/callcontrol/TalkCall.h"
 
+#include <algorithm>
+
 #include "telephony/callcontrol/Log.h"
 #include "telephony/callcontrol/Sdp.h"
 
@@ -56,15 +58,28 @@ void TalkCall::Start() {
 
 void TalkCall::TellCaller() {
     // The placeholder stands for the other end, so it does what that end does.
-    const std::string placeholder = PlaceholderSdp(services_.address, Mirrored(audio_), Mirrored(video_));
-    room_.Offer(kPlaceholderTag, "", placeholder, WithReply([this](const NgReply& reply) {
+    const std::string placeholder =
+        PlaceholderSdp(services_.address, Caller().Codecs(), Mirrored(audio_), Mirrored(video_));
+    room_.Offer(kPlaceholderTag, "", placeholder, {}, WithReply([this](const NgReply& reply) {
                     const CallLeg& shown = answered_ ? *answered_ : *legs_[1];
                     Caller().Tell(reply.Sdp(), shown, true);
                 }));
 }
 
+// All of a group are told one offer, of which each takes its own.
+std::vector<std::string> TalkCall::CodecsOfCallees() const {
+    std::vector<std::string> codecs;
+    for (const auto& leg : legs_) {
+        if (leg->report.role != LegRole::Callee || leg->IsOver()) continue;
+        for (const std::string& codec : leg->Codecs())
+            if (std::ranges::find(codecs, codec) == codecs.end()) codecs.push_back(codec);
+    }
+    return codecs;
+}
+
 void TalkCall::OfferToCallees() {
-    room_.Offer(kCallerTag, kCalleeTag, Caller().sdp, WithReply([this](const NgReply& reply) {
+    room_.Offer(kCallerTag, kCalleeTag, Caller().sdp, CodecsOfCallees(),
+                WithReply([this](const NgReply& reply) {
                     if (isMonitor_) room_.Block(kCallerTag);
                     if (answered_)
                         answered_->Tell(reply.Sdp(), Caller(), false);
@@ -201,7 +216,7 @@ void TalkCall::NextRenegotiation() {
     const Direction allowed =
         isMonitor_ ? (&leg == &Caller() ? Direction::Send : Direction::Receive) : Direction::Both;
     const std::string offer = WithDirection(other.sdp, Common(renegotiated_, allowed));
-    room_.Offer(other.tag, leg.tag, offer, WithReply([this, &leg](const NgReply& reply) {
+    room_.Offer(other.tag, leg.tag, offer, leg.Codecs(), WithReply([this, &leg](const NgReply& reply) {
                     asked_ = &leg;
                     leg.Tell(reply.Sdp(), leg, false);
                 }));
@@ -218,7 +233,7 @@ void TalkCall::PassReofferOn(CallLeg& from, CallLeg& to, const std::string& sdp)
     step_ = Step::Passing;
     asking_ = &from;
     askedFor_ = sdp;
-    room_.Offer(from.tag, to.tag, sdp, WithReply([this, &from, &to](const NgReply& reply) {
+    room_.Offer(from.tag, to.tag, sdp, to.Codecs(), WithReply([this, &from, &to](const NgReply& reply) {
                     if (!CanBeReinvited(to)) {
                         // It goes on as it is; the one that asked is answered in its place.
                         const Direction direction = Mirrored(DirectionOf(askedFor_));
@@ -293,7 +308,8 @@ void TalkCall::TakeDigits() {
             if (call && !ended_ && step_ == Step::TakingDigits) handler(reply);
         };
     };
-    room_.Offer(kCallerTag, kCalleeTag, Caller().sdp, check([this, check](const NgReply& offered) {
+    room_.Offer(kCallerTag, kCalleeTag, Caller().sdp, CodecsOfCallees(),
+                check([this, check](const NgReply& offered) {
                     if (!offered.ok) return FinishTakingDigits(offered);
                     room_.Answer(kCallerTag, kCalleeTag, answered_->sdp,
                                  check([this](const NgReply& reply) { FinishTakingDigits(reply); }));

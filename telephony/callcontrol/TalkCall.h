@@ -32,6 +32,7 @@ private:
     // then the phones hear of it by re-INVITE.
     void TellCaller();
     void OfferToCallees();
+    std::vector<std::string> CodecsOfCallees() const;
     void TellCallees(const std::string& offer);
     void TakeCalleesAnswer(CallLeg& callee);
     void CompleteAnswer(CallLeg& callee, const std::string& answer);

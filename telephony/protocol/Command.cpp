@@ -1,5 +1,6 @@
 #include "telephony/protocol/Command.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <set>
 
@@ -100,6 +101,18 @@ private:
     std::set<std::string> known_;
 };
 
+void ParseCodecs(Fields& fields, std::vector<std::string>& codecs) {
+    const json* const list = fields.Find("codecs");
+    if (!list) return;
+    if (!list->is_array()) fields.Refuse("codecs", "must be a list");
+    for (const json& codec : *list) {
+        const std::string_view name = FindCodec(fields.Name(codec, "codecs"));
+        if (name.empty()) fields.Refuse("codecs", "must be of PCMA, PCMU, G722, opus");
+        if (std::ranges::find(codecs, name) != codecs.end()) fields.Refuse("codecs", "names one twice");
+        codecs.emplace_back(name);
+    }
+}
+
 Device ParseDevice(const json& object) {
     Fields fields(object, "device");
     Device device;
@@ -108,6 +121,7 @@ Device ParseDevice(const json& object) {
     device.answer = fields.OneOf("answer", kAnswerStyles, AnswerStyle::None);
     device.hold = fields.OneOf("hold", kHoldStyles, HoldStyle::Reinvite);
     device.mayBeMonitored = fields.Flag("mayBeMonitored", false);
+    ParseCodecs(fields, device.codecs);
     fields.EndOfFields();
     return device;
 }
@@ -177,6 +191,7 @@ json ToJson(const Device& device) {
     object["answer"] = TextIn(kAnswerStyles, device.answer);
     object["hold"] = TextIn(kHoldStyles, device.hold);
     object["mayBeMonitored"] = device.mayBeMonitored;
+    if (!device.codecs.empty()) object["codecs"] = device.codecs;
     return object;
 }
 
@@ -222,6 +237,15 @@ std::string ToLine(const Command& command) {
             break;
     }
     return object.dump(-1, ' ', false, json::error_handler_t::replace);
+}
+
+std::string_view FindCodec(std::string_view name) {
+    const auto lower = [](char letter) {
+        return letter >= 'A' && letter <= 'Z' ? letter + ('a' - 'A') : letter;
+    };
+    const auto found = std::ranges::find_if(
+        kCodecs, [&](std::string_view codec) { return std::ranges::equal(codec, name, {}, lower, lower); });
+    return found == kCodecs.end() ? std::string_view() : *found;
 }
 
 std::string_view TextOf(CommandKind kind) {

@@ -3,6 +3,7 @@
 #ifndef TELEPHONY_PROTOCOL_COMMAND_H
 #define TELEPHONY_PROTOCOL_COMMAND_H
 
+#include <array>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -17,6 +18,11 @@ inline constexpr int kProtocolVersion = 1;
 inline constexpr std::size_t kLongestName = 128;  // of a user, a call, a shown name
 inline constexpr std::size_t kMostCallees = 256;
 inline constexpr std::size_t kMostDigits = 32;
+
+/// What phones may be offered for sound: rtpengine turns each of them into each other.
+inline constexpr std::array<std::string_view, 4> kCodecs{"PCMA", "PCMU", "G722", "opus"};
+/// As it stands in kCodecs, in whatever case it was written; empty when it is none of them.
+std::string_view FindCodec(std::string_view name);
 
 enum class CommandKind { Hello, Call, Hangup, Hold, Resume, Dtmf, Status };
 
@@ -46,6 +52,8 @@ struct Device {
     AnswerStyle answer = AnswerStyle::None;
     HoldStyle hold = HoldStyle::Reinvite;
     bool mayBeMonitored = false;
+    std::vector<std::string> codecs =
+        {};  // of kCodecs, the best first; empty: PCMA, PCMU and what the other end has
 };
 
 struct Command {

@@ -48,6 +48,10 @@ TEST(PhoneConfig, ValuesOfTheWrongKindAreNamedWithTheRightOnes) {
     EXPECT_EQ("<hold> must be one of re-invite, gate, not \"never\"", With("<hold>never</hold>"));
     EXPECT_EQ("<autoAnswerStyle> must be one of none, call-info, alert-info, answer-mode, not \"x\"",
               With("<autoAnswerStyle>x</autoAnswerStyle>"));
+    EXPECT_EQ("none", With("<codecs> opus , pcma</codecs>"));
+    EXPECT_THAT(With("<codecs>opus,MP3</codecs>"), HasSubstr("PCMA, PCMU, G722, opus; \"MP3\" is none"));
+    EXPECT_THAT(With("<codecs/>"), HasSubstr("\"\" is none"));
+    EXPECT_EQ("<codecs> names PCMU twice", With("<codecs>PCMU,pcmu</codecs>"));
     EXPECT_THAT(With("<user>a b</user>"), HasSubstr("the SIP user \"a b\" must be"));
     EXPECT_THAT(With("<name>" + std::string(129, 'n') + "</name>"), HasSubstr("longer than 128 bytes"));
 }

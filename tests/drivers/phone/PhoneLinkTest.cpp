@@ -37,9 +37,9 @@ protected:
 TEST_F(PhoneLink, TheHelloSaysWhatCallControlMustKnowAndNoPassword) {
     Start(
         "<autoAnswerStyle>alert-info</autoAnswerStyle><hold>gate</hold>"
-        "<mayBeMonitored>true</mayBeMonitored>");
+        "<mayBeMonitored>true</mayBeMonitored><codecs>G722, pcma</codecs>");
     EXPECT_EQ(nlohmann::json::parse(R"({"cmd":"hello","version":1,"all":false,"devices":[{"user":"hall",
-        "name":"Hall","answer":"alert-info","hold":"gate","mayBeMonitored":true}]})"),
+        "name":"Hall","answer":"alert-info","hold":"gate","mayBeMonitored":true,"codecs":["G722","PCMA"]}]})"),
               Greet());
 }
 

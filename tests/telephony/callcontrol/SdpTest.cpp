@@ -14,12 +14,13 @@ constexpr char kPhone[] =
     "m=video 4002 RTP/AVP 99\r\na=rtpmap:99 H264/90000\r\na=recvonly\r\n";
 
 TEST(Sdp, ThePlaceholderHasARealAddressAndADeadPort) {
-    const std::string sdp = PlaceholderSdp("192.0.2.7", Direction::Send, Direction::None);
+    const std::string sdp = PlaceholderSdp("192.0.2.7", {"PCMA", "PCMU"}, Direction::Send, Direction::None);
     EXPECT_EQ(ReceivesAt(sdp), "192.0.2.7:9");
     EXPECT_EQ(DirectionOf(sdp), Direction::Send);
     EXPECT_EQ(sdp.find("m=video"), std::string::npos);
-    EXPECT_NE(PlaceholderSdp("192.0.2.7", Direction::Both, Direction::Both).find("m=video 9 "),
-              std::string::npos);
+    EXPECT_NE(
+        PlaceholderSdp("192.0.2.7", {"PCMA", "PCMU"}, Direction::Both, Direction::Both).find("m=video 9 "),
+        std::string::npos);
 }
 
 TEST(Sdp, CodecsAreThoseOfMediaThatAreNotRefused) {
@@ -95,6 +96,33 @@ TEST(Netstrings, AStreamThatIsNoneIsRefused) {
         reader.Add(text);
         EXPECT_THROW(reader.Next(), std::runtime_error) << text;
     }
+}
+
+TEST(Sdp, ThePlaceholderHasTheCodecsInTheirOrderAndKeys) {
+    EXPECT_NE(PlaceholderSdp("192.0.2.7", {"opus", "PCMU"}, Direction::Both, Direction::None)
+                  .find("m=audio 9 RTP/AVP 96 0 101\r\na=rtpmap:96 opus/48000/2\r\na=rtpmap:0 PCMU/8000\r\n"
+                        "a=rtpmap:101 telephone-event/8000\r\n"),
+              std::string::npos);
+}
+
+TEST(Sdp, CodecsThatAPhoneDoesNotPreferAreLeftOutOfItsSoundOnly) {
+    const std::string head = "v=0\r\nc=IN IP4 192.0.2.1\r\n";
+    const std::string video = "m=video 6 RTP/AVP 96\r\na=rtpmap:96 VP8/90000\r\n";
+    const std::string sdp = head +
+                            "m=audio 4 RTP/AVP 0 8 107 9 101\r\na=rtpmap:8 PCMA/8000\r\n"
+                            "a=rtpmap:107 OPUS/48000/2\r\na=fmtp:107 stereo=1\r\n"
+                            "a=rtpmap:101 telephone-event/8000\r\na=sendonly\r\n" +
+                            video;
+    EXPECT_EQ(telephony::WithCodecs(sdp, {"G722", "PCMA"}),
+              head +
+                  "m=audio 4 RTP/AVP 9 8 101\r\na=rtpmap:8 PCMA/8000\r\n"
+                  "a=rtpmap:101 telephone-event/8000\r\na=sendonly\r\n" +
+                  video);
+    EXPECT_NE(telephony::WithCodecs(sdp, {"opus"}).find("m=audio 4 RTP/AVP 107 101\r\n"), std::string::npos);
+    EXPECT_EQ(telephony::WithCodecs(sdp, {}), sdp);
+    EXPECT_EQ(telephony::WithCodecs(video, {"PCMA"}), video);
+    const std::string foreign = "m=audio 4 RTP/AVP 18\r\n";
+    EXPECT_EQ(telephony::WithCodecs(foreign, {"PCMA"}), foreign);
 }
 
 }  // namespace

@@ -49,7 +49,7 @@ TEST(Command, NobodyMayBeMonitoredWhoseDriverDoesNotSaySo) {
 TEST(Command, EveryCommandReadsWhatItWrites) {
     for (
         const char* line :
-        {R"({"cmd":"hello","version":1,"all":true,"devices":[{"user":"a","name":"A \"B\"","mayBeMonitored":true}]})",
+        {R"({"cmd":"hello","version":1,"all":true,"devices":[{"user":"a","name":"A \"B\"","mayBeMonitored":true,"codecs":["opus","PCMU"]}]})",
          R"({"cmd":"call","id":"1","from":"a","to":["b","c"],"kind":"broadcast","video":"send","ring":false})",
          R"({"cmd":"hangup","id":"1"})", R"({"cmd":"hangup","id":"1","leg":"b"})",
          R"({"cmd":"hold","id":"1"})", R"({"cmd":"resume","id":"1"})",
@@ -74,6 +74,17 @@ TEST(Command, AMisspeltFieldIsRefusedRatherThanNotObeyed) {
               "command: unknown field \"vidio\"");
     EXPECT_EQ(ErrorOf(R"({"cmd":"hello","version":1,"devices":[{"user":"a","mayBeMonitord":true}]})"),
               "device: unknown field \"mayBeMonitord\"");
+}
+
+TEST(Command, CodecsOfADeviceAreKnownOnesInAnyCaseAndOnce) {
+    const auto hello = [](const std::string& codecs) {
+        return R"({"cmd":"hello","version":1,"devices":[{"user":"a","codecs":)" + codecs + "}]}";
+    };
+    EXPECT_EQ(ParseCommand(hello(R"(["OPUS","g722"])")).devices[0].codecs,
+              (std::vector<std::string>{"opus", "G722"}));
+    EXPECT_EQ(ErrorOf(hello(R"(["G729"])")), "device: \"codecs\" must be of PCMA, PCMU, G722, opus");
+    EXPECT_EQ(ErrorOf(hello(R"(["opus","OPUS"])")), "device: \"codecs\" names one twice");
+    EXPECT_EQ(ErrorOf(hello(R"("opus")")), "device: \"codecs\" must be a list");
 }
 
 TEST(Command, NamesCannotEndALineOfSip) {

@@ -35,6 +35,8 @@ rtp_ports @RTP@
 jitter_buffer_delay 1-5
 module_path /usr/lib/baresip/modules
 module g711.so
+module g722.so
+module opus.so
 module ausine.so
 module aubridge.so
 module sndfile.so
@@ -146,8 +148,8 @@ Baresip::Baresip(CallHome& home, const std::string& user, int port, int hertz, S
                                                           {"@FOLDER@", folder_.string()}}));
     WriteFile(folder_ / "accounts",
               "<sip:" + user + "@intercom>;auth_user=" + user + ";auth_pass=pw-" + user +
-                  ";outbound=\"sip:127.0.0.1:5060\";regint=60;audio_codecs=PCMA,PCMU;answermode=" +
-                  (settings.answers ? "auto" : "manual") + "\n");
+                  ";outbound=\"sip:127.0.0.1:5060\";regint=60;audio_codecs=" + settings.codecs +
+                  ";answermode=" + (settings.answers ? "auto" : "manual") + "\n");
     WriteFile(folder_ / "contacts", "");
     process_ = std::make_unique<Process>(
         Process::Command{{"/usr/bin/baresip", "-f", folder_.string()}, {}, folder_ / "log"});

@@ -18,6 +18,7 @@ public:
     struct Settings {
         bool answers = true;  // by itself
         bool video = false;
+        const char* codecs = "PCMA,PCMU";
     };
 
     /// Registers; the port is that of SIP, the four above it are used, too.
