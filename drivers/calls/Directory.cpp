@@ -84,11 +84,15 @@ Destination Directory::Resolve(const std::string& address, const std::string& pr
     const std::size_t at = text.rfind('@');  // a name may contain one, an address never does
     destination.name = text.substr(0, at);
     const std::string host = at == std::string::npos ? "" : text.substr(at + 1);
-    if (destination.name.empty())
+    if (destination.name.empty()) {
         destination.fault = "it names nobody";
-    else if (!host.empty() && host != proxy && host != kOwnDomain)
-        destination.fault = "the host " + host + " is not this home's";
-    if (!destination.fault.empty()) return destination;
+        return destination;
+    }
+    if (!host.empty() && host != proxy && host != kOwnDomain) {
+        // The proxy's routes tell whether it is called.
+        destination.peers = {FindUser(text)};
+        return destination;
+    }
     if (const Peer* const device = FindDevice(destination.name)) {
         destination.peers = {*device};
     } else if (FindGroup(destination.name, destination.peers)) {

@@ -33,8 +33,8 @@ public:
 
     /// NAME@ADDRESS or NAME, with or without "sip:". A name is looked for among the devices, by intercom
     /// name, by user and by key, exactly and then in any case, then among the groups. What nobody here is
-    /// called is left to the proxy's routes. Of several devices with one name the first in the display order
-    /// has it. `proxy`: the address that is this home's own; any other is foreign.
+    /// called is left to the proxy's routes, and so is any other host than `proxy`, which is this home's own.
+    /// Of several devices with one name the first in the display order has it.
     Destination Resolve(const std::string& address, const std::string& proxy) const;
 
     /// The device with that SIP user; else a stranger whose user is all that is known of it.

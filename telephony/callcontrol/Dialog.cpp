@@ -148,6 +148,15 @@ std::string UserPart(const std::string& user) {
     return part;
 }
 
+std::string AddressOf(const std::string& name, const std::string& domain) {
+    constexpr std::string_view kOfHosts = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789.-:";
+    const std::size_t at = name.rfind('@');
+    const bool hasHost = at != std::string::npos && at > 0 && at + 1 < name.size() &&
+                         name.find_first_not_of(kOfHosts, at + 1) == std::string::npos;
+    if (!hasHost) return "sip:" + UserPart(name) + "@" + domain;
+    return "sip:" + UserPart(name.substr(0, at)) + name.substr(at);
+}
+
 std::string UserOf(std::string_view part) {
     const auto digit = [](char letter) {
         const std::string_view digits(kHexDigits);

@@ -51,6 +51,9 @@ std::string Quoted(const std::string& name);
 
 /// A user as it may stand in a URI (RFC 3261, section 25.1): what may not is percent-encoded.
 std::string UserPart(const std::string& user);
+
+/// "sip:USER@DOMAIN", or with the host that the name itself has behind an "@".
+std::string AddressOf(const std::string& name, const std::string& domain);
 /// Back again.
 std::string UserOf(std::string_view userPart);
 

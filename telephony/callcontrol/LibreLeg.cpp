@@ -67,7 +67,7 @@ LibreLeg::~LibreLeg() {
 
 void LibreLeg::Invite(const Invitation& invitation) {
     const ProxyAccount& account = stack_.Account();
-    const std::string target = "sip:" + UserPart(invitation.to) + "@" + account.domain;
+    const std::string target = AddressOf(invitation.to, account.domain);
     const std::string from = Quoted(invitation.fromName.empty() ? invitation.fromUser : invitation.fromName) +
                              " <sip:" + UserPart(invitation.fromUser) + "@" + account.domain + ">";
     dialog_ = Dialog::Outgoing(from, "<" + target + ">", target);
