@@ -6,6 +6,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <optional>
 
 #include "driverhost/ProcessSetup.h"
@@ -32,6 +33,9 @@
 
 namespace driverhost {
 namespace {
+
+// Where files lie that a configuration names without a whole path; for drivers.
+constexpr char kHomeFolderVariable[] = "INTERCOM_HOME_FOLDER";
 
 // Ids must grow from one process to the next; the time does so without anything being stored.
 std::uint64_t FirstEventId() {
@@ -142,6 +146,8 @@ void HostProcess::Listen() {
     impl_->server.emplace(impl_->thread, impl_->options.listen, impl_->limits, impl_->options.socket);
     // Before any driver starts a program, which is to find the host by it.
     ::setenv(kLocalSocketVariable, impl_->options.socket.c_str(), 1);
+    const auto home = std::filesystem::absolute(impl_->options.home);
+    ::setenv(kHomeFolderVariable, home.parent_path().c_str(), 1);
     impl_->watchdog.emplace(impl_->thread, impl_->manager, impl_->server->ListeningSocket(), &Unavailable,
                             TimesOf(impl_->limits));
 }

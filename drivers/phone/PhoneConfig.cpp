@@ -4,6 +4,8 @@
 
 #include <arpa/inet.h>
 #include <algorithm>
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <map>
@@ -18,6 +20,9 @@ using telephony::DigitStyle;
 using telephony::HoldStyle;
 
 namespace {
+
+// Set by the host.
+constexpr char kHomeFolderVariable[] = "INTERCOM_HOME_FOLDER";
 
 constexpr std::size_t kLongestUser = 64;
 constexpr std::int64_t kHighestPort = 65535;
@@ -101,12 +106,20 @@ auto IntoChoice(Enum& out, std::vector<std::pair<std::string, Enum>> choices) {
     };
 }
 
+// As seen from the home file, wherever the host was started.
+std::string WholePath(const std::string& path) {
+    const char* const folder = std::getenv(kHomeFolderVariable);
+    return folder ? (std::filesystem::path(folder) / path).lexically_normal().string() : path;
+}
+
 // Whoever else may read it knows the password.
-std::string ReadPasswordFile(const std::string& path) {
+std::string ReadPasswordFile(const std::string& name) {
+    const std::string path = WholePath(name);
     struct stat status {};
     std::ifstream file(path);
     if (!file || ::stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
-        throw ConfigError("<passwordFile>: the file " + path + " cannot be read");
+        throw ConfigError("<passwordFile>: the file " + path +
+                          " cannot be read; write the password into its first line, with mode 0600");
     if ((status.st_mode & (S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH)) != 0)
         throw ConfigError("<passwordFile>: other users may read " + path + "; set its mode to 0600");
     std::string line;

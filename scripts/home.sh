@@ -1,0 +1,212 @@
+# What scripts/supervise is given and prepares: its arguments, what it needs to know of the home file, passwords, the
+# folder in memory, ports. To be sourced.
+
+readonly NG_PORT=2223 RTP_PORT=20000 RTP_PORTS=1000  # the first that are tried
+readonly SIP_PORT=5060 MEETING_PORTS=(5061 5070)     # of the proxy; where it meets callcontrol
+
+say() { echo "run: $*" >&2 || true; }
+fail() { say "$*"; exit 1; }
+
+# option NAME ARGUMENT...: what the arguments give for --NAME; fails when they do not give it.
+option() {
+    local name=$1 given=1 value=''
+    shift
+    while [ $# -gt 0 ]; do
+        case "$1" in
+            --"$name"=*) given=0 value=${1#*=} ;;
+            --"$name") given=0 value=${2:-} ;;
+        esac
+        shift
+    done
+    printf '%s' "$value"
+    return "$given"
+}
+
+read_arguments() {
+    bin=$1 state=$2 simulated=no loopback=yes options=()
+    local argument
+    for argument in "${@:3}"; do
+        case "$argument" in
+            --simulated) simulated=yes ;;
+            --listen-lan) loopback=no ;;
+            *) options+=("$argument") ;;
+        esac
+    done
+    local sample=home
+    [ "$simulated" = no ] || sample=simulated
+    home=$(option home "${options[@]}") || { home="$root/examples/$sample.xml"; options+=(--home "$home"); }
+    listen=$(option listen "${options[@]}") || { listen=127.0.0.1:8350; options+=(--listen "$listen"); }
+    option state-dir "${options[@]}" >/dev/null || options+=(--state-dir "$state/states")
+    token_file=$(option token-file "${options[@]}") || true
+}
+
+# A line "ID USER PASSWORD-FILE NAME" for each phone of the home file, with tabs between. What is wrong with the file is
+# the host's to say.
+phones() {
+    [ -r "$home" ] || return 0
+    HOME_FOLDER=$(dirname "$(realpath "$home")") perl -0777 -ne '
+        my %letter = (amp => "&", lt => "<", gt => ">", quot => "\"", apos => chr(39));
+        sub inside { my ($text, $name) = @_; $text =~ m{<$name>\s*(.*?)\s*</$name>}s ? $1 : "" }
+        sub text { inside(@_) =~ s/&(amp|lt|gt|quot|apos);/$letter{$1}/gr }
+        s/<!--.*?-->//gs;
+        for my $driver (m{<driver>(.*?)</driver>}gs) {
+            next if text($driver, "library") ne "phone";
+            my $config = inside($driver, "config") =~ s{<(buttons|chime)>.*?</\1>}{}gsr;
+            my $key = text($config, "key");
+            my $file = text($config, "passwordFile");
+            $file = "$ENV{HOME_FOLDER}/$file" if $file ne "" && $file !~ m{^/};
+            print join("\t", text($driver, "id"), text($config, "user") || $key, $file || "-",
+                       text($config, "name") || $key), "\n";
+        }' "$home"
+}
+
+# The address that the host takes for the controller's own: the home file's, or that of the first network interface.
+controller_address() {
+    local given
+    if [ -r "$home" ] && given=$(perl -0777 -ne 's/<!--.*?-->//gs; m{<controller>(.*?)</controller>}s or exit 1;
+            $1 =~ m{<address>\s*(.*?)\s*</address>|<address\s*/>}s or exit 1; print $1 // ""' "$home"); then
+        printf '%s' "$given"
+    elif command -v ip >/dev/null; then
+        ip -4 -o address show up | awk '$2 != "lo" && $4 !~ /^169\.254\./ { sub("/.*", "", $4); printf "%s", $4; exit }'
+    fi
+}
+
+media_address() {
+    local own=''
+    [ "$loopback" = yes ] || own=$(controller_address)
+    printf '%s' "${own:-127.0.0.1}"
+}
+
+# Each phone whose password file lies in our folder gets a random one, once. It has no letters that look alike, for it
+# is typed in by hand.
+make_passwords() {
+    local id user file name folder
+    folder=$(realpath -m "$state/passwords")
+    while IFS=$'\t' read -r id user file name; do
+        file=$(realpath -m "$file")
+        if [ "$(dirname "$file")" != "$folder" ] || [ -s "$file" ]; then continue; fi
+        (
+            umask 077
+            mkdir -p "$folder"
+            head -c 2000 /dev/urandom | tr -dc 'a-km-z2-9' | cut -c 1-16 >"$file.new"
+            mv "$file.new" "$file"
+        )
+    done < <(phones)
+}
+
+# Another host that listens there would answer in the place of ours.
+check_port_free() {
+    local host=${listen%:*} port=${listen##*:}
+    host=${host#[}
+    host=${host%]}
+    if [ "$port" = 0 ] || ! (: <"/dev/tcp/$host/$port") 2>/dev/null; then return; fi
+    say "a program listens on $listen already, perhaps another ./run. End it, or take another port:"
+    say "    ./run --listen 127.0.0.1:$((port + 1))"
+    exit 1
+}
+
+# The programs hold the lock with us, so a run that was killed is over when its last program is.
+take_run_folder() {
+    local holder
+    run="${XDG_RUNTIME_DIR:-/dev/shm}/intercom-$UID"
+    mkdir -m 700 "$run" 2>/dev/null || { [ ! -L "$run" ] && [ -O "$run" ] && chmod 700 "$run"; } ||
+        fail "the folder $run cannot be used: make it, or give another place in memory with XDG_RUNTIME_DIR"
+    exec 9>>"$run/lock"
+    if ! flock -n 9; then
+        holder=$(cat "$run/lock")
+        ! kill -0 "$holder" 2>/dev/null ||
+            fail "process $holder runs a home with the folder $run already; end it, or set XDG_RUNTIME_DIR to another"
+        say "waiting for the programs of an earlier run to end"
+        flock -w "$END_SECONDS" 9 || fail "programs of an earlier run still use $run; fuser $run/lock tells which"
+    fi
+    echo "$$" >"$run/lock"
+    mkdir -p -m 700 "$run/reports"
+}
+
+# taken PORT ADDRESS: whether a program has the port there, or everywhere.
+taken() {
+    command -v ss >/dev/null || return 1
+    ss -Hlntu "sport = :$1" | awk -v address="$2" '
+        { sub(/:[0-9]+$/, "", $5); sub(/%.*/, "", $5) }
+        $5 == address || $5 == "0.0.0.0" || $5 == "*" || $5 == "[::]" { found = 1 }
+        END { exit !found }'
+}
+
+# Those that the machine runs for itself. Ours is still there when host and supervisor were killed.
+name_others() {
+    local file id program parent found=''
+    for file in /proc/[0-9]*/comm; do
+        id=${file#/proc/} id=${id%/comm}
+        { read -r program <"$file"; } 2>/dev/null || continue
+        case "$program" in kamailio | rtpengine) ;; *) continue ;; esac
+        ! grep -qzF "$SIPPROXY_RUN_DIR/" "/proc/$id/cmdline" 2>/dev/null || continue
+        parent=$(sed -n 's/^PPid:\t//p' "/proc/$id/status" 2>/dev/null) || continue
+        [ "$(cat "/proc/$parent/comm" 2>/dev/null)" != "$program" ] || continue
+        found+="${found:+, }$program (process $id)"
+    done
+    [ -z "$found" ] || say "left alone, though of the same kind as ours: $found"
+}
+
+choose_media_ports() {
+    local try
+    for ((try = 0; try < 10; ++try)); do
+        ng_port=$((NG_PORT + try)) rtp_port=$((RTP_PORT + try * RTP_PORTS))
+        taken "$ng_port" 127.0.0.1 || break
+    done
+    [ "$try" = 0 ] || say "port $NG_PORT is taken; our rtpengine listens on $ng_port"
+}
+
+# A port that another program has is not asked for: Kamailio would share it and take the other's messages. Until
+# move_proxy has given it another one the proxy is a program that does nothing.
+prepare_proxy() {
+    local port
+    proxy_must_move=no
+    [ -z "${SIPPROXY_PROGRAM+set}" ] || return 0
+    export SIPPROXY_PROGRAM="$bin/sipproxy"
+    if [ -e "$SIPPROXY_RUN_DIR/lock" ] && ! flock -n "$SIPPROXY_RUN_DIR/lock" true; then return; fi
+    proxy_address=$(controller_address)
+    [ "$loopback" = no ] || case "$proxy_address" in 127.*) ;; *) proxy_address=127.0.0.1 ;; esac
+    for port in "${MEETING_PORTS[@]}"; do
+        ! taken "$port" 127.0.0.1 ||
+            say "port $port of 127.0.0.1 is taken, which the proxy needs: end that program, or give the home an" \
+                "address of its own, as in <controller><address>127.0.0.2</address></controller>"
+    done
+    if ! taken "$SIP_PORT" "$proxy_address" && ! taken "$SIP_PORT" 127.0.0.1; then return; fi
+    proxy_must_move=yes
+    export SIPPROXY_PROGRAM="$run/proxy"
+    ln -sfn "$(type -P true)" "$SIPPROXY_PROGRAM"
+}
+
+tell_what_is_missing() {
+    local missing=()
+    type -P "$rtpengine" >/dev/null || missing+=(rtpengine)
+    PATH="$PATH:/usr/sbin" type -P "${SIPPROXY_KAMAILIO:-kamailio}" >/dev/null || missing+=(kamailio)
+    [ "${#missing[@]}" = 0 ] ||
+        say "no real calls without ${missing[*]} (packages ${CALL_PACKAGES[*]}); the simulated ones go on"
+    [ "${missing[0]:-}" = rtpengine ] || programs+=(rtpengine)
+}
+
+prepare() {
+    programs=(host)
+    check_port_free
+    mkdir -p "$state"
+    # A system manager of the machine's own goes before ours, which comes last on the path.
+    export PATH="$PATH:$bin"
+    export SYSMAN_STATE_DIR="${SYSMAN_STATE_DIR:-$state/sysman}"
+    [ "$simulated" = no ] || return 0
+    take_run_folder
+    rtpengine=${RTPENGINE_PROGRAM:-rtpengine}
+    address=$(media_address)
+    export INTERCOM_CALLCONTROL_SOCKET="$run/calls.sock" INTERCOM_REPORTS_DIR="$run/reports"
+    local place=/dev/shm/intercom-sipproxy-$UID
+    [ -z "${XDG_RUNTIME_DIR:-}" ] || place=$XDG_RUNTIME_DIR/intercom-sipproxy
+    export SIPPROXY_RUN_DIR="${SIPPROXY_RUN_DIR:-$place}"
+    export SIPPROXY_STATE_DIR="${SIPPROXY_STATE_DIR:-$state/sipproxy}"
+    export SIPPROXY_LOOPBACK="${SIPPROXY_LOOPBACK:-$loopback}"
+    make_passwords
+    name_others
+    tell_what_is_missing
+    programs+=(callcontrol)
+    choose_media_ports
+    prepare_proxy
+}
