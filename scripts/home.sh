@@ -105,21 +105,18 @@ check_port_free() {
     exit 1
 }
 
-# The programs hold the lock with us, so a run that was killed is over when its last program is.
+# One lock is this process's, the other is the programs' too, so that a run that was killed is over when they are.
 take_run_folder() {
-    local holder
     run="${XDG_RUNTIME_DIR:-/dev/shm}/intercom-$UID"
     mkdir -m 700 "$run" 2>/dev/null || { [ ! -L "$run" ] && [ -O "$run" ] && chmod 700 "$run"; } ||
         fail "the folder $run cannot be used: make it, or give another place in memory with XDG_RUNTIME_DIR"
-    exec 9>>"$run/lock"
+    exec 8>>"$run/lock" 9>>"$run/programs.lock"
+    flock -w "$HANDOVER_SECONDS" 8 ||
+        fail "another ./run has the folder $run; end it, or give this one another place with XDG_RUNTIME_DIR"
     if ! flock -n 9; then
-        holder=$(cat "$run/lock")
-        ! kill -0 "$holder" 2>/dev/null ||
-            fail "process $holder runs a home with the folder $run already; end it, or set XDG_RUNTIME_DIR to another"
         say "waiting for the programs of an earlier run to end"
-        flock -w "$END_SECONDS" 9 || fail "programs of an earlier run still use $run; fuser $run/lock tells which"
+        flock -w "$END_SECONDS" 9 || fail "programs of an earlier run do not end; fuser $run/programs.lock tells which"
     fi
-    echo "$$" >"$run/lock"
     mkdir -p -m 700 "$run/reports"
 }
 
@@ -132,13 +129,15 @@ taken() {
         END { exit !found }'
 }
 
-# Those that the machine runs for itself. Ours is still there when host and supervisor were killed.
+# Those that the machine runs for itself, in the same network. Ours is still there when host and supervisor were killed.
 name_others() {
-    local file id program parent found=''
+    local file id program parent network found=''
     for file in /proc/[0-9]*/comm; do
         id=${file#/proc/} id=${id%/comm}
         { read -r program <"$file"; } 2>/dev/null || continue
         case "$program" in kamailio | rtpengine) ;; *) continue ;; esac
+        network=$(readlink "/proc/$id/ns/net") || network=$(readlink /proc/self/ns/net)
+        [ "$network" = "$(readlink /proc/self/ns/net)" ] || continue
         ! grep -qzF "$SIPPROXY_RUN_DIR/" "/proc/$id/cmdline" 2>/dev/null || continue
         parent=$(sed -n 's/^PPid:\t//p' "/proc/$id/status" 2>/dev/null) || continue
         [ "$(cat "/proc/$parent/comm" 2>/dev/null)" != "$program" ] || continue
