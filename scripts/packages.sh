@@ -61,6 +61,6 @@ install_packages() {
 # whoever misses a program names it.
 install_if_possible() {
     command -v apt-get >/dev/null || return 0
-    [ "$(id -u)" -eq 0 ] || [ -t 0 ] || sudo -n true 2>/dev/null || return 0
+    [ "$(id -u)" -eq 0 ] || { command -v sudo >/dev/null && { [ -t 0 ] || sudo -n true 2>/dev/null; }; } || return 0
     install_packages "$@" || true
 }

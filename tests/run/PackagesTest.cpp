@@ -1,5 +1,5 @@
-// What installing a package with a service does to the machine: a package made for it, apt and dpkg with folders of
-// their own, and recorders in the place of the programs that would start a service.
+// What installing a package with a service does to the machine: a package made for it, apt and dpkg with
+// folders of their own, and recorders in the place of the programs that would start a service.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -52,8 +52,7 @@ protected:
              {"package/DEBIAN", "repository", "admin/info", "admin/updates", "instdir", "apt/etc/apt.conf.d",
               "apt/state/lists/partial", "apt/cache/archives/partial", "apt/log"})
             std::filesystem::create_directories(folder_ / folder);
-        WriteProgram("recorder",
-                     "#!/bin/sh\necho \"${0##*/} $*\" >>" + (folder_ / "asked").string() + "\n");
+        WriteProgram("recorder", "#!/bin/sh\necho \"${0##*/} $*\" >>" + (folder_ / "asked").string() + "\n");
     }
 
     static std::vector<std::string> Unshared(const std::string& script) {
@@ -76,9 +75,9 @@ protected:
         const std::string file = folder_ / "repository/kamailio.deb";
         ASSERT_EQ(0, RunProgram({"dpkg-deb", "--root-owner-group", "-b", folder_ / "package", file}).status);
         const std::string sum = RunProgram({"sha256sum", file}).output.substr(0, 64);
-        WriteFile(folder_ / "repository/Packages",
-                  control + "Filename: ./kamailio.deb\nSize: " +
-                      std::to_string(std::filesystem::file_size(file)) + "\nSHA256: " + sum + "\n");
+        WriteFile(folder_ / "repository/Packages", control + "Filename: ./kamailio.deb\nSize: " +
+                                                       std::to_string(std::filesystem::file_size(file)) +
+                                                       "\nSHA256: " + sum + "\n");
     }
 
     // apt and dpkg look at nothing of the machine's.
@@ -87,14 +86,14 @@ protected:
         WriteFile(folder_ / "admin/status", "");
         WriteFile(folder_ / "admin/available", "");
         WriteFile(folder_ / "apt/etc/sources.list", "deb [trusted=yes] file:" + folder + "/repository ./\n");
-        WriteFile(folder_ / "apt.conf",
-                  "Dir::State \"" + folder + "/apt/state\";\nDir::State::status \"" + folder +
-                      "/admin/status\";\nDir::Cache \"" + folder + "/apt/cache\";\nDir::Etc \"" + folder +
-                      "/apt/etc\";\nDir::Log \"" + folder +
-                      "/apt/log\";\nAPT::Sandbox::User \"root\";\n"
-                      "DPkg::Options { \"--admindir=" +
-                      folder + "/admin\"; \"--instdir=" + folder +
-                      "/instdir\"; \"--force-script-chrootless\"; };\n");
+        WriteFile(folder_ / "apt.conf", "Dir::State \"" + folder + "/apt/state\";\nDir::State::status \"" +
+                                            folder + "/admin/status\";\nDir::Cache \"" + folder +
+                                            "/apt/cache\";\nDir::Etc \"" + folder +
+                                            "/apt/etc\";\nDir::Log \"" + folder +
+                                            "/apt/log\";\nAPT::Sandbox::User \"root\";\n"
+                                            "DPkg::Options { \"--admindir=" +
+                                            folder + "/admin\"; \"--instdir=" + folder +
+                                            "/instdir\"; \"--force-script-chrootless\"; };\n");
     }
 
     ProgramResult Install(const std::string& more = "") {

@@ -268,8 +268,8 @@ TEST_F(SuperviseTest, AnotherRtpengineIsLeftAloneAndNamed) {
         folder_ / "other.log"});
     ASSERT_TRUE(WaitUntil([this] { return !ReadFile(folder_ / "other").empty(); }));
     StartWhole();
-    EXPECT_THAT(Log(), HasSubstr("of the same kind as ours: rtpengine (process " +
-                                 std::to_string(other.Id()) + ")"));
+    EXPECT_THAT(
+        Log(), HasSubstr("of the same kind as ours: rtpengine (process " + std::to_string(other.Id()) + ")"));
     EXPECT_THAT(Log(), HasSubstr("port 2223 is taken; our rtpengine listens on 2224"));
     EXPECT_TRUE(Comes("callcontrol: rtpengine is there"));
 }
@@ -288,9 +288,9 @@ TEST_F(SuperviseTest, AProgramThatHasTheSipPortKeepsIt) {
 
 TEST_F(SuperviseTest, HostAndRtpengineFollowTheControllersAddress) {
     const auto write = [this](const std::string& address) {
-        WriteFile(HomeFile(), std::regex_replace(ReadFile(EXAMPLES "/home.xml"), std::regex("<home>"),
-                                                 "<home><controller><address>" + address +
-                                                     "</address></controller>"));
+        WriteFile(HomeFile(),
+                  std::regex_replace(ReadFile(EXAMPLES "/home.xml"), std::regex("<home>"),
+                                     "<home><controller><address>" + address + "</address></controller>"));
     };
     write("127.0.0.3");
     environment_["SUPERVISE_ADDRESS_SECONDS"] = "0.2";
@@ -301,9 +301,8 @@ TEST_F(SuperviseTest, HostAndRtpengineFollowTheControllersAddress) {
     write("127.0.0.4");
     EXPECT_TRUE(Comes("run: the controller's address is now 127.0.0.4, no longer 127.0.0.3"));
     EXPECT_TRUE(WaitUntil([&] { return Child("driverhost") != 0 && Child("driverhost") != host; }));
-    EXPECT_TRUE(WaitUntil([&] {
-        return std::ranges::count(CommandOf(Child("rtpengine")), "--interface=127.0.0.4") == 1;
-    }));
+    EXPECT_TRUE(WaitUntil(
+        [&] { return std::ranges::count(CommandOf(Child("rtpengine")), "--interface=127.0.0.4") == 1; }));
     EXPECT_TRUE(WaitUntil([&] {
         return ReadFile(folder_ / "run-state/sysman/sipproxy.log").find("127.0.0.4:5060") !=
                std::string::npos;

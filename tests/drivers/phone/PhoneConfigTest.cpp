@@ -86,13 +86,30 @@ TEST(PhoneConfig, APasswordMayLieInAFileOfThisUsersAlone) {
     const test::TempFolder folder;
     const std::filesystem::path file = folder / "password";
     const std::string config = "<key>hall</key><passwordFile>" + file.string() + "</passwordFile>";
-    EXPECT_EQ("<passwordFile>: the file " + file.string() + " cannot be read", FaultOf(config));
+    EXPECT_EQ("<passwordFile>: the file " + file.string() +
+                  " cannot be read; write the password into its first line, with mode 0600",
+              FaultOf(config));
     test::WriteFile(file, "from-a-file\nsecond line\n");
     std::filesystem::permissions(file, std::filesystem::perms(0644));
     EXPECT_THAT(FaultOf(config), HasSubstr("other users may read"));
     std::filesystem::permissions(file, std::filesystem::perms(0600));
     EXPECT_EQ("from-a-file", PhoneConfig::Read(*test::Element("<config>" + config + "</config>")).password);
     EXPECT_THAT(FaultOf(config + "<password>p</password>"), HasSubstr("give one"));
+}
+
+TEST(PhoneConfig, APasswordFileIsNamedAsSeenFromTheHomeFile) {
+    const test::TempFolder folder;
+    test::WriteFile(folder / "password", "from-a-file\n");
+    std::filesystem::permissions(folder / "password", std::filesystem::perms(0600));
+    std::filesystem::create_directory(folder / "home");
+    ::setenv("INTERCOM_HOME_FOLDER", (folder / "home").c_str(), 1);
+    const std::string start = "<config><key>hall</key><passwordFile>";
+    const auto read = [&](const std::string& file) {
+        return PhoneConfig::Read(*test::Element(start + file + "</passwordFile></config>")).password;
+    };
+    EXPECT_EQ("from-a-file", read("../password"));
+    EXPECT_EQ("from-a-file", read(folder / "password"));
+    ::unsetenv("INTERCOM_HOME_FOLDER");
 }
 
 class FaultyPhone : public test::PhoneFixture {};
