@@ -67,6 +67,7 @@ protected:
         std::filesystem::create_directories(folder_ / "examples");
         std::filesystem::create_directories(folder_ / "memory");
         WriteFile(HomeFile(), ReadFile(EXAMPLES "/home.xml"));
+        environment_["SUPERVISE_PATIENCE"] = std::to_string(kPatience.count());
         environment_["XDG_RUNTIME_DIR"] = folder_ / "memory";
     }
 
