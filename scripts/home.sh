@@ -149,10 +149,10 @@ name_others() {
 choose_media_ports() {
     local try
     for ((try = 0; try < 10; ++try)); do
-        ng_port=$((NG_PORT + try)) rtp_port=$((RTP_PORT + try * RTP_PORTS))
-        taken "$ng_port" 127.0.0.1 || break
+        ng_port=$((NG_PORT + 2 * try)) rtp_port=$((RTP_PORT + try * RTP_PORTS))
+        taken "$ng_port" 127.0.0.1 || taken "$((ng_port + 1))" 127.0.0.1 || break
     done
-    [ "$try" = 0 ] || say "port $NG_PORT is taken; our rtpengine listens on $ng_port"
+    [ "$try" = 0 ] || say "port $NG_PORT or the next is taken; our rtpengine listens on $ng_port"
 }
 
 # A port that another program has is not asked for: Kamailio would share it and take the other's messages. Until
@@ -163,14 +163,15 @@ prepare_proxy() {
     [ -z "${SIPPROXY_PROGRAM+set}" ] || return 0
     export SIPPROXY_PROGRAM="$bin/sipproxy"
     if [ -e "$SIPPROXY_RUN_DIR/lock" ] && ! flock -n "$SIPPROXY_RUN_DIR/lock" true; then return; fi
-    proxy_address=$(controller_address)
-    [ "$loopback" = no ] || case "$proxy_address" in 127.*) ;; *) proxy_address=127.0.0.1 ;; esac
+    proxy_address=$(controller_address) meeting_address=127.0.0.1
+    case "$proxy_address" in 127.*) meeting_address=$proxy_address ;; esac
+    [ "$loopback" = no ] || proxy_address=$meeting_address
     for port in "${MEETING_PORTS[@]}"; do
-        ! taken "$port" 127.0.0.1 ||
-            say "port $port of 127.0.0.1 is taken, which the proxy needs: end that program, or give the home an" \
+        ! taken "$port" "$meeting_address" ||
+            say "port $port of $meeting_address is taken, which the proxy needs: end that program, or give the home an" \
                 "address of its own, as in <controller><address>127.0.0.2</address></controller>"
     done
-    if ! taken "$SIP_PORT" "$proxy_address" && ! taken "$SIP_PORT" 127.0.0.1; then return; fi
+    if ! taken "$SIP_PORT" "$proxy_address" && ! taken "$SIP_PORT" "$meeting_address"; then return; fi
     proxy_must_move=yes
     export SIPPROXY_PROGRAM="$run/proxy"
     ln -sfn "$(type -P true)" "$SIPPROXY_PROGRAM"
