@@ -105,6 +105,14 @@ TEST_F(Survival, AfterCallControlWasKilledNoPhoneHangsAndTheNextCallWorks) {
     ExpectBothHearEachOther();
 }
 
+TEST_F(Survival, CallsThatEndWithCallControlAreAmongTheRecentOnes) {
+    StartTalking();
+    EXPECT_EQ(home_->StopCallControl(), 0);
+    EXPECT_TRUE(StateBecomes(101, 0));
+    EXPECT_TRUE(StateBecomes(102, 0));
+    EXPECT_NE(Command("getRecentContactList").find("<aor>kitchen</aor>"), std::string::npos);
+}
+
 TEST_F(Survival, ACallIsHeardAgainAfterRtpengineWasKilled) {
     StartTalking();
     home_->KillMedia();
