@@ -2,7 +2,7 @@
 # folder in memory, ports. To be sourced.
 
 readonly NG_PORT=2223 RTP_PORT=20000 RTP_PORTS=1000  # the first that are tried
-readonly SIP_PORT=5060 MEETING_PORTS=(5061 5070)     # of the proxy; where it meets callcontrol
+readonly SIP_PORT=5060                               # of the proxy
 
 say() { echo "run: $*" >&2 || true; }
 fail() { say "$*"; exit 1; }
@@ -155,28 +155,6 @@ choose_media_ports() {
     [ "$try" = 0 ] || say "port $NG_PORT or the next is taken; our rtpengine listens on $ng_port"
 }
 
-# A port that another program has is not asked for: Kamailio would share it and take the other's messages. Until
-# move_proxy has given it another one the proxy is a program that does nothing.
-prepare_proxy() {
-    local port
-    proxy_must_move=no
-    [ -z "${SIPPROXY_PROGRAM+set}" ] || return 0
-    export SIPPROXY_PROGRAM="$bin/sipproxy"
-    if [ -e "$SIPPROXY_RUN_DIR/lock" ] && ! flock -n "$SIPPROXY_RUN_DIR/lock" true; then return; fi
-    proxy_address=$(controller_address) meeting_address=127.0.0.1
-    case "$proxy_address" in 127.*) meeting_address=$proxy_address ;; esac
-    [ "$loopback" = no ] || proxy_address=$meeting_address
-    for port in "${MEETING_PORTS[@]}"; do
-        ! taken "$port" "$meeting_address" ||
-            say "port $port of $meeting_address is taken, which the proxy needs: end that program, or give the home an" \
-                "address of its own, as in <controller><address>127.0.0.2</address></controller>"
-    done
-    if ! taken "$SIP_PORT" "$proxy_address" && ! taken "$SIP_PORT" "$meeting_address"; then return; fi
-    proxy_must_move=yes
-    export SIPPROXY_PROGRAM="$run/proxy"
-    ln -sfn "$(type -P true)" "$SIPPROXY_PROGRAM"
-}
-
 tell_what_is_missing() {
     local missing=()
     type -P "$rtpengine" >/dev/null || missing+=(rtpengine)
@@ -202,11 +180,11 @@ prepare() {
     [ -z "${XDG_RUNTIME_DIR:-}" ] || place=$XDG_RUNTIME_DIR/intercom-sipproxy
     export SIPPROXY_RUN_DIR="${SIPPROXY_RUN_DIR:-$place}"
     export SIPPROXY_STATE_DIR="${SIPPROXY_STATE_DIR:-$state/sipproxy}"
+    export SIPPROXY_PROGRAM="${SIPPROXY_PROGRAM-$bin/sipproxy}"
     export SIPPROXY_LOOPBACK="${SIPPROXY_LOOPBACK:-$loopback}"
     make_passwords
     name_others
     tell_what_is_missing
     programs+=(callcontrol)
     choose_media_ports
-    prepare_proxy
 }

@@ -18,7 +18,7 @@ namespace proxy {
 
 namespace {
 
-constexpr std::chrono::seconds kLockTime{3};
+constexpr std::chrono::seconds kLockTime{8};  // longer than an earlier Kamailio is given to end
 constexpr std::chrono::milliseconds kLockStep{2};
 
 bool IsPlainPath(const std::string& path) {

@@ -24,7 +24,7 @@ namespace proxy {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-constexpr std::chrono::seconds kGrace{1};
+constexpr std::chrono::seconds kGrace{5};
 constexpr std::chrono::milliseconds kAskAgain{50};
 constexpr std::chrono::milliseconds kStep{2};
 

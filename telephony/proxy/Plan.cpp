@@ -340,16 +340,32 @@ const std::string& Plan::Loopback() const {
     return std::ranges::find_if(listen, [](const Endpoint& e) { return IsLoopback(e.address); })->address;
 }
 
-bool IsAddressOfThisMachine(const std::string& address) {
-    const std::optional<in_addr> parsed = ParseAddress(address);
-    const int handle = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    if (handle < 0 || !parsed) return false;
+namespace {
+
+bool CanBind(const Endpoint& endpoint, int type) {
+    const std::optional<in_addr> address = ParseAddress(endpoint.address);
+    const int handle = ::socket(AF_INET, type | SOCK_CLOEXEC, 0);
+    if (handle < 0 || !address) return false;
+    // Connections that have ended hold their port for a while; a listener holds it all the same.
+    const int yes = 1;
+    if (type == SOCK_STREAM) ::setsockopt(handle, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
     sockaddr_in name{};
     name.sin_family = AF_INET;
-    name.sin_addr = *parsed;
+    name.sin_addr = *address;
+    name.sin_port = htons(static_cast<std::uint16_t>(endpoint.port));
     const bool bound = ::bind(handle, reinterpret_cast<const sockaddr*>(&name), sizeof name) == 0;
     ::close(handle);
     return bound;
+}
+
+}  // namespace
+
+bool IsAddressOfThisMachine(const std::string& address) {
+    return CanBind({address, 0}, SOCK_DGRAM);
+}
+
+bool IsFree(const Endpoint& endpoint) {
+    return CanBind(endpoint, SOCK_DGRAM) && CanBind(endpoint, SOCK_STREAM);
 }
 
 Plan MakePlan(const Records& records, const IsLocal& isLocal, Reach reach) {

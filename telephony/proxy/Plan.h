@@ -61,6 +61,10 @@ struct Plan {
 using IsLocal = std::function<bool(const std::string& address)>;
 bool IsAddressOfThisMachine(const std::string& address);
 
+/// Whether no program listens there, neither by UDP nor by TCP. Kamailio would share a port that another
+/// program has, and take its messages.
+bool IsFree(const Endpoint& endpoint);
+
 /// Who is to reach the proxy.
 enum class Reach {
     kHome,        // whoever reaches the addresses that the records name

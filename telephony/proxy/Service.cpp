@@ -86,6 +86,16 @@ std::string AddressForDevices(const Plan& plan) {
     return endpoint.port == kSipPort ? endpoint.address : endpoint.Text();
 }
 
+void CheckPorts(const Plan& plan) {
+    std::vector<Endpoint> needed = plan.listen;
+    needed.push_back(Meeting::For(plan).events);
+    for (const Endpoint& endpoint : needed)
+        if (!IsFree(endpoint))
+            throw Failure("port " + std::to_string(endpoint.port) + " of " + endpoint.address +
+                          " is another program's, which is left alone: end it, or give the home's domain "
+                          "another port, as docs/sipproxy.md tells");
+}
+
 }  // namespace
 
 std::string RecordsCacheFile(const Options& options) {
@@ -257,6 +267,7 @@ void Service::OfferAddress() {
 // ---------------------------------------------------------------- Kamailio
 
 void Service::StartKamailio() try {
+    CheckPorts(*plan_);
     secrets_ = Secrets::Make();
     WriteConfiguration(*plan_, secrets_, options_.runFolder);
     ::unlink((options_.runFolder + "/rpc").c_str());
@@ -269,7 +280,7 @@ void Service::StartKamailio() try {
     WatchKamailio();
     WaitUntilReady();
 } catch (const Failure& fault) {
-    Say(fault.what());
+    SayOnce(lastStartFault_, fault.what());
     state_.kamailio = std::string("not running: ") + fault.what();
     StartLater();
 }
@@ -298,6 +309,7 @@ void Service::WaitUntilReady() {
 
 void Service::OnReady() {
     isReady_ = true;
+    lastStartFault_.clear();
     state_.kamailio = "running";
     WriteState();
     std::string where;

@@ -90,6 +90,7 @@ private:
     std::chrono::milliseconds startDelay_;
     std::string lastHostFault_;
     std::string lastRpcFault_;
+    std::string lastStartFault_;
     std::string lastFaults_;
 };
 
