@@ -145,8 +145,19 @@ void Process::KillLater(std::chrono::milliseconds grace) const {
     ::_exit(0);
 }
 
-ProcessIdentity StartProgram(const std::string& program, const std::string& logFile) {
-    const int log = ::open(logFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR);
+void LeaveBehind(const std::function<void()>& work) {
+    const pid_t child = ::fork();
+    if (child < 0) throw SystemFailure("cannot start a process");
+    if (child > 0) return;
+    Detach(-1);
+    ::close_range(STDERR_FILENO + 1, ~0U, 0);
+    work();
+    ::_exit(0);
+}
+
+ProcessIdentity StartProgram(const std::string& program, const std::string& logFile, Log wanted) {
+    const int how = wanted == Log::Anew ? O_TRUNC : O_APPEND;
+    const int log = ::open(logFile.c_str(), O_WRONLY | O_CREAT | how | O_CLOEXEC, S_IRUSR | S_IWUSR);
     if (log < 0) throw SystemFailure("cannot write " + logFile);
     int report[2];
     if (::pipe2(report, O_CLOEXEC) != 0) throw SystemFailure("cannot start " + program);

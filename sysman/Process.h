@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -65,6 +66,10 @@ private:
 /// Starts a program, given by its path or its name on the PATH, without arguments and in a session of its
 /// own. It has no input, prints into `logFile`, and inherits no open file of ours or our caller's. Throws
 /// Failure when it cannot be executed.
-ProcessIdentity StartProgram(const std::string& program, const std::string& logFile);
+enum class Log { Anew, GoesOn };
+ProcessIdentity StartProgram(const std::string& program, const std::string& logFile, Log log);
+
+/// Leaves a process behind that has no open file of ours and does `work`.
+void LeaveBehind(const std::function<void()>& work);
 
 #endif

@@ -14,7 +14,7 @@ public:
     Service(StateFolder& state, std::string name, std::string program);
 
     /// The service is wanted from now on. Starts the program unless it is running; if it is still ending,
-    /// kills it first.
+    /// kills it first. A program that ends though it is wanted is started again.
     std::string Enable();
     /// The service is no longer wanted. Asks the program to end (SIGTERM), and has it killed if it does not
     /// end in time.
@@ -26,6 +26,8 @@ private:
     std::optional<Process> FindProcess() const;
     /// Kills the process. False when it has not ended after the longest wait.
     bool End(const Process& process);
+    /// Leaves a process behind that sees to it, as long as nobody else starts or ends the program.
+    void KeepRunning(const ProcessIdentity& started) const;
 
     StateFolder& state_;
     const std::string name_;

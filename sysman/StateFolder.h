@@ -3,7 +3,7 @@
 //     FOLDER/lock             locked while a request is carried out
 //     FOLDER/SERVICE.wanted   "enabled" or "disabled"
 //     FOLDER/SERVICE.process  process number, start time and boot, while the program may be running
-//     FOLDER/SERVICE.log      what the program has printed since its last start
+//     FOLDER/SERVICE.log      what the program has printed since it was enabled
 #ifndef SYSMAN_STATEFOLDER_H
 #define SYSMAN_STATEFOLDER_H
 

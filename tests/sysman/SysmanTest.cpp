@@ -7,6 +7,7 @@
 
 #include <csignal>
 #include <fstream>
+#include <thread>
 
 #include "tests/support/process/Patience.h"
 #include "tests/support/process/RunProgram.h"
@@ -145,12 +146,34 @@ TEST_F(Sysman, StartsWhatRunsAlreadyNotTwice) {
     EXPECT_TRUE(Lives(first));
 }
 
-TEST_F(Sysman, StartsAnewWhatHasEndedByItself) {
-    SetProgram("#!/bin/sh\nexit 0\n");
+TEST_F(Sysman, WhatEndsThoughItIsWantedIsStartedAgainWithoutARequest) {
+    SetProgram(kObedient);
     Ask("enable");
-    const pid_t first = Noted();
-    EXPECT_TRUE(EndsInTime(first));
-    EXPECT_THAT(Ask("enable").errors, HasSubstr("started"));
+    for (int round = 0; round < 2; ++round) {
+        const pid_t program = Noted();
+        ::kill(program, SIGKILL);
+        EXPECT_TRUE(test::Eventually([&] { return Noted() > 0 && Noted() != program; }));
+        EXPECT_TRUE(Lives(Noted()));
+    }
+    // What the earlier ones had to say is kept.
+    EXPECT_TRUE(test::Eventually([&] {
+        return File("sipproxy.log") ==
+               "started\nsysman: sipproxy has ended though it is wanted; it is started again\n"
+               "started\nsysman: sipproxy has ended though it is wanted; it is started again\nstarted\n";
+    })) << File("sipproxy.log");
+}
+
+TEST_F(Sysman, WhatWasKilledOrDisabledStaysDown) {
+    for (const char* const request : {"kill", "disable"}) {
+        SetProgram(kObedient);
+        Ask("enable");
+        const pid_t program = Noted();
+        Ask(request);
+        EXPECT_TRUE(EndsInTime(program));
+        std::this_thread::sleep_for(std::chrono::milliseconds(500));
+        EXPECT_TRUE(Noted() == 0 || !Lives(Noted())) << request;
+        EXPECT_EQ("started\n", File("sipproxy.log")) << request;
+    }
 }
 
 TEST_F(Sysman, KillEndsTheProgramAtOnce) {

@@ -80,6 +80,17 @@ TEST_F(Survival, KamailioKilledWhileAPhoneRingsDoesNotStopTheCall) {
     EXPECT_TRUE(Hears(attic, 660));
 }
 
+TEST_F(Survival, SipproxyKilledInACallComesBackAndTheCallGoesOn) {
+    StartTalking();
+    const pid_t before = Kamailios().front();
+    kill(std::stoi(ReadFile(folder_ / "sysman/sipproxy.process")), SIGKILL);
+    EXPECT_TRUE(KamailioStartsAgain(before));
+    ExpectBothHearEachOther();
+    kitchen_->Do("hangup");
+    EXPECT_TRUE(StateBecomes(101, 0));
+    EXPECT_TRUE(StateBecomes(102, 0));
+}
+
 TEST_F(Survival, AKilledHostFindsItsCallsAgain) {
     StartTalking();
     KillHost();
