@@ -224,8 +224,10 @@ void Service::Store(const Records& records) try {
 void Service::TakeLive(const Plan& plan) {
     if (plan.live == plan_->live) return;
     const Table before = plan_->live.at("users");
+    Plan changed = *plan_;
+    changed.live = plan.live;
+    WriteRecords(changed, secrets_, options_.runFolder);  // when it fails, it is tried again
     plan_->live = plan.live;
-    WriteRecords(*plan_, secrets_, options_.runFolder);
     reloadWhenReady_ = true;
     if (isReady_) ReloadLive();
     ForgetContacts(before, plan_->live.at("users"));

@@ -102,6 +102,21 @@ TEST_F(Following, AChangedPasswordCountsAtOnceAndEndsTheRegistration) {
     EXPECT_EQ(200, SipPhone("hall", "another", address_).Register());
 }
 
+TEST_F(Following, ADiskThatTakesNothingIsSaidAndTheChangeIsTakenOverLater) {
+    Start();
+    const std::string inTheWay = run_ + "/records.sqlite.new";
+    std::filesystem::create_directories(inTheWay);
+    HostHome home = SampleHome();
+    home.accounts.push_back(
+        {.id = 103, .user = "attic", .password = "attic-password", .intercomName = "Attic"});
+    host_->Change(home);
+    WaitForLog("cannot use " + inTheWay);
+    EXPECT_EQ(200, Phone("hall")->Register());
+    std::filesystem::remove(inTheWay);
+    WaitForLog("accounts and groups are taken over");
+    EXPECT_EQ(200, Phone("attic")->Register());
+}
+
 TEST_F(Following, AnErasedAccountIsGone) {
     Start();
     const auto kitchen = Phone("kitchen");
