@@ -7,7 +7,7 @@ BUILD_PACKAGES=(g++ cmake ninja-build libboost-dev libboost-program-options-dev 
 TEST_PACKAGES=(libgtest-dev libgmock-dev clang libclang-rt-14-dev lld)
 # What real calls are made with, and the phones that the tests call with.
 CALL_PACKAGES=(kamailio kamailio-extra-modules kamailio-sqlite-modules rtpengine-daemon iproute2)
-CALL_TEST_PACKAGES=("${CALL_PACKAGES[@]}" baresip-core linphone-cli sip-tester)
+CALL_TEST_PACKAGES=("${CALL_PACKAGES[@]}" baresip-core baresip-ffmpeg linphone-cli sip-tester)
 # What counting the instructions of operations needs beside what it is built with.
 GUARD_PACKAGES=(libbenchmark-dev valgrind)
 # What bench/run needs beside what the system is built with, and the peers that it compares with, as PROGRAM:PACKAGE.

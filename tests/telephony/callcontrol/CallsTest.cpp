@@ -162,6 +162,15 @@ TEST_F(RealCalls, PicturesPassBothWaysWhenTheCallIsOneWithVideo) {
     client_->Wait(EventKind::Ended);
 }
 
+TEST_F(RealCalls, PicturesPassAsH264Too) {
+    Baresip hall(*home_, "hall", 6100, 440, {.video = true, .pictures = "avcodec"});
+    Baresip door(*home_, "door", 6110, 660, {.video = true, .pictures = "avcodec"});
+    client_->Send(R"({"cmd":"call","id":"1","from":"hall","to":["door"],"video":"both"})");
+    EXPECT_EQ(client_->Wait(EventKind::LegUp, "hall").codecs, "PCMA/8000 H264/90000");
+    client_->Wait(EventKind::Established);
+    EXPECT_TRUE(WaitUntil([&] { return hall.Pictures() > 10 && door.Pictures() > 10; }));
+}
+
 TEST_F(RealCalls, APhoneWithoutVideoTalksToOneThatHasIt) {
     Baresip hall(*home_, "hall", 6100, 440, {.video = true});
     Baresip kitchen(*home_, "kitchen", 6110, 660);

@@ -48,7 +48,7 @@ module_app debug_cmd.so
 ctrl_tcp_listen 127.0.0.1:@CONTROL@
 snd_path @FOLDER@
 )";
-constexpr char kBaresipVideo[] = R"(module vp8.so
+constexpr char kBaresipVideo[] = R"(module @PICTURES@.so
 module fakevideo.so
 video_source fakevideo,nil
 video_display fakevideo,nil
@@ -144,6 +144,7 @@ Baresip::Baresip(CallHome& home, const std::string& user, int port, int hertz, S
                                                           {"@HERTZ@", std::to_string(hertz)},
                                                           {"@RTP@", RtpPorts(port)},
                                                           {"@VIDEO@", settings.video ? kBaresipVideo : ""},
+                                                          {"@PICTURES@", settings.pictures},
                                                           {"@CONTROL@", std::to_string(control_)},
                                                           {"@FOLDER@", folder_.string()}}));
     WriteFile(folder_ / "accounts",

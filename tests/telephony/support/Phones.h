@@ -19,6 +19,7 @@ public:
         bool answers = true;  // by itself
         bool video = false;
         const char* codecs = "PCMA,PCMU";
+        const char* pictures = "vp8";  // the module: "vp8", or "avcodec" for H.264
     };
 
     /// Registers; the port is that of SIP, the four above it are used, too.
