@@ -165,9 +165,25 @@ Event CallTable::Snapshot() const {
     event.media = mediaUp_ ? "up" : "lost";
     for (const auto& [user, phone] : phones_)
         event.phones.push_back(phone);
+    event.away = AwayPhones();
+    for (auto* const phones : {&event.phones, &event.away})
+        for (RegisteredPhone& phone : *phones)
+            phone.name = FindDevice(phone.user).name;
     for (const auto& [id, call] : calls_)
         event.calls.push_back(call->Report());
     return event;
+}
+
+// Those that were lost, and those that a driver speaks for and that have not registered yet.
+std::vector<RegisteredPhone> CallTable::AwayPhones() const {
+    std::map<std::string, RegisteredPhone> away = lost_;
+    for (const auto& [client, interest] : clients_)
+        for (const auto& [user, device] : interest.devices)
+            if (!phones_.contains(user)) away.try_emplace(user, RegisteredPhone{user, "", "", 0});
+    std::vector<RegisteredPhone> phones;
+    for (auto& [user, phone] : away)
+        phones.push_back(std::move(phone));
+    return phones;
 }
 
 void CallTable::TellAll(const Event& event) {
@@ -182,6 +198,7 @@ void CallTable::TellOf(const std::string& user, const Event& event) {
 }
 
 void CallTable::TellOf(const Call& call, Event event) {
+    if (event.kind == EventKind::Ended) counts_.Add(event);
     for (const auto& [client, interest] : std::map(clients_)) {
         bool concerned = interest.all;
         for (const auto& [user, device] : interest.devices)
@@ -190,8 +207,14 @@ void CallTable::TellOf(const Call& call, Event event) {
     }
 }
 
-void CallTable::SetRegistered(const RegisteredPhone& phone) {
+void CallTable::SetRegistered(const RegisteredPhone& registered) {
+    RegisteredPhone phone = registered;
+    // A proxy that has started anew tells of phones that have been there all the time.
+    const auto before = phones_.find(phone.user);
+    if (before != phones_.end() && before->second.contact == phone.contact)
+        phone.since = before->second.since;
     phones_[phone.user] = phone;
+    lost_.erase(phone.user);
     Event event;
     event.kind = EventKind::Registered;
     event.phone = phone;
@@ -205,6 +228,9 @@ void CallTable::SetLost(const std::string& user, const std::string& reason) {
     event.kind = EventKind::Lost;
     event.phone = node.mapped();
     event.reason = reason;
+    RegisteredPhone& lost = lost_[user] = node.mapped();
+    lost.since = std::time(nullptr);
+    lost.reason = reason;
     TellOf(user, event);
 }
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "telephony/callcontrol/Call.h"
+#include "telephony/callcontrol/Counts.h"
 
 namespace telephony {
 
@@ -35,7 +36,7 @@ public:
     void SetSignalling(Signalling* signalling);
     void SetProxyUp(bool up);
     /// Events of accounts, from the proxy.
-    void SetRegistered(const RegisteredPhone& phone);
+    void SetRegistered(const RegisteredPhone& registered);
     void SetLost(const std::string& user, const std::string& reason);
     /// The proxy will tell again who is there.
     void ForgetPhones() { phones_.clear(); }
@@ -52,6 +53,9 @@ public:
     /// Ends every call.
     void Clear(const std::string& reason);
     bool IsEmpty() const { return calls_.empty(); }
+    /// All that is: what a client is told first.
+    Event Snapshot() const;
+    const CallCounts& Counts() const { return counts_; }
     const std::string& RoomPrefix() const { return roomPrefix_; }
 
 private:
@@ -65,7 +69,7 @@ private:
     void StartCall(Client& client, const Command& command);
     CallPtr Find(Client& client, const Command& command);
     void Refuse(Client& client, const Command& command, int code, const std::string& reason);
-    Event Snapshot() const;
+    std::vector<RegisteredPhone> AwayPhones() const;
     Device FindDevice(const std::string& user) const;
     void TellAll(const Event& event);
     void TellOf(const std::string& user, const Event& event);
@@ -83,6 +87,8 @@ private:
     std::map<Client*, Interest> clients_;
     std::map<std::string, CallPtr> calls_;
     std::map<std::string, RegisteredPhone> phones_;
+    std::map<std::string, RegisteredPhone> lost_;  // that were registered, and are not any more
+    CallCounts counts_;
     bool proxyUp_ = false;
     bool mediaUp_ = false;
     std::uint64_t nextRoom_ = 1;

@@ -166,6 +166,7 @@ void ClientServer::Accept() {
         LogLine("a connection is refused (" + who +
                 "): " + (connections_.size() >= kMostConnections ? "too many" : "not this program's user"));
         close(number);
+        ++refused_;
         return;
     }
     const std::string name = "client " + std::to_string(next_++) + " (" + who + ")";
@@ -174,7 +175,10 @@ void ClientServer::Accept() {
 }
 
 void ClientServer::Drop(Connection& connection, const std::string& why) {
-    if (!why.empty()) LogLine(connection.Name() + " is closed: " + why);
+    if (!why.empty()) {
+        LogLine(connection.Name() + " is closed: " + why);
+        ++closed_;
+    }
     table_.Leave(connection);
     connections_.erase(&connection);
 }

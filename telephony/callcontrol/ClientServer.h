@@ -2,6 +2,7 @@
 #ifndef TELEPHONY_CALLCONTROL_CLIENTSERVER_H
 #define TELEPHONY_CALLCONTROL_CLIENTSERVER_H
 
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
@@ -21,6 +22,10 @@ public:
     ClientServer(const ClientServer&) = delete;
     ClientServer& operator=(const ClientServer&) = delete;
 
+    /// Connections that were not let in, and those that were closed for a fault.
+    std::uint64_t Refused() const { return refused_; }
+    std::uint64_t Closed() const { return closed_; }
+
 private:
     class Connection;
 
@@ -33,6 +38,8 @@ private:
     std::unique_ptr<Descriptor> socket_;
     std::map<Connection*, std::unique_ptr<Connection>> connections_;
     int next_ = 1;
+    std::uint64_t refused_ = 0;
+    std::uint64_t closed_ = 0;
 };
 
 }  // namespace telephony

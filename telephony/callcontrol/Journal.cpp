@@ -1,15 +1,12 @@
 #include "telephony/callcontrol/Journal.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstring>
 #include <fstream>
 #include <stdexcept>
 
 #include "telephony/callcontrol/Log.h"
+#include "telephony/report/PrivateFiles.h"
 
 namespace telephony {
 namespace {
@@ -17,50 +14,27 @@ namespace {
 namespace fs = std::filesystem;
 using nlohmann::json;
 
-// Empty when it was written. Not synced: after a power cut rtpengine and its calls are gone, too.
-std::string WritePrivately(const fs::path& path, const std::string& text) {
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (file < 0) return std::strerror(errno);
-    const ssize_t written = write(file, text.data(), text.size());
-    const std::string trouble = written < 0 ? std::strerror(errno) : "no space left";
-    close(file);
-    return written == static_cast<ssize_t>(text.size()) ? std::string() : trouble;
-}
-
 }  // namespace
 
 Journal::Journal(fs::path folder) : folder_(std::move(folder)) {
-    std::error_code error;
-    fs::create_directories(folder_.parent_path(), error);
-    if (mkdir(folder_.c_str(), 0700) != 0 && errno != EEXIST)
-        throw std::runtime_error("the journal's folder " + folder_.string() +
-                                 " cannot be made: " + std::strerror(errno));
-    struct stat status {};
-    if (stat(folder_.c_str(), &status) != 0 || !S_ISDIR(status.st_mode) || status.st_uid != geteuid() ||
-        (status.st_mode & 077) != 0)
-        throw std::runtime_error("the journal's folder " + folder_.string() +
-                                 " must be a folder of this user that nobody else may enter (chmod 700)");
-}
-
-void Journal::SayTrouble(const std::string& trouble) {
-    if (!troubleSaid_)
-        LogLine("the journal in " + folder_.string() + " cannot be written: " + trouble +
-                ". Calls go on; should this program die, their phones stay off the hook until they hang up");
-    troubleSaid_ = true;
-}
-
-void Journal::Write(const JournalEntry& entry) {
-    const json text{{"room", entry.room}, {"dialogs", entry.dialogs}};
-    const fs::path path = PathOf(entry.room);
-    const fs::path fresh = path.string() + ".new";
-    std::string trouble = WritePrivately(fresh, text.dump(-1, ' ', false, json::error_handler_t::replace));
-    if (trouble.empty() && rename(fresh.c_str(), path.c_str()) != 0) trouble = std::strerror(errno);
-    if (!trouble.empty()) {
-        unlink(fresh.c_str());
-        return SayTrouble(trouble);
+    try {
+        MakePrivateFolder(folder_);
+    } catch (const Failure& fault) {
+        throw Failure(std::string("the journal cannot be kept: ") + fault.what());
     }
-    if (troubleSaid_) LogLine("the journal can be written again");
-    troubleSaid_ = false;
+}
+
+// Not synced: after a power cut rtpengine and its calls are gone, too.
+void Journal::Write(const JournalEntry& entry) try {
+    const json text{{"room", entry.room}, {"dialogs", entry.dialogs}};
+    WritePrivateFile(PathOf(entry.room), text.dump(-1, ' ', false, json::error_handler_t::replace));
+    if (!trouble_.empty()) LogLine("the journal can be written again");
+    trouble_.clear();
+} catch (const Failure& fault) {
+    if (trouble_.empty())
+        LogLine(std::string("the journal cannot be written: ") + fault.what() +
+                ". Calls go on; should this program die, their phones stay off the hook until they hang up");
+    trouble_ = fault.what();
 }
 
 void Journal::Remove(const std::string& room) {

@@ -28,12 +28,14 @@ public:
     /// All entries. What cannot be read is named in the log and removed.
     std::vector<JournalEntry> Read();
 
+    /// Why the last entry was not written; empty when it was.
+    const std::string& Trouble() const { return trouble_; }
+
 private:
     std::filesystem::path PathOf(const std::string& room) const { return folder_ / (room + ".json"); }
-    void SayTrouble(const std::string& trouble);
 
     const std::filesystem::path folder_;
-    bool troubleSaid_ = false;
+    std::string trouble_;
 };
 
 }  // namespace telephony

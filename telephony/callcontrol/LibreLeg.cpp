@@ -81,7 +81,7 @@ void LibreLeg::SendInvite() {
     inviteCseq_ = ++dialog_.cseq;
     const int error = stack_.Send(&request_, true, "INVITE", dialog_, inviteCseq_, auth_.get(), inviteRest_,
                                   &LibreLeg::OnSend, &LibreLeg::OnResponse, this);
-    if (error == 0) return;
+    if (error == 0) return stack_.CountInvite();
     // Told from the loop: whoever asked for it is not ready to hear of it yet.
     timeout_.Start(milliseconds(0), [this] { OnResponse(EHOSTUNREACH, nullptr, this); });
 }

@@ -85,6 +85,7 @@ void NgClient::Receive(std::string_view datagram) {
 void NgClient::Finish(const std::string& cookie, const NgReply& reply) {
     // Out of the table first: the handler may ask the next thing.
     const auto node = questions_.extract(cookie);
+    if (!reply.ok) ++(reply.answered ? refusals_ : silences_);
     node.mapped()->again.Stop();
     node.mapped()->handler(reply);
 }

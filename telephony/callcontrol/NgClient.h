@@ -39,6 +39,10 @@ public:
     /// What arrived from rtpengine's address. What is no reply to a request under way is passed over.
     void Receive(std::string_view datagram);
 
+    /// Requests that rtpengine has answered with an error, and those without an answer.
+    std::uint64_t Refusals() const { return refusals_; }
+    std::uint64_t Silences() const { return silences_; }
+
 private:
     struct Question;
 
@@ -49,6 +53,8 @@ private:
     const Send send_;
     const std::string prefix_;  // of the cookies: rtpengine remembers those of an earlier process for a while
     std::uint64_t next_ = 1;
+    std::uint64_t refusals_ = 0;
+    std::uint64_t silences_ = 0;
     std::map<std::string, std::unique_ptr<Question>, std::less<>> questions_;
 };
 

@@ -3,6 +3,8 @@
 #include <boost/program_options.hpp>
 #include <sstream>
 
+#include "telephony/report/Report.h"
+
 namespace telephony {
 namespace {
 
@@ -13,6 +15,7 @@ constexpr char kHead[] =
     "Calls the phones of a home and connects them, as drivers ask on the socket.\n\n";
 
 constexpr char kTail[] =
+    "\nINTERCOM_REPORTS_DIR names the folder where metrics and warnings are left for the driver host.\n"
     "\nSignals: SIGTERM and SIGINT end all calls and the program.\n"
     "\nExit status:\n"
     "  0  ended in order\n"
@@ -71,6 +74,7 @@ Options ParseOptions(int argc, const char* const* argv) {
     options.journal = take("journal");
     options.media = take("rtpengine");
     options.digits = take("dtmf");
+    options.reports = ReportsFolder();
     options.silence = std::chrono::milliseconds(values["silence"].as<unsigned>());
     options.ringing = std::chrono::milliseconds(values["ringing"].as<unsigned>());
     return options;

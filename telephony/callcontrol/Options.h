@@ -14,6 +14,7 @@ struct Options {
     std::string journal;  // folder
     std::string media;    // rtpengine's address and port
     std::string digits;   // where it tells of digits; empty: nowhere
+    std::string reports;  // folder for metrics and warnings; empty: none
     std::chrono::milliseconds silence{3000};
     std::chrono::milliseconds ringing{120000};
 

@@ -48,6 +48,10 @@ public:
 
     SipLegPtr NewLeg(LegEvents& events) override;
 
+    /// Those within calls and those repeated with credentials, too.
+    std::uint64_t InvitesSent() const { return invites_; }
+    void CountInvite() { ++invites_; }
+
     /// Ends a dialog that nobody here serves any more: BYE, or CANCEL while it is not established. Calls back
     /// with whether the other end has confirmed it.
     void End(const Dialog& dialog, int code, const std::string& reason, std::function<void(bool)> done);
@@ -89,6 +93,7 @@ private:
     LibrePtr<struct sip_lsnr> responses_;
     std::set<std::shared_ptr<LibreLeg>> legs_;
     std::set<std::shared_ptr<Goodbye>> goodbyes_;
+    std::uint64_t invites_ = 0;
 };
 
 inline constexpr char kAllow[] = "Allow: INVITE, ACK, BYE, CANCEL, INFO, OPTIONS\r\n";

@@ -15,6 +15,7 @@
 #include "telephony/callcontrol/Options.h"
 #include "telephony/callcontrol/ProxyLink.h"
 #include "telephony/callcontrol/Recovery.h"
+#include "telephony/callcontrol/Reporter.h"
 #include "telephony/callcontrol/SipStack.h"
 
 namespace telephony {
@@ -96,6 +97,7 @@ public:
               loop_, options.proxy, [this](const ProxyAccount& account) { TakeAccount(account); },
               [this](bool connected) { TakeConnection(connected); },
               [this](const nlohmann::json& event) { TakeEvent(event); }),
+          reporter_(loop_, options.reports, table_, journal_, [this] { return Counts(); }),
           end_(loop_) {
         media_.Watch(ng_);
         if (options.digits.empty()) return;
@@ -145,6 +147,11 @@ private:
         return bytes;
     }
 
+    OtherCounts Counts() const {
+        return {sip_ ? sip_->InvitesSent() : 0, ng_.Refusals(), ng_.Silences(), server_.Refused(),
+                server_.Closed()};
+    }
+
     void End() {
         if (end_.IsRunning()) return loop_.Stop();
         table_.Clear("Call control ends");
@@ -161,6 +168,7 @@ private:
     ClientServer server_;
     ProxyLink proxy_;
     std::unique_ptr<DigitSocket> digits_;
+    Reporter reporter_;
     Timer end_;
 };
 

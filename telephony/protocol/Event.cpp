@@ -52,7 +52,11 @@ json ToJson(const CallReport& call) {
 }
 
 json ToJson(const RegisteredPhone& phone) {
-    return {{"user", phone.user}, {"contact", phone.contact}, {"agent", phone.agent}, {"since", phone.since}};
+    json object{
+        {"user", phone.user}, {"contact", phone.contact}, {"agent", phone.agent}, {"since", phone.since}};
+    if (!phone.name.empty()) object["name"] = phone.name;
+    if (!phone.reason.empty()) object["reason"] = phone.reason;
+    return object;
 }
 
 template <typename Enum>
@@ -95,7 +99,8 @@ CallReport ToCall(const json& object) {
 }
 
 RegisteredPhone ToPhone(const json& object) {
-    return {object.at("user"), object.at("contact"), object.at("agent"), object.at("since")};
+    return {object.at("user"),  object.at("contact"),     object.at("agent"),
+            object.at("since"), object.value("name", ""), object.value("reason", "")};
 }
 
 // The fields that hold one text or number, and are sent when they say something.
@@ -121,9 +126,12 @@ void AddSnapshot(json& object, const Event& event) {
                    {"proxy", event.proxy},
                    {"media", event.media},
                    {"phones", json::array()},
+                   {"away", json::array()},
                    {"calls", json::array()}});
     for (const RegisteredPhone& phone : event.phones)
         object["phones"].push_back(ToJson(phone));
+    for (const RegisteredPhone& phone : event.away)
+        object["away"].push_back(ToJson(phone));
     for (const CallReport& call : event.calls)
         object["calls"].push_back(ToJson(call));
 }
@@ -133,6 +141,8 @@ void ReadSnapshot(const json& object, Event& event) {
     event.media = object.at("media");
     for (const json& phone : object.at("phones"))
         event.phones.push_back(ToPhone(phone));
+    for (const json& phone : object.value("away", json::array()))
+        event.away.push_back(ToPhone(phone));
     for (const json& call : object.at("calls"))
         event.calls.push_back(ToCall(call));
 }
@@ -176,6 +186,9 @@ Event ParseEvent(std::string_view line) {
 
 std::string_view TextOf(EventKind kind) {
     return TextIn(kEvents, kind);
+}
+std::string_view TextOf(LegRole role) {
+    return TextIn(kRoles, role);
 }
 std::string_view TextOf(LegState state) {
     return TextIn(kStates, state);

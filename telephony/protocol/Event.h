@@ -57,11 +57,14 @@ struct CallReport {
     std::vector<LegReport> legs;
 };
 
+/// A phone that is registered, or one that is known and away: of that one, what it was registered with last.
 struct RegisteredPhone {
     std::string user;
     std::string contact;
     std::string agent;
-    long since = 0;  // seconds since 1970
+    long since = 0;           // seconds since 1970: registered, or away. 0: it has not been there yet
+    std::string name = {};    // as its driver calls it
+    std::string reason = {};  // why it is away: expired or unregistered
 };
 
 /// Only the fields of its kind have a meaning; the others keep their defaults and are not sent.
@@ -80,6 +83,7 @@ struct Event {
     RegisteredPhone phone;
     // Snapshot
     std::vector<RegisteredPhone> phones;
+    std::vector<RegisteredPhone> away;
     std::vector<CallReport> calls;
     std::string proxy;
     std::string media;
@@ -92,6 +96,7 @@ std::string ToLine(const Event& event);
 Event ParseEvent(std::string_view line);
 
 std::string_view TextOf(EventKind kind);
+std::string_view TextOf(LegRole role);
 std::string_view TextOf(LegState state);
 
 }  // namespace telephony

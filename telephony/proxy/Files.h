@@ -1,28 +1,23 @@
-// The two folders of sipproxy and how it writes files: whole, by rename, for their owner alone.
+// The two folders of sipproxy: their files are written whole, for their owner alone, and one sipproxy uses
+// them.
 #ifndef TELEPHONY_PROXY_FILES_H
 #define TELEPHONY_PROXY_FILES_H
 
 #include <optional>
-#include <stdexcept>
 #include <string>
+
+#include "telephony/report/PrivateFiles.h"
 
 namespace proxy {
 
-/// Something that the person who runs this has to put right; the text says what.
-struct Failure : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-/// Adds the system's words for `error`.
-Failure SystemFailure(const std::string& text, int error);
+using telephony::Failure;
+using telephony::Rename;
+using telephony::SystemFailure;
+using telephony::WritePrivateFile;
 
-/// Makes the folder with mode 0700, or checks the one that is there. Throws Failure when it is another
-/// user's, open to others, or its path has characters that Kamailio's configuration would not take.
+/// As telephony::MakePrivateFolder. Throws Failure as well when the path has characters that Kamailio's
+/// configuration would not take.
 void MakePrivateFolder(const std::string& path);
-
-/// Mode 0600. A reader sees the old text or the new one. Throws Failure.
-void WritePrivateFile(const std::string& path, const std::string& text);
-/// Puts `temporary` in the place of `path`. Throws Failure.
-void Rename(const std::string& temporary, const std::string& path);
 
 /// None when there is no such file. Throws Failure when it is there and cannot be read.
 std::optional<std::string> ReadWholeFile(const std::string& path);

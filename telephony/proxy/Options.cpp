@@ -6,6 +6,7 @@
 #include <map>
 
 #include "telephony/proxy/Files.h"
+#include "telephony/report/Report.h"
 
 namespace proxy {
 
@@ -24,6 +25,8 @@ watches it, and keeps accounts and groups in step while it runs.
                       intercom-sipproxy under XDG_RUNTIME_DIR, else /dev/shm/intercom-sipproxy-USERID)
   --loopback          listens for this machine's own programs alone (SIPPROXY_LOOPBACK=yes)
   --kamailio PROGRAM  another Kamailio (SIPPROXY_KAMAILIO)
+
+INTERCOM_REPORTS_DIR names the folder where metrics and warnings are left for the driver host.
 )";
 
 namespace {
@@ -80,6 +83,7 @@ Options ReadOptions(int count, char** words) {
     options.runFolder = First({options.runFolder, Environment("SIPPROXY_RUN_DIR"),
                                Under(Environment("XDG_RUNTIME_DIR"), "/intercom-sipproxy"),
                                "/dev/shm/intercom-sipproxy-" + std::to_string(::geteuid())});
+    options.reportsFolder = telephony::ReportsFolder();
     if (options.stateFolder.empty())
         throw Failure("no place for the records: set SIPPROXY_STATE_DIR or HOME");
     return options;

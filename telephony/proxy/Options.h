@@ -14,6 +14,7 @@ struct Options {
     std::string hostSocket;
     std::string stateFolder;
     std::string runFolder;
+    std::string reportsFolder;  // for metrics and warnings; empty: none
     std::string kamailio = "kamailio";
     bool onlyThisMachine = false;
 };

@@ -1,5 +1,6 @@
 #include "telephony/proxy/Report.h"
 
+#include <cstring>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
@@ -80,6 +81,35 @@ std::string StatusText(const State& state, const std::vector<Registration>& regi
     }
     AddFaults(text, state.faults);
     return text.str();
+}
+
+std::vector<telephony::Metric> MetricsOf(const State& state, const Counts& counts,
+                                         std::optional<std::size_t> registered) {
+    using telephony::Metric;
+    std::vector<Metric> metrics = {
+        Metric::Gauge("kamailio_up", "Whether Kamailio runs and answers", state.kamailio == kRunning ? 1 : 0),
+        Metric::Counter("kamailio_starts_total", "Starts of Kamailio", counts.starts),
+        Metric::Gauge("host_up", "Whether the driver host is there", state.host == kConnected ? 1 : 0),
+        Metric::Gauge("accounts", "Accounts that may register", state.accounts.size()),
+        Metric::Gauge("records_left_out", "Records that the proxy cannot take", state.faults.size()),
+        Metric::Counter("changes_taken_over_total", "Changes of accounts and groups that were taken over",
+                        counts.takenOver),
+    };
+    if (registered)
+        metrics.push_back(Metric::Gauge("registered_accounts", "Accounts that are registered", *registered));
+    return metrics;
+}
+
+std::vector<std::string> WarningsOf(const State& state, const std::string& trouble) {
+    std::vector<std::string> warnings;
+    if (state.kamailio.starts_with(kNotRunning))
+        warnings.push_back("Kamailio does not run: " + state.kamailio.substr(std::strlen(kNotRunning)));
+    if (!trouble.empty()) warnings.push_back(trouble);
+    if (state.newRecords)
+        warnings.push_back("the records have changed; applySIPProxyChanges takes them over");
+    for (const Fault& fault : state.faults)
+        warnings.push_back("left out: " + OneLine(fault.record) + ": " + OneLine(fault.reason));
+    return warnings;
 }
 
 std::string CheckText(const Plan& plan) {

@@ -2,19 +2,26 @@
 #ifndef TELEPHONY_PROXY_REPORT_H
 #define TELEPHONY_PROXY_REPORT_H
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "telephony/proxy/Configuration.h"
 #include "telephony/proxy/Plan.h"
+#include "telephony/report/Report.h"
 
 namespace proxy {
 
+inline constexpr char kRunning[] = "running";
+inline constexpr char kNotRunning[] = "not running: ";
+inline constexpr char kConnected[] = "connected";
+
 /// What a running sipproxy leaves in its folder for `--status`.
 struct State {
-    std::string kamailio;     // "running", "starting", "not running: REASON"
+    std::string kamailio;     // kRunning, "starting", or kNotRunning and the reason
     int process = 0;          // Kamailio's main process
-    std::string host;         // "connected", "away"
+    std::string host;         // kConnected, "away"
     bool newRecords = false;  // the agent has other records than those that Kamailio was started with
     std::vector<std::string> accounts;  // users that can register
     std::vector<Fault> faults;
@@ -27,6 +34,17 @@ std::string StateFile(const std::string& folder);
 
 std::string StatusText(const State& state, const std::vector<Registration>& registrations);
 std::string StatusJson(const State& state, const std::vector<Registration>& registrations);
+
+/// What a running sipproxy has counted.
+struct Counts {
+    std::uint64_t starts = 0;     // of Kamailio
+    std::uint64_t takenOver = 0;  // changes of accounts and groups
+};
+std::vector<telephony::Metric> MetricsOf(const State& state, const Counts& counts,
+                                         std::optional<std::size_t> registered);
+
+/// What the household should put right. `trouble`: why the host's records cannot be had, if so.
+std::vector<std::string> WarningsOf(const State& state, const std::string& trouble);
 
 /// A record's text without control characters, which would make one line look like several.
 std::string OneLine(const std::string& text);

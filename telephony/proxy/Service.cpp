@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <set>
 #include <sstream>
 
 using boost::system::error_code;
@@ -109,6 +110,7 @@ Service::Service(const Options& options)
       refresh_(context_),
       ready_(context_),
       restart_(context_),
+      look_(context_),
       lock_(PreparedRunFolder(options)),
       kamailio_(FindKamailio(options.kamailio), options.runFolder),
       rpc_(options.runFolder),
@@ -120,7 +122,8 @@ Service::Service(const Options& options)
               state_.host = "away";
               WriteState();
           }),
-      startDelay_(kFirstDelay) {
+      startDelay_(kFirstDelay),
+      report_(options.reportsFolder, "sipproxy", &Say) {
     state_.kamailio = "not started yet";
     state_.host = "away";
     if (const int killed = Kamailio::KillLeftOver(options.runFolder); killed != 0)
@@ -138,6 +141,7 @@ void Service::Run() {
     patience_.async_wait([this](error_code error) {
         if (!error && !plan_) UseLastGood();
     });
+    ReportFromNowOn();
     context_.run();
 }
 
@@ -155,6 +159,7 @@ void Service::End() {
     refresh_.cancel();
     ready_.cancel();
     restart_.cancel();
+    look_.cancel();
     kamailio_.AskToEnd();
     if (kamailio_.IsRunning()) return AwaitSignal();  // further signals change nothing
     signals_.cancel();
@@ -166,7 +171,7 @@ void Service::Refresh() {
     try {
         const Records records = host_.Read();
         lastHostFault_.clear();
-        state_.host = "connected";
+        state_.host = kConnected;
         Take(records, true);
         OfferAddress();
     } catch (const Failure& fault) {
@@ -238,6 +243,7 @@ void Service::ReloadLive() try {
         rpc_.Call("htable.reload", {name});
     reloadWhenReady_ = false;
     lastRpcFault_.clear();
+    ++counts_.takenOver;
     Say("accounts and groups are taken over");
 } catch (const Failure& fault) {
     SayOnce(lastRpcFault_, fault.what());
@@ -261,7 +267,7 @@ void Service::ForgetContacts(const Table& before, const Table& now) {
 }
 
 void Service::OfferAddress() {
-    if (!isReady_ || state_.host != "connected") return;
+    if (!isReady_ || state_.host != kConnected) return;
     const std::string address = AddressForDevices(*plan_);
     if (host_.OfferAddress(address)) Say("told the agent that devices reach the proxy at " + address);
 }
@@ -275,6 +281,7 @@ void Service::StartKamailio() try {
     ::unlink((options_.runFolder + "/rpc").c_str());
     ::unlink((options_.runFolder + "/kamailio.pid").c_str());
     kamailio_.Start();
+    ++counts_.starts;
     startedAt_ = Clock::now();
     isReady_ = reloadWhenReady_ = false;
     state_.kamailio = "starting";
@@ -283,7 +290,7 @@ void Service::StartKamailio() try {
     WaitUntilReady();
 } catch (const Failure& fault) {
     SayOnce(lastStartFault_, fault.what());
-    state_.kamailio = std::string("not running: ") + fault.what();
+    state_.kamailio = kNotRunning + std::string(fault.what());
     StartLater();
 }
 
@@ -312,7 +319,7 @@ void Service::WaitUntilReady() {
 void Service::OnReady() {
     isReady_ = true;
     lastStartFault_.clear();
-    state_.kamailio = "running";
+    state_.kamailio = kRunning;
     WriteState();
     std::string where;
     for (const Endpoint& endpoint : plan_->listen)
@@ -333,7 +340,7 @@ void Service::OnKamailioEnd() {
     watched_.reset();
     isReady_ = false;
     state_.process = 0;
-    state_.kamailio = "not running: Kamailio " + kamailio_.LastEnd();
+    state_.kamailio = kNotRunning + std::string("Kamailio ") + kamailio_.LastEnd();
     if (ending_) {
         signals_.cancel();
         return WriteState();
@@ -364,8 +371,34 @@ void Service::WriteState() try {
         for (const auto& [user, digest] : plan_->live.at("users"))
             state_.accounts.push_back(user);
     WritePrivateFile(StateFile(options_.runFolder), ToJson(state_));
+    ReportNow();
 } catch (const Failure& fault) {
     Say(fault.what());
+}
+
+void Service::ReportNow() {
+    if (ending_) return;
+    report_.Tell(WarningsOf(state_, lastHostFault_),
+                 [this] { return MetricsOf(state_, counts_, RegisteredAccounts()); });
+}
+
+std::optional<std::size_t> Service::RegisteredAccounts() try {
+    std::set<std::string> users;
+    for (const Registration& phone : ReadRegistrations(options_.runFolder))
+        users.insert(phone.user);
+    lastContactsFault_.clear();
+    return users.size();
+} catch (const Failure& fault) {
+    SayOnce(lastContactsFault_, fault.what());
+    return std::nullopt;
+}
+
+void Service::ReportFromNowOn() {
+    ReportNow();
+    look_.expires_after(telephony::kReportLook);
+    look_.async_wait([this](error_code error) {
+        if (!error) ReportFromNowOn();
+    });
 }
 
 void Service::SayFaults() {

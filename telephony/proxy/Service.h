@@ -58,6 +58,10 @@ private:
     void AwaitSignal();
     void End();
     void WriteState();
+    void ReportNow();
+    void ReportFromNowOn();
+    /// None when Kamailio's contacts cannot be read.
+    std::optional<std::size_t> RegisteredAccounts();
     void SayFaults();
     /// One line in the log; the same one not twice in a row for the same `subject`.
     void SayOnce(std::string& last, const std::string& text);
@@ -69,6 +73,7 @@ private:
     boost::asio::steady_timer refresh_;
     boost::asio::steady_timer ready_;
     boost::asio::steady_timer restart_;
+    boost::asio::steady_timer look_;
     FolderLock lock_;
     Kamailio kamailio_;
     Rpc rpc_;
@@ -86,12 +91,15 @@ private:
     bool hasNotified_ = false;
     std::string stored_;
     State state_;
+    Counts counts_;
     Clock::time_point startedAt_;
     std::chrono::milliseconds startDelay_;
     std::string lastHostFault_;
     std::string lastRpcFault_;
     std::string lastStartFault_;
     std::string lastFaults_;
+    std::string lastContactsFault_;
+    telephony::Report report_;
 };
 
 /// `--check` and `--status`; the exit status.
