@@ -20,6 +20,7 @@
 #include "driverhost/runtime/DriverThread.h"
 #include "driverhost/runtime/HostLog.h"
 #include "driverhost/runtime/Metrics.h"
+#include "driverhost/runtime/ProgramReports.h"
 #include "driverhost/runtime/ServiceManager.h"
 #include "driverhost/runtime/SystemEvents.h"
 #include "driverhost/runtime/Watchdog.h"
@@ -83,6 +84,7 @@ public:
     DriverThread thread;
     boost::asio::signal_set signals;
     Metrics metrics;
+    ProgramReports reports;
     PosixFileSystem files;
     StateStore store;
     StateKeeper keeper;
@@ -104,6 +106,7 @@ HostProcess::Impl::Impl(const Options& givenOptions, const Home& home)
       limits(options.limits),
       lock(options.stateFolder, DescribeHolder(options.home)),
       signals(thread.Loop()),
+      reports(options.reportsFolder),
       store(files, options.stateFolder, [this](StateStore::Work work) { thread.Post(std::move(work)); }),
       keeper(thread, store, metrics),
       roots(store),
@@ -119,7 +122,7 @@ HostProcess::Impl::Impl(const Options& givenOptions, const Home& home)
           [this](const std::vector<std::string>& paths) { return TryLibraries(paths, limits.libraryTime); }},
       drivers(home, services),
       trust(options.listen, options.token, MachineName()),
-      routes({drivers, keeper, events, metrics, trust, limits, [this] {
+      routes({drivers, keeper, events, metrics, reports, trust, limits, [this] {
                   if (!server) return Gauges{};
                   return Gauges{events.Readers(), server->Connections(), server->BodyBytes()};
               }}) {
@@ -148,6 +151,8 @@ void HostProcess::Listen() {
     ::setenv(kLocalSocketVariable, impl_->options.socket.c_str(), 1);
     const auto home = std::filesystem::absolute(impl_->options.home);
     ::setenv(kHomeFolderVariable, home.parent_path().c_str(), 1);
+    if (!impl_->options.reportsFolder.empty())
+        ::setenv(kReportsVariable, impl_->options.reportsFolder.c_str(), 1);
     impl_->watchdog.emplace(impl_->thread, impl_->manager, impl_->server->ListeningSocket(), &Unavailable,
                             TimesOf(impl_->limits));
 }

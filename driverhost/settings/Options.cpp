@@ -7,6 +7,7 @@
 #include <system_error>
 #include <utility>
 
+#include "driverhost/runtime/ProgramReports.h"
 #include "driverhost/settings/TokenFile.h"
 #include "host/glue/PluginEntry.h"
 
@@ -60,6 +61,8 @@ po::options_description DescribeOptions() {
         "file with the token that requests must show (mode 0600)")(
         "plugin-dir", po::value<std::string>()->value_name("DIR"),
         "where the drivers' libraries are; default: ../plugins beside the program")(
+        "reports-dir", po::value<std::string>()->value_name("DIR"),
+        "where other programs leave metrics and warnings; default: $INTERCOM_REPORTS_DIR, else none")(
         "log-level",
         po::value<std::string>()->value_name("N")->default_value(std::to_string(kDefaultLogLevel)),
         "log lines up to this level: 3 errors, 6 information, 7 debugging")("help", "print this help")(
@@ -164,6 +167,10 @@ Options Read(const po::variables_map& values) {
     options.socket = std::filesystem::absolute(options.socket).string();  // others run in other folders
     options.pluginFolder = Text(values, "plugin-dir");
     if (options.pluginFolder.empty()) options.pluginFolder = DefaultPluginFolder();
+    options.reportsFolder = Text(values, "reports-dir");
+    if (options.reportsFolder.empty()) options.reportsFolder = FromEnvironment(kReportsVariable);
+    if (!options.reportsFolder.empty())
+        options.reportsFolder = std::filesystem::absolute(options.reportsFolder).string();
     return options;
 }
 

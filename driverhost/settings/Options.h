@@ -23,8 +23,9 @@ struct Options {
     std::string stateFolder;
     ListenAddress listen;
     std::string socket;  // the unix socket's path
-    std::string token;  // empty: requests need none
+    std::string token;   // empty: requests need none
     std::string pluginFolder;
+    std::string reportsFolder;  // where other programs leave metrics and warnings; empty: none
     unsigned int logLevel = 0;
     Limits limits;
 

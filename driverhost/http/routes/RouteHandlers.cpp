@@ -1,4 +1,6 @@
 // The operations behind the paths, except those of states.
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "driverhost/http/FormData.h"
@@ -126,6 +128,7 @@ void Routes::ReportHealth(const Request&, const Path&, const Reply& reply) {
         if (!driver->IsRunning())
             warnings.push_back("driver " + driver->Name() + " does not run: " + driver->Failure());
     }
+    std::ranges::move(served_.reports.Warnings(), std::back_inserter(warnings));
     if (std::string trouble = served_.keeper.Trouble(); !trouble.empty()) {
         for (const std::string& warning : warnings)
             trouble.append("; ").append(warning);
@@ -141,7 +144,7 @@ void Routes::ReportMetrics(const Request&, const Path&, const Reply& reply) {
     Response response;
     response.status = 200;
     response.contentType = kMetricsType;
-    response.body = served_.metrics.ToText(served_.gauges());
+    response.body = served_.metrics.ToText(served_.gauges()) + served_.reports.MetricsText();
     reply(std::move(response));
 }
 

@@ -12,6 +12,7 @@
 #include "driverhost/http/routes/EventStream.h"
 #include "driverhost/plugins/DriverTable.h"
 #include "driverhost/runtime/Fault.h"
+#include "driverhost/runtime/ProgramReports.h"
 #include "driverhost/settings/Limits.h"
 
 namespace driverhost {
@@ -22,6 +23,7 @@ struct Served {
     StateKeeper& keeper;
     const EventStream& events;
     Metrics& metrics;
+    ProgramReports& reports;
     const Trust& trust;
     const Limits& limits;
     std::function<Gauges()> gauges;

@@ -18,7 +18,7 @@ void HostFixture::Add(const std::string& name, const std::string& library, const
 
 void HostFixture::Load() {
     table_.emplace(home_, services_);
-    routes_.emplace(Served{*table_, keeper_, events_, metrics_, trust_, limits_, [this] {
+    routes_.emplace(Served{*table_, keeper_, events_, metrics_, reports_, trust_, limits_, [this] {
                                return Gauges{events_.Readers(), 0, 0};
                            }});
     table_->LoadLibraries();

@@ -14,6 +14,7 @@
 #include "driverhost/plugins/DriverTable.h"
 #include "driverhost/runtime/DriverThread.h"
 #include "driverhost/runtime/Metrics.h"
+#include "driverhost/runtime/ProgramReports.h"
 #include "driverhost/runtime/SystemEvents.h"
 #include "driverhost/state/StateKeeper.h"
 #include "driverhost/state/StateRoots.h"
@@ -60,6 +61,7 @@ protected:
     DriverThread thread_;
     MemoryFileSystem disk_;
     Metrics metrics_;
+    ProgramReports reports_{""};
     Limits limits_;
     StateStore store_{disk_, "/state", [this](StateStore::Work work) { thread_.Post(std::move(work)); }};
     StateKeeper keeper_{thread_, store_, metrics_, std::chrono::milliseconds(20)};
