@@ -96,10 +96,8 @@ struct Row {
     ExitStatus (*run)(const Options&, const Connection&);
 };
 constexpr Row kOwnCommands[] = {
-    {"help", &Help},
-    {"events", &Events},
-    {"state", &RunState},
-    {"drivers", &Drivers},
+    {"help", &Help},        {"events", &Events},  {"state", &RunState},   {"drivers", &Drivers},
+    {"phones", &RunPhones}, {"calls", &RunCalls}, {"hangup", &RunHangup},
 };
 
 }  // namespace

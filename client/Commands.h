@@ -16,4 +16,9 @@ ExitStatus RunCommand(const Options& options);
 /// intercomctl state: a driver's state, its earlier generations, and backups in files.
 ExitStatus RunState(const Options& options, const Connection& connection);
 
+/// intercomctl phones, calls, hangup: these ask call control, not the host.
+ExitStatus RunPhones(const Options& options, const Connection& connection);
+ExitStatus RunCalls(const Options& options, const Connection& connection);
+ExitStatus RunHangup(const Options& options, const Connection& connection);
+
 #endif

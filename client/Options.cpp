@@ -25,10 +25,11 @@ std::string ReadToken(const std::string& path) {
     return token;
 }
 
-std::string ChooseUrl(const po::variables_map& given) {
-    if (given.count("url") != 0) return given["url"].as<std::string>();
-    const char* const fromEnvironment = std::getenv("INTERCOMCTL_URL");
-    return fromEnvironment && *fromEnvironment ? fromEnvironment : kDefaultUrl;
+std::string Choose(const po::variables_map& given, const char* option, const char* variable,
+                   const char* otherwise) {
+    if (given.count(option) != 0) return given[option].as<std::string>();
+    const char* const fromEnvironment = std::getenv(variable);
+    return fromEnvironment && *fromEnvironment ? fromEnvironment : otherwise;
 }
 
 po::options_description Visible() {
@@ -38,6 +39,8 @@ po::options_description Visible() {
          "the driver host (default: $INTERCOMCTL_URL, else http://127.0.0.1:8350)")                     //
         ("token-file", po::value<std::string>()->value_name("FILE"), "the file with its token")         //
         ("driver", po::value<std::string>()->value_name("NAME"), "the driver to ask (default: agent)")  //
+        ("call-control", po::value<std::string>()->value_name("PATH"),                                  //
+         "with phones, calls, hangup: call control's socket (default: $INTERCOM_CALLCONTROL_SOCKET)")   //
         ("raw", "print the bytes as they came")                                                         //
         ("overwrite", "with state save: replace an existing file")                                      //
         ("since", po::value<std::string>()->value_name("ID"),                                           //
@@ -70,9 +73,10 @@ Options Options::Read(int argc, const char* const* argv) {
     options.help = given.count("help") != 0;
     options.overwrite = given.count("overwrite") != 0;
     options.raw = given.count("raw") != 0;
-    options.url = Url::Parse(ChooseUrl(given));
+    options.url = Url::Parse(Choose(given, "url", "INTERCOMCTL_URL", kDefaultUrl));
     if (given.count("token-file") != 0) options.token = ReadToken(given["token-file"].as<std::string>());
     if (given.count("driver") != 0) options.driver = given["driver"].as<std::string>();
+    options.callControl = Choose(given, "call-control", "INTERCOM_CALLCONTROL_SOCKET", "");
     if (given.count("since") != 0) options.since = given["since"].as<std::string>();
     if (given.count("words") == 0) return options;
     options.arguments = given["words"].as<std::vector<std::string>>();
@@ -90,18 +94,22 @@ std::string Options::OwnCommands() {
            "  intercomctl state restore N   takes back later changes: starts the agent with that one\n"
            "  intercomctl state save FILE   writes the state into a file, as a backup\n"
            "  intercomctl state load FILE   starts the agent with that backup\n"
-           "  intercomctl drivers           lists the drivers of the host\n";
+           "  intercomctl drivers           lists the drivers of the host\n"
+           "  intercomctl phones            lists the phones that are registered, and those that are away\n"
+           "  intercomctl calls             lists the running calls and their phones\n"
+           "  intercomctl hangup CALL       ends one of them\n";
 }
 
 std::string Options::Usage() {
     std::ostringstream page;
-    page << "usage: intercomctl [OPTION ...] COMMAND [NAME=VALUE ...]\n\n"
-            "Sends one command to the intercom agent of a driver host and prints the reply.\n"
-            "NAME=@FILE sends the content of the file, NAME=@@TEXT the value @TEXT.\n\n"
-         << OwnCommands() << "\n"
-         << Visible()
-         << "\nExit status: 0 done, 1 the answer was fail or failed, 2 wrong use, 3 the host could not be\n"
-            "reached or refused.\n";
+    page
+        << "usage: intercomctl [OPTION ...] COMMAND [NAME=VALUE ...]\n\n"
+           "Sends one command to the intercom agent of a driver host and prints the reply.\n"
+           "NAME=@FILE sends the content of the file, NAME=@@TEXT the value @TEXT.\n\n"
+        << OwnCommands() << "\n"
+        << Visible()
+        << "\nExit status: 0 done, 1 the answer was fail or failed, 2 wrong use, 3 the host or call control\n"
+           "could not be reached or refused.\n";
     return page.str();
 }
 

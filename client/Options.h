@@ -21,6 +21,7 @@ struct Options {
     Url url;
     std::string token;  // empty when none is needed
     std::string driver = "agent";
+    std::string callControl;  // the path of its socket; empty when none was given
     bool raw = false;
     bool overwrite = false;            // state save may replace a file
     bool help = false;                 // --help was given
