@@ -27,8 +27,9 @@ std::string_view OutcomeOf(const Event& ended) {
         case kDecline:
             return "declined";
         case END_NO_ANSWER:
-        case END_UNAVAILABLE:
             return "unanswered";
+        case END_UNAVAILABLE:
+            return "unavailable";
         case END_NORMAL:
         case END_CANCELLED:
             return "cancelled";

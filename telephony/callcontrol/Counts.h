@@ -12,8 +12,8 @@
 
 namespace telephony {
 
-/// One word for how a call has ended: completed or broken off when its ends were connected; else busy,
-/// declined, unanswered, cancelled, no_media or failed.
+/// One word for how a call has ended: completed or broken when its ends were connected; else busy, declined,
+/// unanswered, unavailable (no such phone is registered), cancelled, no_media or failed.
 std::string_view OutcomeOf(const Event& ended);
 
 struct CallCounts {

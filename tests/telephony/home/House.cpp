@@ -46,7 +46,8 @@ std::map<std::string, std::string> House::Environment() const {
             {"SIPPROXY_STATE_DIR", folder_ / "sipproxy"},
             {"SIPPROXY_RUN_DIR", folder_ / "run"},
             {"SIPPROXY_LOOPBACK", "yes"},
-            {"INTERCOM_CALLCONTROL_SOCKET", home_->Socket()}};
+            {"INTERCOM_CALLCONTROL_SOCKET", home_->Socket()},
+            {"INTERCOM_REPORTS_DIR", home_->Reports()}};
 }
 
 std::string House::Drivers() const {

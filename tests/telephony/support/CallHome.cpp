@@ -273,7 +273,7 @@ void CallHome::StartCallControl() {
     callControl_ = std::make_unique<Process>(Process::Command{
         {CALLCONTROL_PROGRAM, "--socket", Socket(), "--proxy", proxyFile_, "--journal",
          folder_ / "journal", "--rtpengine", "127.0.0.1:2223", "--dtmf", "127.0.0.1:2224"},
-        {},
+        {{"INTERCOM_REPORTS_DIR", Reports()}},
         folder_ / "callcontrol.log"});
 }
 

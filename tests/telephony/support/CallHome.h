@@ -87,6 +87,8 @@ public:
 
     const TempFolder& Folder() const { return folder_; }
     std::filesystem::path Socket() const { return folder_ / "calls.sock"; }
+    /// Where callcontrol leaves metrics and warnings.
+    std::filesystem::path Reports() const { return folder_ / "reports"; }
     std::string Log() const { return ReadFile(folder_ / "callcontrol.log"); }
     /// How many calls rtpengine has.
     std::size_t Rooms();
