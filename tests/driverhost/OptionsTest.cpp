@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <vector>
 
 #include "tests/driverhost/support/TemporaryFolder.h"
@@ -60,6 +61,16 @@ TEST_F(OptionsTest, TheStateFolderFollowsTheEnvironment) {
     EXPECT_EQ(Parse({"--home", "h"}).stateFolder, "/states/driverhost");
     unsetenv("XDG_STATE_HOME");
     EXPECT_EQ(Parse({"--home", "h", "--state-dir", "mine"}).stateFolder, "mine");
+}
+
+TEST_F(OptionsTest, ReportsComeFromTheFolderThatIsGivenElseFromTheEnvironmentsElseFromNone) {
+    unsetenv("INTERCOM_REPORTS_DIR");
+    EXPECT_EQ(Parse({"--home", "h"}).reportsFolder, "");
+    setenv("INTERCOM_REPORTS_DIR", "/run/reports", 1);
+    EXPECT_EQ(Parse({"--home", "h"}).reportsFolder, "/run/reports");
+    const std::string given = Parse({"--home", "h", "--reports-dir", "mine"}).reportsFolder;
+    EXPECT_EQ(given, std::filesystem::current_path() / "mine") << "others run in other folders";
+    unsetenv("INTERCOM_REPORTS_DIR");
 }
 
 TEST_F(OptionsTest, WithoutHomeItIsMissing) {

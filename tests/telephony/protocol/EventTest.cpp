@@ -37,10 +37,13 @@ TEST(Event, ASnapshotHoldsPhonesAndCalls) {
     event.proxy = "up";
     event.media = "lost";
     event.phones = {{"hall", "sip:hall@192.0.2.1", "Phone \"X\"", 1700000000}};
+    event.away = {{"attic", "", "", 1700000001, "Attic", "expired"}};
     event.calls = {
         {"7", CallKind::Broadcast, false, "established", 12.5, {{"hall", LegRole::Caller, LegState::Up}}}};
     const Event read = ParseEvent(ToLine(event));
     EXPECT_EQ(read.phones.at(0).agent, "Phone \"X\"");
+    EXPECT_EQ(read.away.at(0).name, "Attic");
+    EXPECT_EQ(read.away.at(0).reason, "expired");
     EXPECT_EQ(read.calls.at(0).kind, CallKind::Broadcast);
     EXPECT_EQ(read.media, "lost");
     EXPECT_EQ(ToLine(read), ToLine(event));
