@@ -52,6 +52,7 @@ public:
     }
     /// All that was heard; to be called when the program has ended.
     std::string Heard() {
+        ::shutdown(listener_, SHUT_RDWR);  // in case that nobody has come
         thread_.join();
         thread_ = std::thread([] {});
         return heard_;
