@@ -2,7 +2,8 @@
 
 # What it is built with.
 BUILD_PACKAGES=(g++ cmake ninja-build libboost-dev libboost-program-options-dev libexpat1-dev libdeflate-dev
-                libpugixml-dev nlohmann-json3-dev libre-dev libssl-dev libsqlite3-dev pkg-config)
+                libpugixml-dev nlohmann-json3-dev libre-dev libssl-dev libsqlite3-dev libcurl4-openssl-dev
+                pkg-config)
 # What the tests need beside that.
 TEST_PACKAGES=(libgtest-dev libgmock-dev clang libclang-rt-14-dev lld)
 # What real calls are made with, and the phones that the tests call with.

@@ -10,8 +10,12 @@
 
 class IInstanceManager;
 
+/// Neither credentials nor the path of an address are ever logged.
 class HttpCaller {
 public:
+    /// More requests are not under way at once.
+    static constexpr int kMostRequests = 8;
+
     /// The manager outlives the caller.
     HttpCaller(IInstanceManager& instanceManager, std::chrono::milliseconds answerTime);
     /// Gives up what is under way, and returns at once.
@@ -19,8 +23,9 @@ public:
     HttpCaller(const HttpCaller&) = delete;
     HttpCaller& operator=(const HttpCaller&) = delete;
 
-    /// Sends it, and logs under `name` what the station answers. Does not wait.  [driver thread]
-    void Call(const std::string& name, const HttpAction& action);
+    /// Sends it, and logs under `name` what the station answers. Does not wait. False when kMostRequests are
+    /// under way; then it is not sent.  [driver thread]
+    bool Call(const std::string& name, const HttpAction& action);
 
 private:
     class Thread;

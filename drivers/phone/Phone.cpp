@@ -86,21 +86,28 @@ dv::auto_com<DvXML::INode> Phone::Press(const std::string& wanted) {
     for (std::size_t at = 0; at < buttons_.size(); ++at) {
         const PhoneButton& button = buttons_[at];
         if (wanted != button.name && wanted != std::to_string(at + 1)) continue;
-        if (button.http)
-            CallStation("button " + button.name, *button.http);
-        else if (!Calls().SendDigits(button.digits, button.by))
-            return fail("button " + button.name + ": there is no call to send its digits into");
+        const std::string what = "button " + button.name;
+        if (button.http) {
+            const std::string why = CallStation(what, *button.http);
+            if (!why.empty()) return fail(what + ": " + why);
+        } else if (!Calls().SendDigits(button.digits, button.by)) {
+            return fail(what + ": there is no call to send its digits into");
+        }
         return DvXML::CreateXmlNode("success", "");
     }
     return fail("there is no button \"" + wanted + "\"");
 }
 
-void Phone::CallStation(const std::string& what, const HttpAction& action) {
+std::string Phone::CallStation(const std::string& what, const HttpAction& action) {
     if (!http_) http_ = std::make_unique<HttpCaller>(GetInstanceManager(), times_.httpAnswer);
-    http_->Call(what, action);
+    if (http_->Call(what, action)) return {};
+    return "the station has not answered " + std::to_string(HttpCaller::kMostRequests) + " requests yet";
 }
 
 void Phone::RingDoorChime() {
-    if (chime_) return CallStation("chime", *chime_);
-    Log(dv::LOG_LEVEL_INFO, "this phone has no chime of its own; it rings for the calls of the door station");
+    if (!chime_)
+        return Log(dv::LOG_LEVEL_INFO,
+                   "this phone has no chime of its own; it rings for the calls of the door station");
+    if (const std::string why = CallStation("chime", *chime_); !why.empty())
+        Log(dv::LOG_LEVEL_ERROR, "chime: " + why);
 }

@@ -36,7 +36,8 @@ private:
 
     dv::auto_com<DvXML::INode> ButtonsToXml() const;
     dv::auto_com<DvXML::INode> Press(const std::string& button);
-    void CallStation(const std::string& name, const HttpAction& action);
+    /// Why not; empty when it is sent.
+    std::string CallStation(const std::string& name, const HttpAction& action);
 
     const Times times_;
     std::vector<PhoneButton> buttons_;

@@ -2,13 +2,19 @@
 
 #include <sys/stat.h>
 
-#include <arpa/inet.h>
+#include <curl/curl.h>
+#include <openssl/evp.h>
+#include <openssl/pem.h>
+#include <openssl/x509.h>
+
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <map>
+#include <memory>
 #include <set>
 #include <sstream>
 
@@ -25,7 +31,6 @@ namespace {
 constexpr char kHomeFolderVariable[] = "INTERCOM_HOME_FOLDER";
 
 constexpr std::size_t kLongestUser = 64;
-constexpr std::int64_t kHighestPort = 65535;
 // What a SIP address may carry left of the "@" without escapes, less what only confuses.
 constexpr std::string_view kUserLetters =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_.+~!*";
@@ -136,41 +141,68 @@ void TakePassword(std::string& password, const std::string& file, const std::str
     if (!file.empty()) password = ReadPasswordFile(file);
 }
 
-// Numeric, because looking names up may take long, and stations have fixed addresses.
-void TakeUrl(HttpAction& action, const std::string& url) {
-    constexpr std::string_view kScheme = "http://";
+std::string PartOf(CURLU& url, CURLUPart part, unsigned int flags = 0) {
+    char* text = nullptr;
+    if (curl_url_get(&url, part, &text, flags) != CURLUE_OK) return {};
+    std::string copy = text;
+    curl_free(text);
+    return copy;
+}
+
+void TakeUrl(HttpAction& action, const std::string& text) {
     const auto refuse = [](const std::string& why) {
-        throw ConfigError("<address> must be like http://192.168.1.20:80/open?door=1: " + why);
+        throw ConfigError("<address> must be like https://station.home/open?door=1: " + why);
     };
-    if (!url.starts_with(kScheme)) refuse("it does not begin with http://");
-    const auto isHarmful = [](char c) { return static_cast<unsigned char>(c) <= ' ' || c == '\x7f'; };
-    if (std::ranges::any_of(url, isHarmful)) refuse("it has white space or control characters");
-    const std::size_t slash = std::min(url.find('/', kScheme.size()), url.size());
-    std::string host = url.substr(kScheme.size(), slash - kScheme.size());
-    action.target = slash == url.size() ? "/" : url.substr(slash);
-    if (const std::size_t colon = host.find(':'); colon != std::string::npos) {
-        const auto port = Values::ReadWhole(host.substr(colon + 1), 1, kHighestPort);
-        if (!port) refuse("the port must be a number from 1 to 65535");
-        action.port = static_cast<unsigned short>(*port);
-        host.resize(colon);
-    }
-    in_addr numeric{};
-    if (::inet_pton(AF_INET, host.c_str(), &numeric) != 1)
-        refuse("the host must be an IPv4 address; credentials go into <user> and <password>");
-    action.address = host;
+    const std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> url(curl_url(), &curl_url_cleanup);
+    if (!url) throw std::bad_alloc();
+    if (!text.starts_with("http://") && !text.starts_with("https://"))
+        refuse("it does not begin with http:// or https://");
+    if (const CURLUcode fault = curl_url_set(url.get(), CURLUPART_URL, text.c_str(), 0); fault != CURLUE_OK)
+        refuse(curl_url_strerror(fault));
+    if (!PartOf(*url, CURLUPART_USER).empty() || !PartOf(*url, CURLUPART_PASSWORD).empty())
+        refuse("credentials go into <user> and <password>");
+    action.url = PartOf(*url, CURLUPART_URL);
+    action.station = PartOf(*url, CURLUPART_HOST) + ":" + PartOf(*url, CURLUPART_PORT, CURLU_DEFAULT_PORT);
+}
+
+// What libcurl compares the key of a station's certificate with.
+std::string KeyOfCertificate(const std::string& name) {
+    const std::string path = WholePath(name);
+    const std::unique_ptr<BIO, decltype(&BIO_free_all)> file(BIO_new_file(path.c_str(), "r"), &BIO_free_all);
+    if (!file) throw ConfigError("<certificate>: the file " + path + " cannot be read");
+    const std::unique_ptr<X509, decltype(&X509_free)> certificate(
+        PEM_read_bio_X509(file.get(), nullptr, nullptr, nullptr), &X509_free);
+    std::array<unsigned char, EVP_MAX_MD_SIZE> digest;
+    unsigned int length = 0;
+    unsigned char* key = nullptr;
+    const int size = certificate ? i2d_X509_PUBKEY(X509_get_X509_PUBKEY(certificate.get()), &key) : 0;
+    const std::unique_ptr<unsigned char, void (*)(unsigned char*)> owned(
+        key, [](unsigned char* k) { OPENSSL_free(k); });
+    if (size <= 0 ||
+        EVP_Digest(key, static_cast<std::size_t>(size), digest.data(), &length, EVP_sha256(), nullptr) != 1)
+        throw ConfigError("<certificate>: " + path + " is no certificate in PEM form");
+    std::string base64(2 * EVP_MAX_MD_SIZE, '\0');
+    base64.resize(static_cast<std::size_t>(EVP_EncodeBlock(reinterpret_cast<unsigned char*>(base64.data()),
+                                                           digest.data(), static_cast<int>(length))));
+    return "sha256//" + base64;
 }
 
 HttpAction ReadHttp(const DvXML::INode& element) {
     HttpAction action;
     std::string url;
     std::string file;
+    std::string certificate;
     ReadChildren(element, {{"address", IntoText(url)},
+                           {"certificate", IntoText(certificate)},
                            {"method", IntoText(action.method)},
                            {"user", IntoText(action.user)},
                            {"password", IntoText(action.password)},
                            {"passwordFile", IntoText(file)}});
     TakeUrl(action, std::string(dv::Trim(url)));
     TakePassword(action.password, file, "http");
+    if (!certificate.empty() && !action.url.starts_with("https://"))
+        throw ConfigError("<http> has a <certificate>, and its address does not begin with https://");
+    if (!certificate.empty()) action.key = KeyOfCertificate(certificate);
     if (!IsMadeOf(action.method, kMethodLetters))
         throw ConfigError("<method> must be an HTTP method like GET or POST");
     if (action.user.empty() && !action.password.empty())

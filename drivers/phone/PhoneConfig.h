@@ -12,11 +12,12 @@
 /// An HTTP request that makes a station do something. Its secrets appear nowhere but in the request.
 struct HttpAction {
     std::string method = "GET";
-    std::string address;  // a numeric one
-    unsigned short port = 80;
-    std::string target;  // path and query
-    std::string user;    // empty: without credentials
+    std::string url;
+    std::string station;  // host and port: as much of the URL as may be told
+    std::string user;     // empty: without credentials
     std::string password;
+    std::string key;  // of the only certificate that is accepted, as libcurl pins it; empty: those of known
+                      // authorities
 };
 
 /// What a button does: it sends digits, or a request.
