@@ -109,8 +109,8 @@ void CallingDevice::StartDevice(Identity identity, DeviceSettings settings, cons
             "socket. Until then this device can start no calls");
     CallControlUser& listener = *this;
     if (!identity_.callControl.empty())
-        callControl_ = std::make_unique<CallControlLink>(GetInstanceManager(), listener, identity_.callControl,
-                                                         identity_.device, identity_.times);
+        callControl_ = std::make_unique<CallControlLink>(
+            GetInstanceManager(), listener, identity_.callControl, identity_.device, identity_.times);
     initialized_ = true;
     link_.Add(getDeviceId());
 }
@@ -278,6 +278,7 @@ void CallingDevice::AddPeers(DeviceCalls::Order& order, const std::string& addre
         order.peers.resize(before);
         return Log(dv::LOG_LEVEL_ERROR, "no call to " + address + ": " + fault);
     }
+    if (destination.isGroup) order.called = destination.name;
     const bool answers = !destination.isGroup && destination.peers.front().autoAnswer;
     if (order.kind == CallKind::Regular && answers) order.ring = false;
 }

@@ -7,6 +7,7 @@
 #include "host/glue/Log.h"
 #include "host/glue/Numbers.h"
 #include "host/interfaces/IIntercomAgent.h"
+#include "host/interfaces/ISupportIntercom.h"
 
 using dvIntercom::NO_SESSION;
 using std::chrono::steady_clock;
@@ -25,6 +26,7 @@ namespace {
 // SIP statuses of call control's.
 constexpr int kNoCallOfThatId = 481;
 constexpr int kNotHeardOf = 408;
+constexpr int kLeastFailure = 300;
 // The peer's key in a report that the device itself is lost.
 constexpr char kDown[] = "down";
 
@@ -72,7 +74,12 @@ void DeviceCalls::Start(const Order& order) {
     command.audio = order.audio;
     command.video = order.video;
     command.ring = order.ring;
-    CallReport report{command.id, order.kind, false, kCalling, 0, {{owner_.User(), LegRole::Caller}}};
+    command.called = order.called;
+    CallReport report;
+    report.id = command.id;
+    report.kind = order.kind;
+    report.state = kCalling;
+    report.legs.push_back({owner_.User(), LegRole::Caller});
     for (const Peer& peer : order.peers) {
         command.to.push_back(peer.user);
         report.legs.push_back({peer.user});
@@ -203,7 +210,8 @@ void DeviceCalls::OnEvent(const Event& event) {
             return;
         case EventKind::PhoneCall:
         case EventKind::Calling:
-            return TakeCall(event.call);
+            TakeCall(event.call);
+            return RingChimes(event.call);
         case EventKind::Ringing:
         case EventKind::LegUp:
         case EventKind::LegDown:
@@ -264,6 +272,23 @@ void DeviceCalls::TakeCall(const CallReport& report) {
     Update(call);
 }
 
+void DeviceCalls::RingChimes(const CallReport& report) {
+    const bool isOurs = !report.legs.empty() && report.legs.front().user == owner_.User() &&
+                        report.called == telephony::kDoorbell;
+    if (!isOurs) return;
+    const Directory directory(owner_.FindAgent());
+    for (const LegReport& leg : report.legs) {
+        ISupportIntercom* const device =
+            leg.role == LegRole::Callee ? directory.FindDeviceOf(leg.user) : nullptr;
+        if (!device) continue;
+        try {
+            device->RingDoorChime();
+        } catch (const std::exception& error) {
+            owner_.Log(dv::LOG_LEVEL_ERROR, "the chime of " + leg.user + " has failed: " + error.what());
+        }
+    }
+}
+
 void DeviceCalls::AddSessions(Call& call) {
     const LegReport* const own = OwnLeg(call);
     if (!own || own->state == LegState::Down) return;
@@ -292,7 +317,11 @@ void DeviceCalls::TakeLeg(const Event& event) {
     if (LegReport* const leg = FindLeg(*call, event.leg)) {
         if (event.kind == EventKind::Ringing) leg->state = LegState::Ringing;
         if (event.kind == EventKind::LegUp) leg->state = LegState::Up;
-        if (event.kind == EventKind::LegDown) leg->state = LegState::Down;
+        if (event.kind == EventKind::LegDown) {
+            leg->state = LegState::Down;
+            leg->code = event.code;
+            leg->reason = event.reason;
+        }
     }
     Update(*call);
 }
@@ -318,12 +347,17 @@ void DeviceCalls::TellOfLoss(const std::string& id, const std::string& user) {
 void DeviceCalls::TakeEnd(const Event& event) {
     const Call* const call = FindCall(event.id);
     if (!call) return;
-    const bool failed = std::ranges::none_of(call->sessions, &Session::answered) && !call->sessions.empty();
-    if (failed && !call->sessions.front().received)
-        owner_.Log(dv::LOG_LEVEL_INFO, "the call to " + call->sessions.front().peer.name +
-                                           " has failed: " + std::to_string(event.code) + " " + event.reason +
-                                           (event.by.empty() ? "" : " (" + event.by + ")"));
+    for (const Session& session : call->sessions)
+        LogFailure(session, event.code, event.reason);
     End(event.id);
+}
+
+// Of a call that the device has started. One that somebody else has answered, or that was hung up, has not
+// failed.
+void DeviceCalls::LogFailure(const Session& session, int code, const std::string& reason) const {
+    if (session.answered || session.received || code < kLeastFailure) return;
+    owner_.Log(dv::LOG_LEVEL_INFO,
+               "the call to " + session.peer.name + " has failed: " + std::to_string(code) + " " + reason);
 }
 
 void DeviceCalls::TakeRefusal(const Event& event) {
@@ -374,6 +408,8 @@ void DeviceCalls::Update(Call& call) {
         const LegReport* const peer = FindLeg(call, session.peer.user);
         const bool isOver = !own || !peer || own->state == LegState::Down || peer->state == LegState::Down;
         if (isOver) {
+            const LegReport* const cause = peer && peer->state == LegState::Down ? peer : own;
+            if (cause) LogFailure(session, cause->code, cause->reason);
             finished.push_back({session, call.begin});
         } else if (established && !session.answered && own->state == LegState::Up &&
                    peer->state == LegState::Up) {

@@ -45,6 +45,7 @@ public:
         telephony::Direction video = telephony::Direction::None;
         bool ring = true;
         std::vector<Peer> peers;
+        std::string called;  // the group's name; empty: they are called by their own
     };
     /// Has call control call the device and its peers. What cannot be done is logged.
     void Start(const Order& order);
@@ -99,6 +100,8 @@ private:
     void TakeEnd(const telephony::Event& event);
     void TakeRefusal(const telephony::Event& event);
     void SetPresent(bool present);
+    /// Whoever rings for the door chimes: the driver of who has rung sees to it.
+    void RingChimes(const telephony::CallReport& report);
     void TellOfLoss(const std::string& id, const std::string& user);
 
     void EndUnconfirmed();
@@ -106,6 +109,7 @@ private:
     /// Sees which sessions are up and which are over, and reports these.
     void Update(Call& call);
     void End(const std::string& id);
+    void LogFailure(const Session& session, int code, const std::string& reason) const;
     void Report(const std::vector<Finished>& finished);
     bool HangUp(const Call& call, Session& session);
 

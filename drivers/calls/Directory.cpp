@@ -6,13 +6,12 @@
 #include "host/glue/Numbers.h"
 #include "host/interfaces/IIntercomAgent.h"
 #include "host/interfaces/ISupportIntercom.h"
+#include "telephony/protocol/Command.h"
 
 namespace {
 
 // The agent leaves the first SIP user that it made out of its list of devices.
 constexpr unsigned long kUnlistedUser = 99999;
-// Who is called by this name rings everywhere.
-constexpr char kDoorbell[] = "doorbell";
 // The host part that every proxy of this system takes for its own.
 constexpr char kOwnDomain[] = "intercom";
 
@@ -72,7 +71,7 @@ bool Directory::FindGroup(const std::string& name, std::vector<Peer>& members) c
                 if (dv::ParseULong(id->NodeGetText()) == device.id) members.push_back(device.peer);
         return true;
     }
-    if (name != kDoorbell) return false;
+    if (name != telephony::kDoorbell) return false;
     for (const Device& device : devices_)
         if (device.peer.ringDoorbell) members.push_back(device.peer);
     return true;
@@ -111,4 +110,9 @@ Peer Directory::FindUser(const std::string& user) const {
     Peer stranger;
     stranger.user = stranger.key = stranger.name = user;
     return stranger;
+}
+
+ISupportIntercom* Directory::FindDeviceOf(const std::string& user) const {
+    const auto found = std::ranges::find_if(devices_, [&](const Device& d) { return d.peer.user == user; });
+    return found == devices_.end() ? nullptr : agent_->GetIntercomDevice(found->id);
 }

@@ -6,6 +6,7 @@
 #include <vector>
 
 class IIntercomAgent;
+class ISupportIntercom;
 
 /// A device as the other end of a call.
 struct Peer {
@@ -39,6 +40,8 @@ public:
 
     /// The device with that SIP user; else a stranger whose user is all that is known of it.
     Peer FindUser(const std::string& user) const;
+    /// The same as the agent has it; null for a stranger.
+    ISupportIntercom* FindDeviceOf(const std::string& user) const;
 
 private:
     const Peer* FindDevice(const std::string& name) const;

@@ -7,7 +7,7 @@
 namespace telephony {
 
 BroadcastCall::BroadcastCall(CallServices& services, const Command& command)
-    : Call(services, command.id, CallKind::Broadcast),
+    : Call(services, command.id, CallKind::Broadcast, command.called),
       video_(Common(command.video, Direction::Send)),
       ringing_(services.loop) {
     AddLeg(command.from, LegRole::Caller, kCallerTag);

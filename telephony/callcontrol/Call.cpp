@@ -105,11 +105,12 @@ void CallLeg::OnBye() {
     OnFailed(END_NORMAL, "Hung up");
 }
 
-Call::Call(CallServices& services, std::string id, CallKind kind)
+Call::Call(CallServices& services, std::string id, CallKind kind, std::string called)
     : services_(services),
       room_(services.ng, services.newRoom()),
       id_(std::move(id)),
       kind_(kind),
+      called_(std::move(called)),
       mediaSeen_(services.loop.Now()) {}
 
 Call::~Call() {
@@ -126,6 +127,7 @@ CallReport Call::Report() const {
     report.id = id_;
     report.kind = kind_;
     report.byPhone = byPhone_;
+    report.called = called_;
     report.state = !established_ ? "calling" : held_ ? "held" : "established";
     report.seconds = Seconds();
     for (const auto& leg : legs_)

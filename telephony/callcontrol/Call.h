@@ -94,7 +94,7 @@ private:
 
 class Call : public std::enable_shared_from_this<Call> {
 public:
-    Call(CallServices& services, std::string id, CallKind kind);
+    Call(CallServices& services, std::string id, CallKind kind, std::string called);
     virtual ~Call();
     Call(const Call&) = delete;
     Call& operator=(const Call&) = delete;
@@ -172,6 +172,7 @@ private:
 
     const std::string id_;
     const CallKind kind_;
+    const std::string called_;
     Loop::TimePoint establishedAt_;
     Loop::TimePoint mediaSeen_;
 };

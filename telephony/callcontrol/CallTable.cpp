@@ -125,18 +125,17 @@ void CallTable::StartCall(Client& client, const Command& command) {
     call->Start();
 }
 
-LegEvents* CallTable::OnIncoming(SipLegPtr leg, const std::string& from, const std::vector<std::string>& to,
-                                 const std::string& sdp) {
+LegEvents* CallTable::OnIncoming(SipLegPtr leg, const IncomingCall& incoming) {
     // A phone that rings its own group does not ring itself.
-    std::vector<std::string> others = to;
-    std::erase(others, from);
-    if (from.empty() || others.empty() || others.size() > kMostCallees || sdp.empty()) {
-        LogLine("a call of \"" + from + "\" cannot be made: it names nobody else, or offers no media");
+    IncomingCall taken = incoming;
+    std::erase(taken.to, taken.from);
+    if (taken.from.empty() || taken.to.empty() || taken.to.size() > kMostCallees || taken.sdp.empty()) {
+        LogLine("a call of \"" + taken.from + "\" cannot be made: it names nobody else, or offers no media");
         leg->Hangup(END_NOT_ACCEPTABLE, "Not Acceptable Here");
         return nullptr;
     }
     const std::string id = "phone-" + std::to_string(nextPhoneCall_++);
-    const auto call = std::make_shared<TalkCall>(*services_, id, std::move(leg), from, others, sdp);
+    const auto call = std::make_shared<TalkCall>(*services_, id, std::move(leg), std::move(taken));
     calls_[id] = call;
     Event event;
     event.kind = EventKind::PhoneCall;

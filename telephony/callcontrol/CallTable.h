@@ -47,8 +47,7 @@ public:
     void Execute(Client& client, const Command& command);
     void Leave(Client& client);
 
-    LegEvents* OnIncoming(SipLegPtr leg, const std::string& from, const std::vector<std::string>& to,
-                          const std::string& sdp) override;
+    LegEvents* OnIncoming(SipLegPtr leg, const IncomingCall& incoming) override;
 
     /// Ends every call.
     void Clear(const std::string& reason);

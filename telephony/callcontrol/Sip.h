@@ -74,14 +74,21 @@ public:
     virtual SipLegPtr NewLeg(LegEvents& events) = 0;
 };
 
+/// What a phone asks for that starts a call.
+struct IncomingCall {
+    std::string from;             // user
+    std::string dialled;          // as the phone has it
+    std::vector<std::string> to;  // users whom that stands for
+    std::string sdp;
+};
+
 /// Takes the calls that phones start.
 class IncomingCalls {
 public:
     virtual ~IncomingCalls() = default;
     /// The leg waits for Ring, Answer or Hangup; what it tells goes to the LegEvents that are returned. Null:
     /// it was hung up already.
-    virtual LegEvents* OnIncoming(SipLegPtr leg, const std::string& from, const std::vector<std::string>& to,
-                                  const std::string& sdp) = 0;
+    virtual LegEvents* OnIncoming(SipLegPtr leg, const IncomingCall& call) = 0;
 };
 
 }  // namespace telephony

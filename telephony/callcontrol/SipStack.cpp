@@ -279,7 +279,9 @@ void SipStack::TakeInvite(const struct sip_msg& message) {
     legs_.insert(leg);
     leg->TakeIncoming(message);
     const std::string sdp(reinterpret_cast<const char*>(mbuf_buf(message.mb)), mbuf_get_left(message.mb));
-    leg->SetEvents(incoming_->OnIncoming(leg, UserOf(View(message.from.uri.user)), CalleesOf(message), sdp));
+    const std::string dialled = pl_isset(&message.uri.user) ? UserOf(View(message.uri.user)) : std::string();
+    leg->SetEvents(
+        incoming_->OnIncoming(leg, {UserOf(View(message.from.uri.user)), dialled, CalleesOf(message), sdp}));
 }
 
 std::string ReasonHeader(int code, const std::string& reason) {

@@ -14,7 +14,7 @@ constexpr std::chrono::milliseconds kRingbackDelay(50);
 }  // namespace
 
 TalkCall::TalkCall(CallServices& services, const Command& command)
-    : Call(services, command.id, command.callKind),
+    : Call(services, command.id, command.callKind, command.called),
       audio_(command.callKind == CallKind::Monitor ? Common(command.audio, Direction::Receive)
                                                    : command.audio),
       video_(command.callKind == CallKind::Monitor ? Common(command.video, Direction::Receive)
@@ -29,22 +29,21 @@ TalkCall::TalkCall(CallServices& services, const Command& command)
         AddLeg(user, LegRole::Callee, kCalleeTag);
 }
 
-TalkCall::TalkCall(CallServices& services, std::string id, SipLegPtr caller, const std::string& from,
-                   const std::vector<std::string>& to, std::string sdp)
-    : Call(services, std::move(id), CallKind::Regular),
+TalkCall::TalkCall(CallServices& services, std::string id, SipLegPtr caller, IncomingCall incoming)
+    : Call(services, std::move(id), CallKind::Regular, std::move(incoming.dialled)),
       audio_(Direction::Both),
-      video_(sdp.find("\nm=video ") == std::string::npos ? Direction::None : Direction::Both),
+      video_(incoming.sdp.find("\nm=video ") == std::string::npos ? Direction::None : Direction::Both),
       answersByItself_(false),
       isMonitor_(false),
       ringbackTimer_(services.loop),
       ringing_(services.loop),
       digitTimer_(services.loop) {
     byPhone_ = true;
-    CallLeg& leg = AddLeg(from, LegRole::Caller, kCallerTag);
+    CallLeg& leg = AddLeg(incoming.from, LegRole::Caller, kCallerTag);
     leg.sip = std::move(caller);
-    leg.sdp = std::move(sdp);
+    leg.sdp = std::move(incoming.sdp);
     leg.report.state = LegState::Calling;
-    for (const std::string& user : to)
+    for (const std::string& user : incoming.to)
         AddLeg(user, LegRole::Callee, kCalleeTag);
 }
 

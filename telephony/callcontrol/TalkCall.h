@@ -16,8 +16,7 @@ public:
     /// Ordered from outside: the caller's phone is called first, then the callees'.
     TalkCall(CallServices& services, const Command& command);
     /// Started at the caller's phone, which waits for an answer.
-    TalkCall(CallServices& services, std::string id, SipLegPtr caller, const std::string& from,
-             const std::vector<std::string>& to, std::string sdp);
+    TalkCall(CallServices& services, std::string id, SipLegPtr caller, IncomingCall incoming);
 
     /// Where the caller's leg reports to.
     LegEvents& CallerEvents() { return Caller(); }

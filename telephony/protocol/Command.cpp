@@ -150,6 +150,7 @@ void ParseCall(Fields& fields, Command& command) {
     }
     if (std::set<std::string>(command.to.begin(), command.to.end()).size() != command.to.size())
         fields.Refuse("to", "names a user twice");
+    command.called = fields.OptionalName("called");
     command.callKind = fields.OneOf("kind", kCallKinds, CallKind::Regular);
     command.audio = fields.OneOf("audio", kDirections, Direction::Both);
     command.video = fields.OneOf("video", kDirections, Direction::None);
@@ -222,6 +223,7 @@ std::string ToLine(const Command& command) {
                            {"audio", TextOf(command.audio)},
                            {"video", TextOf(command.video)},
                            {"ring", command.ring}});
+            if (!command.called.empty()) object["called"] = command.called;
             break;
         case CommandKind::Dtmf:
             object["digits"] = command.digits;

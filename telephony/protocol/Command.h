@@ -12,6 +12,9 @@
 
 namespace telephony {
 
+/// Who is called by this name rings wherever somebody is to hear of the door.
+inline constexpr char kDoorbell[] = "doorbell";
+
 /// Rises when a line no longer means what it meant.
 inline constexpr int kProtocolVersion = 1;
 
@@ -62,6 +65,7 @@ struct Command {
     std::string leg;   // the user that Dtmf is for, empty: all but the caller; that Hangup is for, empty: all
     std::string from;  // user
     std::vector<std::string> to;
+    std::string called;  // the name that they were called by; empty: none beside theirs
     CallKind callKind = CallKind::Regular;
     Direction audio = Direction::Both;
     Direction video = Direction::None;

@@ -47,8 +47,9 @@ json ToJson(const CallReport& call) {
     json legs = json::array();
     for (const LegReport& leg : call.legs)
         legs.push_back(ToJson(leg));
-    return {{"id", call.id},       {"kind", TextOf(call.kind)}, {"byPhone", call.byPhone},
-            {"state", call.state}, {"seconds", call.seconds},   {"legs", std::move(legs)}};
+    return {{"id", call.id},          {"kind", TextOf(call.kind)}, {"byPhone", call.byPhone},
+            {"called", call.called},  {"state", call.state},       {"seconds", call.seconds},
+            {"legs", std::move(legs)}};
 }
 
 json ToJson(const RegisteredPhone& phone) {
@@ -91,6 +92,7 @@ CallReport ToCall(const json& object) {
     const std::string kind = object.at("kind");
     call.kind = Known(ToCallKind(kind), kind);
     call.byPhone = object.at("byPhone");
+    call.called = object.value("called", "");
     call.state = object.at("state");
     call.seconds = object.at("seconds");
     for (const json& leg : object.at("legs"))

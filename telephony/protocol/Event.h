@@ -54,7 +54,8 @@ struct CallReport {
     bool byPhone = false;  // started at a phone
     std::string state;     // calling, established, held
     double seconds = 0;    // since it is established
-    std::vector<LegReport> legs;
+    std::vector<LegReport> legs = {};
+    std::string called = {};  // the name that was called or dialled; empty: none beside the callees' own
 };
 
 /// A phone that is registered, or one that is known and away: of that one, what it was registered with last.

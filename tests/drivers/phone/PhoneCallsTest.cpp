@@ -144,6 +144,115 @@ TEST_F(PhoneCalls, WhoRangInAGroupAndDidNotAnswerIsReportedAsMissed) {
     EXPECT_THAT(TakeAgent(), ElementsAre(State(2), State(0), Recent("Kitchen", "kitchen", "true false")));
 }
 
+// What it ended with is said when its leg is over, which is before the call as a whole is.
+TEST_F(PhoneCalls, ACallThatIsNotAnsweredIsReportedAndSaidWithItsCode) {
+    StartConnected();
+    for (const int code : {603, 486, 480, 408, 487}) {
+        phone->StartSipCall(MEDIA_SEND_RECEIVE, MEDIA_NONE, "Kitchen@10.0.0.2");
+        const std::string id = control->Read().at("id");
+        Tell(Calling(Call(id, "hall", {"kitchen"})));
+        TakeAgent();
+        auto down = About(EventKind::LegDown, id, "kitchen", code);
+        down.reason = "Reason " + std::to_string(code);
+        Tell(down);
+        EXPECT_TRUE(IsLogged("the call to Kitchen has failed: " + std::to_string(code) + " " + down.reason));
+        EXPECT_THAT(TakeAgent(), ElementsAre(State(0), Recent("Kitchen", "kitchen", "false false"))) << code;
+        Tell(About(EventKind::LegDown, id, "hall", code));
+        Tell(About(EventKind::Ended, id, "", code));
+        EXPECT_THAT(TakeAgent(), IsEmpty());
+    }
+}
+
+TEST_F(PhoneCalls, ACallThatTheCallersOwnPhoneRefusesIsReportedAndSaid) {
+    StartConnected();
+    phone->StartSipCall(MEDIA_SEND_RECEIVE, MEDIA_NONE, "Kitchen@10.0.0.2");
+    const std::string id = control->Read().at("id");
+    Tell(Calling(Call(id, "hall", {"kitchen"})));
+    auto down = About(EventKind::LegDown, id, "hall", 486);
+    down.reason = "Busy Here";
+    Tell(down);
+    EXPECT_TRUE(IsLogged("the call to Kitchen has failed: 486 Busy Here"));
+    EXPECT_THAT(TakeAgent(), ElementsAre(State(1), State(0), Recent("Kitchen", "kitchen", "false false")));
+}
+
+TEST_F(PhoneCalls, WhoeverDoesNotTakeACallHasMissedIt) {
+    StartConnected();
+    for (const int code : {603, 486, 480, 408, 487}) {
+        Tell(Calling(Call("1", "kitchen", {"hall"})));
+        Tell(About(EventKind::Ringing, "1", "hall"));
+        Tell(About(EventKind::LegDown, "1", "hall", code));
+        EXPECT_THAT(TakeAgent(), ElementsAre(State(2), State(0), Recent("Kitchen", "kitchen", "true false")))
+            << code;
+        Tell(About(EventKind::Ended, "1", "", code));
+    }
+}
+
+TEST_F(PhoneCalls, OfAGroupTheCallerLogsWhoRefusedAndNotWhoWasTooLate) {
+    StartConnected();
+    phone->StartSipCall(MEDIA_SEND_RECEIVE, MEDIA_NONE, "doorbell@10.0.0.2");
+    const std::string id = control->Read().at("id");
+    Tell(Calling(Call(id, "hall", {"kitchen", "attic"})));
+    Tell(About(EventKind::LegUp, id, "hall"));
+    Tell(About(EventKind::LegUp, id, "kitchen"));
+    Tell(About(EventKind::LegDown, id, "attic", 200));
+    Tell(About(EventKind::Established, id));
+    EXPECT_THAT(host.Logged(), testing::Not(testing::HasSubstr("has failed")));
+    EXPECT_EQ(0, phone->findSessionId("kitchen"));
+    EXPECT_EQ(NO_SESSION, phone->findSessionId("attic"));
+}
+
+TEST_F(PhoneCalls, TwoCallsAtOnceHaveSessionsAndEndsOfTheirOwn) {
+    StartConnected();
+    const std::string id = CallTheKitchen();
+    Tell(Calling(Call("2", "attic", {"hall"})));
+    Tell(About(EventKind::Ringing, "2", "hall"));
+    EXPECT_EQ(3, phone->getCurrentState());
+    Tell(About(EventKind::LegUp, "2", "attic"));
+    Tell(About(EventKind::LegUp, "2", "hall"));
+    Tell(About(EventKind::Established, "2"));
+    EXPECT_EQ(0, phone->findSessionId("kitchen"));
+    EXPECT_EQ(1, phone->findSessionId("attic"));
+    TakeAgent();
+    Tell(About(EventKind::LegDown, id, "kitchen", 200));
+    EXPECT_THAT(TakeAgent(), ElementsAre(Recent("Kitchen", "kitchen", "false true")));
+    EXPECT_EQ(3, phone->getCurrentState());
+    phone->HangupSipSession(1);
+    EXPECT_EQ("2", control->Read().at("id"));
+    Tell(About(EventKind::LegDown, "2", "attic", 200));
+    EXPECT_THAT(TakeAgent(), ElementsAre(State(0), Recent("Attic", "attic", "true true")));
+}
+
+// The kitchen and the attic are told to chime; they have none.
+TEST_F(PhoneCalls, WhoeverRingsForTheDoorChimes) {
+    StartConnected();
+    const auto chimes = [this] {
+        const auto lines = recorder.Take();
+        return std::ranges::count_if(lines, [](const std::string& line) {
+            return line.find("this phone has no chime") != std::string::npos;
+        });
+    };
+    phone->StartSipCall(MEDIA_SEND_RECEIVE, MEDIA_NONE, "doorbell@10.0.0.2");
+    const auto command = control->Read();
+    EXPECT_EQ("doorbell", command.at("called"));
+    auto report = Call(command.at("id"), "hall", {"kitchen", "attic"});
+    EXPECT_EQ(0, chimes());  // not before call control has taken it
+    report.called = "doorbell";
+    Tell(Calling(report));
+    EXPECT_EQ(2, chimes());
+    auto pressed = Calling(Call("phone-1", "hall", {"attic", "stranger"}));
+    pressed.kind = EventKind::PhoneCall;
+    pressed.call.called = "doorbell";
+    Tell(pressed);
+    EXPECT_EQ(1, chimes());
+    pressed.call = Call("phone-2", "hall", {"attic"});
+    pressed.call.called = "attic";
+    Tell(pressed);
+    pressed.call = Call("phone-3", "kitchen", {"hall", "attic"});  // the kitchen's driver sees to it
+    pressed.call.called = "doorbell";
+    Tell(pressed);
+    EXPECT_EQ(0, chimes());
+}
+
 TEST_F(PhoneCalls, EachOfSeveralListenersHasASessionThatEndsByItself) {
     StartConnected();
     phone->StartSipBroadcast(MEDIA_SEND_ONLY, MEDIA_NONE, {"Kitchen@10.0.0.2", "Attic@10.0.0.2"});

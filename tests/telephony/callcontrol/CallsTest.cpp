@@ -105,6 +105,34 @@ TEST_F(RealCalls, ACallThatCannotBeMadeSaysWhyAndFreesTheCaller) {
     EXPECT_TRUE(WaitUntil([&] { return home_->Rooms() == 0; }));
 }
 
+TEST_F(RealCalls, ACallerWhosePhoneRefusesCallsNobody) {
+    Sipp hall(*home_, "hall", 6100, "decline.xml");
+    Baresip kitchen(*home_, "kitchen", 6110, 660);
+    client_->Send(R"({"cmd":"call","id":"1","from":"hall","to":["kitchen"]})");
+    const Event ended = client_->Wait(EventKind::Ended);
+    EXPECT_EQ(ended.code, 603);
+    EXPECT_EQ(ended.by, "hall");
+    EXPECT_EQ(kitchen.Log().find("Incoming call"), std::string::npos);
+    EXPECT_TRUE(WaitUntil([&] { return home_->Rooms() == 0; }));
+}
+
+TEST_F(RealCalls, OnePhoneHasTwoCallsAtOnceAndTheyEndApart) {
+    Baresip hall(*home_, "hall", 6100, 440);
+    Baresip kitchen(*home_, "kitchen", 6110, 660);
+    Baresip office(*home_, "office", 6120, 880);
+    client_->Send(R"({"cmd":"call","id":"1","from":"hall","to":["kitchen"]})");
+    EXPECT_EQ(client_->Wait(EventKind::Established).id, "1");
+    client_->Send(R"({"cmd":"call","id":"2","from":"office","to":["kitchen"]})");
+    EXPECT_EQ(client_->Wait(EventKind::Established).id, "2");
+    EXPECT_TRUE(Hears(office, 660));
+    client_->Send(R"({"cmd":"hangup","id":"2"})");
+    EXPECT_EQ(client_->Wait(EventKind::Ended).id, "2");
+    client_->Send(R"({"cmd":"status"})");
+    const Event snapshot = client_->Wait(EventKind::Snapshot);
+    ASSERT_EQ(snapshot.calls.size(), 1u);
+    EXPECT_EQ(snapshot.calls[0].id, "1");
+}
+
 TEST_F(RealCalls, ACallIsHungUpFromOutsideWhileEitherEndRings) {
     Baresip hall(*home_, "hall", 6100, 440, {.answers = false});
     Baresip kitchen(*home_, "kitchen", 6110, 660, {.answers = false});

@@ -38,6 +38,40 @@ TEST_F(RealCalls, AGroupThatNobodyAnswersEndsWhenTheLastHasRefused) {
     EXPECT_GE(ended.code, 400);
 }
 
+TEST_F(RealCalls, WhoIsTooLateIsToldThatSomebodyElseHasAnswered) {
+    Baresip door(*home_, "door", 6100, 440);
+    Sipp hall(*home_, "hall", 6110, "elsewhere.xml");
+    Baresip kitchen(*home_, "kitchen", 6120, 880, {.answers = false});
+    door.Do("dial", "sip:doorbell@intercom");
+    EXPECT_EQ(client_->Wait(EventKind::PhoneCall).call.called, "doorbell");
+    client_->WaitForEach({{EventKind::Ringing, "hall"}, {EventKind::Ringing, "kitchen"}});
+    kitchen.Do("accept");
+    client_->Wait(EventKind::Established);
+    EXPECT_EQ(hall.Wait(), 0);
+}
+
+TEST_F(RealCalls, OneThatDeclinesLeavesTheOthersRinging) {
+    Baresip door(*home_, "door", 6100, 440);
+    Sipp hall(*home_, "hall", 6110, "decline.xml");
+    Baresip kitchen(*home_, "kitchen", 6120, 880, {.answers = false});
+    client_->Send(R"({"cmd":"call","id":"1","from":"door","to":["hall","kitchen"]})");
+    EXPECT_EQ(client_->Wait(EventKind::LegDown, "hall").code, 603);
+    kitchen.Do("accept");
+    client_->Wait(EventKind::Established);
+    EXPECT_TRUE(Hears(door, 880));
+}
+
+TEST_F(RealCalls, AllThatDeclineEndTheCallAndThePhoneThatCallsHearsIt) {
+    Baresip door(*home_, "door", 6100, 440);
+    Sipp hall(*home_, "hall", 6110, "decline.xml");
+    Sipp kitchen(*home_, "kitchen", 6120, "decline.xml");
+    door.Do("dial", "sip:doorbell@intercom");
+    const Event ended = client_->Wait(EventKind::Ended);
+    EXPECT_EQ(ended.code, 603);
+    EXPECT_EQ(ended.reason, "Decline");
+    EXPECT_TRUE(WaitUntil([&] { return door.Log().find("603 Decline") != std::string::npos; }));
+}
+
 TEST_F(RealCalls, ACallThatAPhoneStartsIsKnownAndHeard) {
     Baresip hall(*home_, "hall", 6100, 440);
     Linphone kitchen(*home_, "kitchen", 6110, 600);

@@ -50,7 +50,7 @@ TEST(Command, EveryCommandReadsWhatItWrites) {
     for (
         const char* line :
         {R"({"cmd":"hello","version":1,"all":true,"devices":[{"user":"a","name":"A \"B\"","mayBeMonitored":true,"codecs":["opus","PCMU"]}]})",
-         R"({"cmd":"call","id":"1","from":"a","to":["b","c"],"kind":"broadcast","video":"send","ring":false})",
+         R"({"cmd":"call","id":"1","from":"a","to":["b","c"],"kind":"broadcast","video":"send","ring":false,"called":"All"})",
          R"({"cmd":"hangup","id":"1"})", R"({"cmd":"hangup","id":"1","leg":"b"})",
          R"({"cmd":"hold","id":"1"})", R"({"cmd":"resume","id":"1"})",
          R"({"cmd":"dtmf","id":"1","leg":"b","digits":"12#"})",
