@@ -114,6 +114,29 @@ TEST_F(TalkCalls, EndingACallFreesBothPhonesBeforeMediaIsAsked) {
     EXPECT_TRUE(std::filesystem::is_empty(folder_ / "journal"));
 }
 
+TEST_F(TalkCalls, APhoneIsAskedToAnswerByItselfOnlyWhereThisSystemHasOrderedIt) {
+    using telephony::AnswerStyle;
+    Do(R"({"cmd":"call","id":"1","from":"kitchen","to":["hall"]})");
+    Settle();
+    Answers("kitchen");
+    EXPECT_EQ(Leg("hall").invitation.answer, AnswerStyle::None);
+    Do(R"({"cmd":"hangup","id":"1"})");
+    Settle();
+    Do(R"({"cmd":"call","id":"2","from":"kitchen","to":["hall"],"ring":false})");
+    Settle();
+    Answers("kitchen");
+    EXPECT_EQ(Leg("hall").invitation.answer, AnswerStyle::CallInfo);
+    Do(R"({"cmd":"hangup","id":"2"})");
+    Settle();
+    std::vector<std::string> log;
+    table_.OnIncoming(std::make_shared<FakeLeg>(nullptr, log), {"kitchen", "Hall", {"hall"}, PhoneSdp()});
+    Settle();
+    EXPECT_EQ(Leg("hall").invitation.answer, AnswerStyle::None);
+    EXPECT_EQ(client_.Take().back(), "phone-call");
+    Do(R"({"cmd":"status"})");
+    EXPECT_EQ(client_.Last().calls.at(0).called, "Hall");
+}
+
 TEST_F(TalkCalls, OneOfAGroupIsTakenOutAndTheOthersRingOn) {
     Do(R"({"cmd":"call","id":"1","from":"hall","to":["kitchen","rigid"]})");
     Settle();
