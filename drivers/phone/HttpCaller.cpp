@@ -8,6 +8,7 @@
 #include <map>
 #include <mutex>
 #include <new>
+#include <stdexcept>
 #include <thread>
 #include <utility>
 #include <vector>
