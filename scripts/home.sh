@@ -136,6 +136,7 @@ name_others() {
         id=${file#/proc/} id=${id%/comm}
         { read -r program <"$file"; } 2>/dev/null || continue
         case "$program" in kamailio | rtpengine) ;; *) continue ;; esac
+        [ -n "$(tr -d '\0' 2>/dev/null <"/proc/$id/cmdline")" ] || continue  # it is ending
         network=$(readlink "/proc/$id/ns/net") || network=$(readlink /proc/self/ns/net)
         [ "$network" = "$(readlink /proc/self/ns/net)" ] || continue
         ! grep -qzF "$SIPPROXY_RUN_DIR/" "/proc/$id/cmdline" 2>/dev/null || continue

@@ -100,7 +100,7 @@ Content-Length: 0
 <recv response="200"/>
 </scenario>
 )");
-    for (const char* const transport : {"u1", "t1"}) {
+    for (const char* const transport : {"t1", "u1"}) {
         const test::ProgramResult result = test::RunProgram(
             {"/usr/bin/sipp", "-sf", folder_ / "register.xml", "-m", "1", "-t", transport, "-i", address_,
              "-p", "6300", "-nostdin", "-timeout", "180", address_ + ":5060"});
