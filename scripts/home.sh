@@ -71,10 +71,11 @@ controller_address() {
     fi
 }
 
+# Without a network for the moment it stays what it was.
 media_address() {
     local own=''
     [ "$loopback" = yes ] || own=$(controller_address)
-    printf '%s' "${own:-127.0.0.1}"
+    printf '%s' "${own:-${address:-127.0.0.1}}"
 }
 
 # Each phone whose password file lies in our folder gets a random one, once. It has no letters that look alike, for it

@@ -311,7 +311,8 @@ void Call::TakeTraffic(const NgReply& reply, bool last) {
     const auto traffic = TrafficIn(reply);
     for (const auto& leg : legs_) {
         const auto found = traffic.find(leg->tag);
-        if (found == traffic.end()) continue;
+        // All callees of a group share a tag: the packets are those of the one that has answered.
+        if (found == traffic.end() || !leg->report.answered) continue;
         leg->report.packetsReceived = found->second.rtp;
         leg->report.packetsLost = found->second.lost;
         const long count = found->second.rtp + found->second.rtcp;

@@ -15,6 +15,7 @@ constexpr milliseconds kT1(SIP_T1);
 constexpr milliseconds kT2(SIP_T2);
 // So long a 200 is repeated, and a cancelled INVITE is waited for (RFC 3261: 64*T1).
 constexpr milliseconds kLongestWait = 64 * kT1;
+constexpr milliseconds kProgressInterval(3000);
 // How long the other end may take for the answer to a phone's re-INVITE.
 constexpr seconds kReofferWait(8);
 
@@ -170,19 +171,25 @@ void LibreLeg::TakeIncoming(const struct sip_msg& invite) {
     };
     sip_strans_alloc(&received_->transaction, stack_.Libre(), &invite, onCancel, this);
     sip_treply(&received_->transaction, stack_.Libre(), &invite, 100, "Trying");
+    received_->again.Start(kProgressInterval, [this] { Progress(""); });
 }
 
 void LibreLeg::Ring() {
-    if (state_ != State::Incoming) return;
-    sip_treplyf(&received_->transaction, nullptr, stack_.Libre(), received_->message.get(), true, 180,
-                "Ringing", "Contact: <%s>\r\nContent-Length: 0\r\n\r\n", stack_.Contact().c_str());
+    SendProgress(180, "Ringing", "Content-Length: 0\r\n\r\n");
 }
 
 void LibreLeg::Progress(const std::string& sdp) {
+    SendProgress(183, "Session Progress",
+                 sdp.empty() ? "Content-Length: 0\r\n\r\n" : BodyWith("application/sdp", sdp));
+}
+
+// Said again and again: the proxy gives the call up when it hears nothing of us for ten seconds.
+void LibreLeg::SendProgress(std::uint16_t code, std::string reason, std::string body) {
     if (state_ != State::Incoming) return;
-    const std::string rest = "Contact: <" + stack_.Contact() + ">\r\n" + BodyWith("application/sdp", sdp);
-    sip_treplyf(&received_->transaction, nullptr, stack_.Libre(), received_->message.get(), true, 183,
-                "Session Progress", "%b", rest.data(), rest.size());
+    const std::string rest = "Contact: <" + stack_.Contact() + ">\r\n" + body;
+    sip_treplyf(&received_->transaction, nullptr, stack_.Libre(), received_->message.get(), true, code,
+                reason.c_str(), "%b", rest.data(), rest.size());
+    received_->again.Start(kProgressInterval, [this, code, reason, body] { SendProgress(code, reason, body); });
 }
 
 void LibreLeg::Answer(const std::string& sdp) {

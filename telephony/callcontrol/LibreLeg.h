@@ -46,6 +46,7 @@ private:
     void TakeFinal(const struct sip_msg& message);
     void Fail(int code, const std::string& reason);
     void SendInvite();
+    void SendProgress(std::uint16_t code, std::string reason, std::string body);
     void Accept(const std::string& sdp);
     void RepeatAnswer();
     void TakeReinvite(const struct sip_msg& request);

@@ -179,14 +179,14 @@ bool TalkCall::CanBeReinvited(const CallLeg& leg) const {
 
 void TalkCall::Hold() {
     if (!established_ || held_) return;
-    held_ = true;
+    held_ = heldByCommand_ = true;
     room_.Block("");  // at once, and whatever the phones say
     StartRenegotiation(Direction::None);
 }
 
 void TalkCall::Resume() {
     if (!established_ || !held_) return;
-    held_ = false;
+    held_ = heldByCommand_ = false;
     StartRenegotiation(Direction::Both);
 }
 
@@ -239,17 +239,23 @@ void TalkCall::PassReofferOn(CallLeg& from, CallLeg& to, const std::string& sdp)
                         return AnswerReoffer(from, to, WithDirection(to.sdp, direction));
                     }
                     asked_ = &to;
-                    to.Tell(reply.Sdp(), from, false);
+                    to.Tell(AsHeld(reply.Sdp()), from, false);
                 }));
+}
+
+// A phone that holds and resumes does not lift a hold that was ordered.
+std::string TalkCall::AsHeld(const std::string& sdp) const {
+    return heldByCommand_ ? WithDirection(sdp, Direction::None) : sdp;
 }
 
 void TalkCall::AnswerReoffer(CallLeg& from, CallLeg& to, const std::string& sdp) {
     room_.Answer(from.tag, to.tag, sdp, WithReply([this, &from](const NgReply& reply) {
                      from.sdp = askedFor_;
-                     from.sip->Reanswer(from.Own(reply.Sdp()));
+                     from.sip->Reanswer(from.Own(AsHeld(reply.Sdp())));
                      asking_ = nullptr;
                      step_ = Step::Idle;
-                     SetHeld(DirectionOf(askedFor_) != Direction::Both && !isMonitor_, from.User());
+                     if (!heldByCommand_)
+                         SetHeld(DirectionOf(askedFor_) != Direction::Both && !isMonitor_, from.User());
                      if (!toRenegotiate_.empty()) NextRenegotiation();
                  }));
 }

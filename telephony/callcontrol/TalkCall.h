@@ -58,6 +58,7 @@ private:
     bool ShouldBeHeard(const CallLeg& leg) const override;
 
     CallLeg& Other(const CallLeg& leg) { return &leg == &Caller() ? *answered_ : Caller(); }
+    std::string AsHeld(const std::string& sdp) const;
     void StopRingback();
     bool CanBeReinvited(const CallLeg& leg) const;
 
@@ -76,6 +77,7 @@ private:
     Step step_ = Step::Building;
     CallLeg* answered_ = nullptr;  // the callee that answered first
     bool earlyMedia_ = false;
+    bool heldByCommand_ = false;
     bool ringback_ = false;
     Timer ringbackTimer_;
     Timer ringing_;

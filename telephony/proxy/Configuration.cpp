@@ -18,8 +18,6 @@ namespace {
 
 constexpr char kHeader[] = "X-Intercom-Secret";
 constexpr char kCallControlUser[] = "callcontrol";
-constexpr int kEventsPort = 5061;
-constexpr int kCallControlPort = 5070;
 constexpr int kBusyMilliseconds = 2000;
 
 // Kamailio refuses a table whose layout is of another version than it was built for.
@@ -147,7 +145,7 @@ void PrepareContacts(const Plan& plan, const std::string& folder) {
 std::string CallControlFile(const Plan& plan, const Secrets& secrets) {
     const Meeting meeting = Meeting::For(plan);
     const nlohmann::json text = {{"proxy", meeting.sip.Text()},
-                                 {"domain", kRealm},
+                                 {"domain", plan.AddressForDevices()},
                                  {"realm", kRealm},
                                  {"user", kCallControlUser},
                                  {"password", secrets.password},
@@ -182,13 +180,8 @@ Secrets Secrets::Make() {
 
 Meeting Meeting::For(const Plan& plan) {
     const std::string& address = plan.Loopback();
-    const auto free = [&](int port) {
-        while (plan.fixed.at("ports").contains(std::to_string(port)))
-            ++port;
-        return Endpoint{address, port};
-    };
     for (const Endpoint& endpoint : plan.listen)
-        if (endpoint.address == address) return {endpoint, free(kEventsPort), free(kCallControlPort)};
+        if (endpoint.address == address) return {endpoint, {address, kEventsPort}, {address, kCallControlPort}};
     return {};
 }
 
@@ -221,6 +214,7 @@ std::string Script(const Plan& plan, const std::string& folder) {
     Replace(script, "@TABLES@", tables);
     Replace(script, "@RUN@", folder);
     Replace(script, "@HEADER@", kHeader);
+    Replace(script, "@SIP@", meeting.sip.Text());
     Replace(script, "@LOOPBACK@", meeting.sip.address);
     Replace(script, "@EVENTS@", meeting.events.Text());
     Replace(script, "@CALLCONTROL@", meeting.callControl.Text());
@@ -257,7 +251,7 @@ std::vector<Registration> ReadRegistrations(const std::string& folder) {
     if (::access(path.c_str(), F_OK) != 0) return found;
     Database database(path, SQLITE_OPEN_READONLY);
     database.Query(
-        "SELECT username, contact, user_agent, received, expires FROM location ORDER BY username, contact",
+        "SELECT username, contact, user_agent, received, expires FROM location WHERE expires > julianday('now') ORDER BY username, contact",
         {}, [&](const auto& row) {
             found.push_back({row[0], row[1], row[2], row[3], row[4]});
         });

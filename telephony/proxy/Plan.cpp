@@ -70,6 +70,9 @@ int PortOf(int port) {
     if (port == 0) return kSipPort;
     if (port < 0 || port > kHighestPort)
         throw std::invalid_argument("port " + std::to_string(port) + " is none; give 1 to 65535");
+    if (port == kEventsPort || port == kCallControlPort)
+        throw std::invalid_argument("port " + std::to_string(port) +
+                                    " is where the proxy meets call control; give another");
     return port;
 }
 
@@ -359,6 +362,13 @@ bool CanBind(const Endpoint& endpoint, int type) {
 }
 
 }  // namespace
+
+std::string Plan::AddressForDevices() const {
+    const auto outside = std::ranges::find_if(
+        listen, [](const Endpoint& endpoint) { return !IsLoopback(endpoint.address); });
+    const Endpoint& endpoint = outside == listen.end() ? listen.front() : *outside;
+    return endpoint.port == kSipPort ? endpoint.address : endpoint.Text();
+}
 
 bool IsAddressOfThisMachine(const std::string& address) {
     return CanBind({address, 0}, SOCK_DGRAM);

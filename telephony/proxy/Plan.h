@@ -42,6 +42,10 @@ struct Fault {
 using Table = std::map<std::string, std::string>;
 using Tables = std::map<std::string, Table>;
 
+/// Where Kamailio and call control meet, on loopback: no domain may have these ports.
+inline constexpr int kEventsPort = 5061;
+inline constexpr int kCallControlPort = 5070;
+
 struct Plan {
     // Needs a new start of Kamailio.
     std::vector<Endpoint> listen;
@@ -55,6 +59,8 @@ struct Plan {
 
     /// The loopback address by which this machine's own programs reach the proxy.
     const std::string& Loopback() const;
+    /// Where phones reach the proxy: the first address outside this machine, with its port unless it is 5060.
+    std::string AddressForDevices() const;
 };
 
 /// Whether an IPv4 address is one of this machine's.

@@ -80,13 +80,6 @@ bool HasSameFixedPart(const Plan& one, const Plan& other) {
 }
 
 // Whoever listens for the home's phones; else this machine alone.
-std::string AddressForDevices(const Plan& plan) {
-    const auto outside = std::ranges::find_if(
-        plan.listen, [](const Endpoint& endpoint) { return !endpoint.address.starts_with("127."); });
-    const Endpoint& endpoint = outside == plan.listen.end() ? plan.listen.front() : *outside;
-    return endpoint.port == kSipPort ? endpoint.address : endpoint.Text();
-}
-
 void CheckPorts(const Plan& plan) {
     std::vector<Endpoint> needed = plan.listen;
     needed.push_back(Meeting::For(plan).events);
@@ -268,7 +261,7 @@ void Service::ForgetContacts(const Table& before, const Table& now) {
 
 void Service::OfferAddress() {
     if (!isReady_ || state_.host != kConnected) return;
-    const std::string address = AddressForDevices(*plan_);
+    const std::string address = plan_->AddressForDevices();
     if (host_.OfferAddress(address)) Say("told the agent that devices reach the proxy at " + address);
 }
 

@@ -168,6 +168,7 @@ TEST_F(Sysman, WhatWasKilledOrDisabledStaysDown) {
         SetProgram(kObedient);
         Ask("enable");
         const pid_t program = Noted();
+        EXPECT_TRUE(test::Eventually([&] { return File("sipproxy.log") == "started\n"; }));
         Ask(request);
         EXPECT_TRUE(EndsInTime(program));
         std::this_thread::sleep_for(std::chrono::milliseconds(500));

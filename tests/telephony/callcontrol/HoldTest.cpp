@@ -25,6 +25,25 @@ TEST_F(RealCalls, AHeldCallIsSilentAndGoesOnWhenResumed) {
     EXPECT_TRUE(Hears(kitchen, 440));
 }
 
+TEST_F(RealCalls, APhoneThatHoldsAndResumesDoesNotLiftAHoldThatWasOrdered) {
+    Baresip hall(*home_, "hall", 6100, 440);
+    Baresip kitchen(*home_, "kitchen", 6110, 660);
+    client_->Send(R"({"cmd":"call","id":"1","from":"hall","to":["kitchen"]})");
+    client_->Wait(EventKind::Established);
+    client_->Send(R"({"cmd":"hold","id":"1"})");
+    client_->Wait(EventKind::Modified);
+    kitchen.Do("hold");
+    kitchen.Do("resume");
+    Talk();
+    client_->Send(R"({"cmd":"status"})");
+    EXPECT_EQ(client_->Wait(EventKind::Snapshot).calls.at(0).state, "held");
+    client_->Send(R"({"cmd":"resume","id":"1"})");
+    EXPECT_EQ(client_->Wait(EventKind::Modified).state, "active");
+    Talk();
+    EXPECT_TRUE(Hears(hall, 660));
+    EXPECT_TRUE(Hears(kitchen, 440));
+}
+
 TEST_F(RealCalls, APhoneThatTakesNoReinviteIsHeldOnTheWay) {
     Sipp rigid(*home_, "rigid", 6120, "rigid.xml");
     Baresip kitchen(*home_, "kitchen", 6110, 660);

@@ -49,6 +49,27 @@ TEST_F(Outside, ARouteLeadsAForeignHostHome) {
     EXPECT_TRUE(Hears(attic, 440));
 }
 
+TEST_F(Outside, APhoneOnASecondPortOfTheProxyCallsThroughCallControlToo) {
+    Command("addConfig", {{"key", "n"}, {"domain", "lodge.home"}, {"port", "5064"}});
+    const pid_t before = Kamailios().front();
+    Command("applySIPProxyChanges");
+    EXPECT_TRUE(WaitUntil([&] {
+        const std::vector<pid_t> now = Kamailios();
+        return !now.empty() && now.front() != before && Snapshot().proxy == "up";
+    }));
+    Baresip hall(*home_, "hall", 6100, 440, {.proxyPort = 5064});
+    Baresip attic(*home_, "attic", 6120, 880);
+    EXPECT_TRUE(StateBecomes(101, 0));
+    EXPECT_TRUE(StateBecomes(103, 0));
+    hall.Do("dial", "sip:attic@127.0.0.1:5064");
+    EXPECT_TRUE(StateBecomes(103, 3));
+    Talk();
+    EXPECT_TRUE(Hears(hall, 880));
+    EXPECT_TRUE(Hears(attic, 440));
+    hall.Do("hangup");
+    EXPECT_TRUE(StateBecomes(103, 0));
+}
+
 // Sends to the proxy from a port of its own.
 class Stranger {
 public:

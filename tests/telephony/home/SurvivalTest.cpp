@@ -116,6 +116,32 @@ TEST_F(Survival, AfterCallControlWasKilledNoPhoneHangsAndTheNextCallWorks) {
     ExpectBothHearEachOther();
 }
 
+TEST_F(Survival, CallControlKilledWhileAPhonesOwnCallRingsLeavesNobodyRinging) {
+    kitchen_.reset();
+    Baresip attic(*home_, "attic", 6120, 880, {.answers = false});
+    EXPECT_TRUE(StateBecomes(103, 0));
+    hall_->Do("dial", "sip:attic@127.0.0.1");
+    EXPECT_TRUE(StateBecomes(103, 2));
+    home_->KillCallControl();
+    EXPECT_TRUE(HasEnded(*hall_));
+    home_->StartCallControl();
+    EXPECT_TRUE(HasEnded(attic));
+    EXPECT_TRUE(StateBecomes(103, 0));
+}
+
+TEST_F(Survival, APhoneThatRingsForLongIsStillConnected) {
+    kitchen_.reset();
+    Baresip attic(*home_, "attic", 6120, 880, {.answers = false});
+    EXPECT_TRUE(StateBecomes(103, 0));
+    hall_->Do("dial", "sip:attic@127.0.0.1");
+    EXPECT_TRUE(StateBecomes(103, 2));
+    std::this_thread::sleep_for(std::chrono::seconds(13));  // longer than the proxy waits without a word
+    attic.Do("accept");
+    EXPECT_TRUE(StateBecomes(103, 3));
+    Talk();
+    EXPECT_TRUE(Hears(attic, 440));
+}
+
 TEST_F(Survival, CallsThatEndWithCallControlAreAmongTheRecentOnes) {
     StartTalking();
     EXPECT_EQ(home_->StopCallControl(), 0);

@@ -83,7 +83,7 @@ TEST_F(Configuring, CallControlLearnsWhereAndHow) {
     Write(SampleHome(kHome));
     EXPECT_EQ(R"({
  "callcontrol": "127.9.9.9:5070",
- "domain": "intercom",
+ "domain": "127.9.9.9",
  "events": "127.9.9.9:5061",
  "header": "X-Intercom-Secret",
  "password": ")" + secrets.password +
@@ -96,15 +96,6 @@ TEST_F(Configuring, CallControlLearnsWhereAndHow) {
 }
 )",
               test::ReadFile(SecretsFile(run)));
-}
-
-TEST_F(Configuring, TheMeetingKeepsOffThePortsOfTheRecords) {
-    Records records = SampleHome(kHome);
-    records.domains.push_back({"a", kHome, 5061});
-    records.domains.push_back({"b", kHome, 5070});
-    const Meeting meeting = Meeting::For(PlanOf(records));
-    EXPECT_EQ("127.9.9.9:5062", meeting.events.Text());
-    EXPECT_EQ("127.9.9.9:5071", meeting.callControl.Text());
 }
 
 TEST_F(Configuring, AFolderThatOthersMayReadIsRefused) {

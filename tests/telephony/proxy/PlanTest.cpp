@@ -70,9 +70,9 @@ TEST_F(MakingAPlan, ALoopbackAddressOfItsOwnIsEnough) {
 }
 
 TEST_F(MakingAPlan, APortOfANameCountsAtEveryAddress) {
-    records.domains.push_back({"garden", "Garden.home", 5070});
+    records.domains.push_back({"garden", "Garden.home", 5064});
     EXPECT_THAT(Listening(), testing::UnorderedElementsAre("192.168.1.10:5060", "127.0.0.1:5060",
-                                                           "127.0.0.1:5070", "192.168.1.10:5070"));
+                                                           "127.0.0.1:5064", "192.168.1.10:5064"));
     EXPECT_THAT(Make().fixed["domains"],
                 UnorderedElementsAre(Pair("192.168.1.10", "1"), Pair("127.0.0.1", "1"),
                                      Pair("garden.home", "1"), Pair("intercom", "1")));
@@ -86,6 +86,13 @@ TEST_F(MakingAPlan, WithoutDomainsItListensOnLoopback) {
 TEST_F(MakingAPlan, APortOfNoneIsTheUsualOne) {
     records.domains = {{"home", kHome, 0}};
     EXPECT_THAT(Listening(), ElementsAre("192.168.1.10:5060", "127.0.0.1:5060"));
+}
+
+TEST_F(MakingAPlan, NoDomainHasThePortsWhereTheProxyMeetsCallControl) {
+    records.domains.push_back({"a", "a.home", 5061});
+    records.domains.push_back({"b", "b.home", 5070});
+    EXPECT_THAT(Faults(), ElementsAre("domain a: port 5061 is where the proxy meets call control; give another",
+                                      "domain b: port 5070 is where the proxy meets call control; give another"));
 }
 
 TEST_F(MakingAPlan, DomainsThatCannotBeServedAreNamed) {

@@ -149,7 +149,7 @@ Baresip::Baresip(CallHome& home, const std::string& user, int port, int hertz, S
                                                           {"@FOLDER@", folder_.string()}}));
     WriteFile(folder_ / "accounts",
               "<sip:" + user + "@intercom>;auth_user=" + user + ";auth_pass=pw-" + user +
-                  ";outbound=\"sip:127.0.0.1:5060\";regint=60;audio_codecs=" + settings.codecs +
+                  ";outbound=\"sip:127.0.0.1:" + std::to_string(settings.proxyPort) + "\";regint=60;audio_codecs=" + settings.codecs +
                   ";answermode=" + (settings.answers ? "auto" : "manual") + "\n");
     WriteFile(folder_ / "contacts", "");
     process_ = std::make_unique<Process>(

@@ -19,6 +19,7 @@ public:
         bool answers = true;  // by itself
         bool video = false;
         const char* codecs = "PCMA,PCMU";
+        int proxyPort = 5060;
         const char* pictures = "vp8";  // the module: "vp8", or "avcodec" for H.264
     };
 
