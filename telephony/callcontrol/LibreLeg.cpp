@@ -189,7 +189,8 @@ void LibreLeg::SendProgress(std::uint16_t code, std::string reason, std::string 
     const std::string rest = "Contact: <" + stack_.Contact() + ">\r\n" + body;
     sip_treplyf(&received_->transaction, nullptr, stack_.Libre(), received_->message.get(), true, code,
                 reason.c_str(), "%b", rest.data(), rest.size());
-    received_->again.Start(kProgressInterval, [this, code, reason, body] { SendProgress(code, reason, body); });
+    received_->again.Start(kProgressInterval,
+                           [this, code, reason, body] { SendProgress(code, reason, body); });
 }
 
 void LibreLeg::Answer(const std::string& sdp) {

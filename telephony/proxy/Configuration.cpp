@@ -181,7 +181,8 @@ Secrets Secrets::Make() {
 Meeting Meeting::For(const Plan& plan) {
     const std::string& address = plan.Loopback();
     for (const Endpoint& endpoint : plan.listen)
-        if (endpoint.address == address) return {endpoint, {address, kEventsPort}, {address, kCallControlPort}};
+        if (endpoint.address == address)
+            return {endpoint, {address, kEventsPort}, {address, kCallControlPort}};
     return {};
 }
 
@@ -251,7 +252,8 @@ std::vector<Registration> ReadRegistrations(const std::string& folder) {
     if (::access(path.c_str(), F_OK) != 0) return found;
     Database database(path, SQLITE_OPEN_READONLY);
     database.Query(
-        "SELECT username, contact, user_agent, received, expires FROM location WHERE expires > julianday('now') ORDER BY username, contact",
+        "SELECT username, contact, user_agent, received, expires FROM location WHERE expires > "
+        "julianday('now') ORDER BY username, contact",
         {}, [&](const auto& row) {
             found.push_back({row[0], row[1], row[2], row[3], row[4]});
         });

@@ -364,8 +364,8 @@ bool CanBind(const Endpoint& endpoint, int type) {
 }  // namespace
 
 std::string Plan::AddressForDevices() const {
-    const auto outside = std::ranges::find_if(
-        listen, [](const Endpoint& endpoint) { return !IsLoopback(endpoint.address); });
+    const auto outside =
+        std::ranges::find_if(listen, [](const Endpoint& endpoint) { return !IsLoopback(endpoint.address); });
     const Endpoint& endpoint = outside == listen.end() ? listen.front() : *outside;
     return endpoint.port == kSipPort ? endpoint.address : endpoint.Text();
 }

@@ -94,9 +94,7 @@ void DriverHost::Start() {
 
     std::optional<int> port;
     Eventually([&] { return (port = FindPort()) || !process_->IsRunning(); });
-    if (!port)
-        throw std::runtime_error("driverhost does not start:\n" +
-                                 Log().substr(startOfRun_));
+    if (!port) throw std::runtime_error("driverhost does not start:\n" + Log().substr(startOfRun_));
     port_ = *port;
 }
 

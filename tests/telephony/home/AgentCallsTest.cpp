@@ -22,7 +22,8 @@ TEST_F(AgentCalls, ACommandConnectsTwoPhonesThatHearEachOtherAndBothReportTheCal
     EXPECT_TRUE(StateBecomes(101, 0));
     EXPECT_TRUE(StateBecomes(102, 0));
     const std::string recent = Command("getRecentContactList");
-    EXPECT_NE(recent.find("<displayName>Kitchen</displayName><aor>kitchen</aor>"), std::string::npos) << recent;
+    EXPECT_NE(recent.find("<displayName>Kitchen</displayName><aor>kitchen</aor>"), std::string::npos)
+        << recent;
     EXPECT_NE(recent.find("<displayName>Hall</displayName><aor>hall</aor>"), std::string::npos) << recent;
     EXPECT_TRUE(WaitUntil([&] { return home_->Rooms() == 0; }));
 }

@@ -60,9 +60,9 @@ std::string House::Drivers() const {
 
 std::string House::PhoneDriver(unsigned id, const std::string& key, const std::string& name,
                                const std::string& more) {
-    return "<driver><id>" + Setting(id) + "</id><name>" + key + "</name><library>phone</library><config><key>" +
-           key + "</key><name>" + name + "</name><password>pw-" + key + "</password>" + more +
-           "</config></driver>";
+    return "<driver><id>" + Setting(id) + "</id><name>" + key +
+           "</name><library>phone</library><config><key>" + key + "</key><name>" + name +
+           "</name><password>pw-" + key + "</password>" + more + "</config></driver>";
 }
 
 std::string House::Command(const std::string& command, const Form& form) const {

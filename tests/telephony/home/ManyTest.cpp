@@ -15,7 +15,8 @@ protected:
     std::string Drivers() const override {
         std::string drivers = House::Drivers();
         for (unsigned number = 1; number < kMembers; ++number)
-            drivers += PhoneDriver(200 + number, Name(number), Name(number), "<ringDoorbell>true</ringDoorbell>");
+            drivers +=
+                PhoneDriver(200 + number, Name(number), Name(number), "<ringDoorbell>true</ringDoorbell>");
         return drivers;
     }
 };
@@ -23,7 +24,8 @@ protected:
 TEST_F(Many, AllTwentyRingAndStopWhenOneAnswers) {
     std::vector<std::unique_ptr<Sipp>> rooms;
     for (unsigned number = 1; number < kMembers; ++number)
-        rooms.push_back(std::make_unique<Sipp>(*home_, Name(number), 6200 + static_cast<int>(number) * 10, "rings.xml"));
+        rooms.push_back(
+            std::make_unique<Sipp>(*home_, Name(number), 6200 + static_cast<int>(number) * 10, "rings.xml"));
     Baresip kitchen(*home_, "kitchen", 6110, 660, {.answers = false});
     Baresip door(*home_, "door", 6130, 1000);
     EXPECT_TRUE(StateBecomes(102, 0));
@@ -45,14 +47,16 @@ TEST_F(Many, AllTwentyAreSpokenTo) {
     std::vector<std::unique_ptr<Sipp>> rooms;
     std::string ids = "<id>102</id>";
     for (unsigned number = 1; number < kMembers; ++number) {
-        rooms.push_back(std::make_unique<Sipp>(*home_, Name(number), 6200 + static_cast<int>(number) * 10, "rigid.xml"));
+        rooms.push_back(
+            std::make_unique<Sipp>(*home_, Name(number), 6200 + static_cast<int>(number) * 10, "rigid.xml"));
         ids += "<id>" + std::to_string(200 + number) + "</id>";
     }
     Baresip kitchen(*home_, "kitchen", 6110, 660);
     Baresip hall(*home_, "hall", 6100, 440);
     EXPECT_TRUE(StateBecomes(102, 0));
     EXPECT_TRUE(StateBecomes(101, 0));
-    Command("SIP_BROADCAST_CALL", {{"source", "101"}, {"destinations", "<ids>" + ids + "</ids>"}, {"video", "3"}});
+    Command("SIP_BROADCAST_CALL",
+            {{"source", "101"}, {"destinations", "<ids>" + ids + "</ids>"}, {"video", "3"}});
     for (unsigned number = 1; number < kMembers; ++number)
         EXPECT_TRUE(StateBecomes(200 + number, 3)) << Name(number);
     Talk();

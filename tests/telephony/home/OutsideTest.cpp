@@ -100,8 +100,8 @@ public:
         const std::string id = std::to_string(++number);
         return method + " " + to + " SIP/2.0\r\nVia: SIP/2.0/UDP 127.0.0.1;rport;branch=z9hG4bKs" + id +
                "\r\nFrom: <" + from + ">;tag=" + id + "\r\nTo: <" + to + ">\r\nCall-ID: stranger-" + id +
-               "\r\nCSeq: 1 " + method + "\r\nContact: <sip:stranger@127.0.0.1>\r\nMax-Forwards: 70\r\n" + more +
-               "Content-Length: 0\r\n\r\n";
+               "\r\nCSeq: 1 " + method + "\r\nContact: <sip:stranger@127.0.0.1>\r\nMax-Forwards: 70\r\n" +
+               more + "Content-Length: 0\r\n\r\n";
     }
 
 private:
@@ -127,7 +127,8 @@ TEST_F(Outside, StrangersOpenNothingAndEndNothing) {
               "SIP/2.0 407 Proxy Authentication Required");
     for (const std::string& garbage :
          {std::string("\r\n\r\n"), std::string("BYE"), std::string(9000, 'x'), std::string(500, '\0'),
-          Stranger::Request("INVITE", "sip:hall@127.0.0.1", "sip:a@b", "Via: " + std::string(6000, ',') + "\r\n")})
+          Stranger::Request("INVITE", "sip:hall@127.0.0.1", "sip:a@b",
+                            "Via: " + std::string(6000, ',') + "\r\n")})
         stranger.Ask(garbage, std::chrono::milliseconds(50));
     Talk();
     EXPECT_TRUE(Hears(hall, 660));

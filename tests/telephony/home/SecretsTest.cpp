@@ -17,14 +17,18 @@ class HomeSecrets : public House {
 protected:
     std::string Drivers() const override {
         WriteFile(folder_ / "password", std::string(kInFile) + "\n");
-        std::filesystem::permissions(folder_ / "password",
-                                     std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+        std::filesystem::permissions(
+            folder_ / "password", std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
         return "<driver><id>101</id><name>hall</name><library>phone</library><config><key>hall</key>"
-               "<password>" + std::string(kInHome) + "</password><buttons><button><name>Open</name><http>"
-               "<address>http://127.0.0.1:1/open</address><user>home</user><password>" + kOfButton +
+               "<password>" +
+               std::string(kInHome) +
+               "</password><buttons><button><name>Open</name><http>"
+               "<address>http://127.0.0.1:1/open</address><user>home</user><password>" +
+               kOfButton +
                "</password></http></button></buttons></config></driver>"
                "<driver><id>102</id><name>kitchen</name><library>phone</library><config><key>kitchen</key>"
-               "<passwordFile>" + (folder_ / "password").string() + "</passwordFile></config></driver>";
+               "<passwordFile>" +
+               (folder_ / "password").string() + "</passwordFile></config></driver>";
     }
 
     /// Command lines and environments of every program of the home.
@@ -45,7 +49,8 @@ protected:
     /// Replies of everything that can be asked, but for the list of services, which shows its passwords.
     std::string Replies() const {
         std::string replies;
-        for (const char* const command : {"getDeviceList", "getUserList", "getGroupList", "getRecentContactList"})
+        for (const char* const command :
+             {"getDeviceList", "getUserList", "getGroupList", "getRecentContactList"})
             replies += Command(command);
         for (const char* const id : {"101", "102"})
             for (const char* const command : {"getDeviceState", "getCustomButtons"})

@@ -91,8 +91,9 @@ TEST_F(MakingAPlan, APortOfNoneIsTheUsualOne) {
 TEST_F(MakingAPlan, NoDomainHasThePortsWhereTheProxyMeetsCallControl) {
     records.domains.push_back({"a", "a.home", 5061});
     records.domains.push_back({"b", "b.home", 5070});
-    EXPECT_THAT(Faults(), ElementsAre("domain a: port 5061 is where the proxy meets call control; give another",
-                                      "domain b: port 5070 is where the proxy meets call control; give another"));
+    EXPECT_THAT(Faults(),
+                ElementsAre("domain a: port 5061 is where the proxy meets call control; give another",
+                            "domain b: port 5070 is where the proxy meets call control; give another"));
 }
 
 TEST_F(MakingAPlan, DomainsThatCannotBeServedAreNamed) {

@@ -200,15 +200,15 @@ CallHome::CallHome() : proxyFile_(folder_ / "proxy.json") {
     StartMedia();
     std::filesystem::permissions(folder_.Path(), std::filesystem::perms::owner_all);
     WriteFile(proxyFile_, nlohmann::json{{"proxy", "127.0.0.1:5060"},
-                                                     {"domain", "intercom"},
-                                                     {"realm", "intercom"},
-                                                     {"user", "callcontrol"},
-                                                     {"password", kPassword},
-                                                     {"header", "X-Intercom-Secret"},
-                                                     {"secret", kSecret},
-                                                     {"events", "127.0.0.1:5061"},
-                                                     {"callcontrol", "127.0.0.1:5070"}}
-                                          .dump());
+                                         {"domain", "intercom"},
+                                         {"realm", "intercom"},
+                                         {"user", "callcontrol"},
+                                         {"password", kPassword},
+                                         {"header", "X-Intercom-Secret"},
+                                         {"secret", kSecret},
+                                         {"events", "127.0.0.1:5061"},
+                                         {"callcontrol", "127.0.0.1:5070"}}
+                              .dump());
     chmod(proxyFile_.c_str(), 0600);
     StartProxy();
     StartCallControl();
@@ -270,11 +270,11 @@ std::size_t CallHome::Rooms() {
 }
 
 void CallHome::StartCallControl() {
-    callControl_ = std::make_unique<Process>(Process::Command{
-        {CALLCONTROL_PROGRAM, "--socket", Socket(), "--proxy", proxyFile_, "--journal",
-         folder_ / "journal", "--rtpengine", "127.0.0.1:2223", "--dtmf", "127.0.0.1:2224"},
-        {{"INTERCOM_REPORTS_DIR", Reports()}},
-        folder_ / "callcontrol.log"});
+    callControl_ = std::make_unique<Process>(
+        Process::Command{{CALLCONTROL_PROGRAM, "--socket", Socket(), "--proxy", proxyFile_, "--journal",
+                          folder_ / "journal", "--rtpengine", "127.0.0.1:2223", "--dtmf", "127.0.0.1:2224"},
+                         {{"INTERCOM_REPORTS_DIR", Reports()}},
+                         folder_ / "callcontrol.log"});
 }
 
 void CallHome::KillCallControl() {

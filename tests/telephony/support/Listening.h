@@ -21,7 +21,9 @@ inline void EnterOwnNetworkOrSkip() {
 }
 
 /// Long enough that half a second of it can be listened to.
-inline void Talk() { std::this_thread::sleep_for(std::chrono::milliseconds(1300)); }
+inline void Talk() {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1300));
+}
 
 /// The tone that is sent to it, or was sent to it last. Waits for enough of it.
 template <typename Phone>
@@ -34,9 +36,8 @@ testing::AssertionResult Hears(const Phone& phone, double hertz) {
         return from > 0 && sent.Share(hertz, from, 0.5) > 0.8;
     });
     if (isHeard) return testing::AssertionSuccess();
-    return testing::AssertionFailure()
-           << sent.Seconds() << " s sent, loudness " << sent.Loudness(from, 0.5) << ", share of " << hertz
-           << " Hz: " << sent.Share(hertz, from, 0.5);
+    return testing::AssertionFailure() << sent.Seconds() << " s sent, loudness " << sent.Loudness(from, 0.5)
+                                       << ", share of " << hertz << " Hz: " << sent.Share(hertz, from, 0.5);
 }
 
 /// Of everything since the home was made.

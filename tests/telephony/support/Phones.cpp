@@ -147,10 +147,11 @@ Baresip::Baresip(CallHome& home, const std::string& user, int port, int hertz, S
                                                           {"@PICTURES@", settings.pictures},
                                                           {"@CONTROL@", std::to_string(control_)},
                                                           {"@FOLDER@", folder_.string()}}));
-    WriteFile(folder_ / "accounts",
-              "<sip:" + user + "@intercom>;auth_user=" + user + ";auth_pass=pw-" + user +
-                  ";outbound=\"sip:127.0.0.1:" + std::to_string(settings.proxyPort) + "\";regint=60;audio_codecs=" + settings.codecs +
-                  ";answermode=" + (settings.answers ? "auto" : "manual") + "\n");
+    WriteFile(folder_ / "accounts", "<sip:" + user + "@intercom>;auth_user=" + user + ";auth_pass=pw-" +
+                                        user +
+                                        ";outbound=\"sip:127.0.0.1:" + std::to_string(settings.proxyPort) +
+                                        "\";regint=60;audio_codecs=" + settings.codecs +
+                                        ";answermode=" + (settings.answers ? "auto" : "manual") + "\n");
     WriteFile(folder_ / "contacts", "");
     process_ = std::make_unique<Process>(
         Process::Command{{"/usr/bin/baresip", "-f", folder_.string()}, {}, folder_ / "log"});
@@ -228,8 +229,7 @@ Linphone::~Linphone() {
 Sipp::Sipp(CallHome& home, const std::string& user, int port, const std::string& script)
     : home_(home), rtp_(FirstRtpPort(port)) {
     Register(user, port);
-    Run(NewFolder(home, user), port, SIPP_SCRIPTS "/" + script,
-        {"-rtp_echo", "-mp", std::to_string(rtp_)});
+    Run(NewFolder(home, user), port, SIPP_SCRIPTS "/" + script, {"-rtp_echo", "-mp", std::to_string(rtp_)});
 }
 
 Sipp::Sipp(CallHome& home, const std::string& user, int port, int hertz, const std::string& dialled)
@@ -238,8 +238,9 @@ Sipp::Sipp(CallHome& home, const std::string& user, int port, int hertz, const s
     const auto folder = NewFolder(home, user);
     WriteFile(folder / "tone.alaw", PcmaTone(hertz));
     const auto script = folder / "script.xml";
-    WriteFile(script, Filled(ReadFile(std::string(SIPP_SCRIPTS) + (dialled.empty() ? "/talks.xml" : "/dials.xml")),
-                             {{"@FOLDER@", folder.string()}, {"@DIALLED@", dialled}}));
+    WriteFile(script,
+              Filled(ReadFile(std::string(SIPP_SCRIPTS) + (dialled.empty() ? "/talks.xml" : "/dials.xml")),
+                     {{"@FOLDER@", folder.string()}, {"@DIALLED@", dialled}}));
     Run(folder, port, script,
         {"-s", user, "-au", user, "-ap", "pw-" + user, "127.0.0.1:5060", "-mp", std::to_string(rtp_)});
 }
@@ -253,9 +254,26 @@ Sipp::~Sipp() {
 // registration runs out.
 void Sipp::Register(const std::string& user, int port) {
     const auto once = [user, port] {
-        return RunProgram({"/usr/bin/sipp", "127.0.0.1:5060", "-sf", SIPP_SCRIPTS "/register.xml", "-s", user,
-                           "-au", user, "-ap", "pw-" + user, "-i", "127.0.0.1", "-p", std::to_string(port + 1),
-                           "-key", "contact_port", std::to_string(port), "-m", "1", "-nostdin"});
+        return RunProgram({"/usr/bin/sipp",
+                           "127.0.0.1:5060",
+                           "-sf",
+                           SIPP_SCRIPTS "/register.xml",
+                           "-s",
+                           user,
+                           "-au",
+                           user,
+                           "-ap",
+                           "pw-" + user,
+                           "-i",
+                           "127.0.0.1",
+                           "-p",
+                           std::to_string(port + 1),
+                           "-key",
+                           "contact_port",
+                           std::to_string(port),
+                           "-m",
+                           "1",
+                           "-nostdin"});
     };
     const ProgramResult registered = once();
     if (registered.status != 0)

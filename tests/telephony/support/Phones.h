@@ -72,7 +72,8 @@ class Sipp {
 public:
     /// A script that sends back the sound that it is sent.
     Sipp(CallHome& home, const std::string& user, int port, const std::string& script);
-    /// A phone with a tone as its voice, which knows no re-INVITE. It waits for a call, or dials this name at once.
+    /// A phone with a tone as its voice, which knows no re-INVITE. It waits for a call, or dials this name at
+    /// once.
     Sipp(CallHome& home, const std::string& user, int port, int hertz, const std::string& dialled = "");
     ~Sipp();
     /// 0 when everything went as the script says.
