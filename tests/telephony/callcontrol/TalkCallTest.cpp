@@ -135,6 +135,8 @@ TEST_F(TalkCalls, APhoneIsAskedToAnswerByItselfOnlyWhereThisSystemHasOrderedIt) 
     EXPECT_EQ(client_.Take().back(), "phone-call");
     Do(R"({"cmd":"status"})");
     EXPECT_EQ(client_.Last().calls.at(0).called, "Hall");
+    Do(R"({"cmd":"hangup","id":"phone-1"})");  // before the log of its leg is gone
+    Settle();
 }
 
 TEST_F(TalkCalls, OneOfAGroupIsTakenOutAndTheOthersRingOn) {
