@@ -97,10 +97,15 @@ make_passwords() {
 
 # Another host that listens there would answer in the place of ours.
 check_port_free() {
-    local host=${listen%:*} port=${listen##*:}
+    local host=${listen%:*} port=${listen##*:} try
     host=${host#[}
     host=${host%]}
-    if [ "$port" = 0 ] || ! (: <"/dev/tcp/$host/$port") 2>/dev/null; then return; fi
+    [ "$port" != 0 ] || return 0
+    # The host of a run that was killed just now may take a moment to end.
+    for ((try = 0; try < 30; ++try)); do
+        (: <"/dev/tcp/$host/$port") 2>/dev/null || return 0
+        sleep 0.1
+    done
     say "a program listens on $listen already, perhaps another ./run. End it, or take another port:"
     say "    ./run --listen 127.0.0.1:$((port + 1))"
     exit 1
@@ -168,13 +173,13 @@ tell_what_is_missing() {
 
 prepare() {
     programs=(host)
-    check_port_free
     mkdir -p "$state"
     # A system manager of the machine's own goes before ours, which comes last on the path.
     export PATH="$PATH:$bin"
     export SYSMAN_STATE_DIR="${SYSMAN_STATE_DIR:-$state/sysman}"
+    [ "$simulated" = yes ] || take_run_folder
+    check_port_free
     [ "$simulated" = no ] || return 0
-    take_run_folder
     rtpengine=${RTPENGINE_PROGRAM:-rtpengine}
     address=$(media_address)
     export INTERCOM_CALLCONTROL_SOCKET="$run/calls.sock" INTERCOM_REPORTS_DIR="$run/reports"
