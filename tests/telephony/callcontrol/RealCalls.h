@@ -20,7 +20,18 @@ protected:
         if (IsSkipped() || HasFatalFailure()) return;
         home_ = std::make_unique<CallHome>();
         client_ = home_->Connect();
-        client_->Greet();
+        WaitUntilAllIsUp(client_->Greet());
+    }
+
+    // So that what a test waits for is what the test has caused.
+    void WaitUntilAllIsUp(const Event& snapshot) {
+        bool proxy = snapshot.proxy == "up";
+        bool media = snapshot.media == "up";
+        while (!proxy || !media) {
+            const Event event = client_->WaitForAny();
+            if (event.kind == EventKind::Proxy) proxy = event.state == "up";
+            if (event.kind == EventKind::Media) media = event.state == "up";
+        }
     }
 
     std::unique_ptr<CallHome> home_;
