@@ -247,7 +247,7 @@ void CallHome::KillProxy() {
 
 void CallHome::StartMedia() {
     rtpengine_ = std::make_unique<Process>(Process::Command{
-        {"/usr/bin/rtpengine", "--config-file=none", "--foreground", "--log-stderr", "--log-level=6",
+        {"/usr/bin/rtpengine", "--config-file=none", "--foreground", "--log-stderr", "--log-level=4",
          "--table=-1", "--interface=127.0.0.1", "--listen-ng=127.0.0.1:2223", "--port-min=20000",
          "--port-max=20999", "--num-threads=2", "--delete-delay=0", "--timeout=60", "--silent-timeout=3600",
          "--dtmf-log-dest=127.0.0.1:2224", "--pidfile=" + (folder_ / "rtpengine.pid").string()},

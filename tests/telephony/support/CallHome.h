@@ -77,6 +77,7 @@ public:
     void KillCallControl();
     int StopCallControl();
     pid_t CallControlId() const { return callControl_->Id(); }
+    pid_t MediaId() const { return rtpengine_->Id(); }
     void StartMedia();
     void KillMedia();
     void KillProxy();

@@ -37,6 +37,8 @@ public:
     /// What it has itself recorded of its last call, which is over and was heard in both directions.
     Sound Recorded() const;
     std::string Log() const { return ReadFile(folder_ / "log"); }
+    /// The first of the ports at which it hears.
+    int SoundPort() const { return rtp_; }
     Process& Program() { return *process_; }
 
 private:
@@ -53,6 +55,7 @@ public:
     ~Linphone();
     Sound Sent() const { return home_.Sounds().To(rtp_); }
     std::string Digits() const { return home_.Sounds().DigitsTo(rtp_); }
+    int SoundPort() const { return rtp_; }
     /// Whether its own log has the text.
     bool HasLogged(const std::string& text) const {
         return ReadFile(folder_ / "liblog").find(text) != std::string::npos;

@@ -1,20 +1,12 @@
 #include "tests/telephony/support/Sound.h"
 
 #include <arpa/inet.h>
-#include <linux/if_ether.h>
-#include <linux/if_packet.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <numbers>
-#include <stdexcept>
-#include <string>
-#include <string_view>
 
 #include "tests/support/process/TempFolder.h"
 
@@ -28,8 +20,6 @@ constexpr int kVp8 = 100;
 constexpr int kTelephoneEvent = 101;
 constexpr unsigned char kEndOfEvent = 0x80;
 constexpr std::string_view kKeys = "0123456789*#ABCD";
-constexpr std::size_t kIpHeader = 20;
-constexpr std::size_t kUdpHeader = 8;
 constexpr std::size_t kRtpHeader = 12;
 constexpr int kPortsOfAPhone = 18;
 
@@ -48,50 +38,48 @@ double FromPcmu(unsigned char byte) {
     return value & 0x80 ? 0x84 - sample : sample - 0x84;
 }
 
+unsigned char ByteAt(std::string_view bytes, std::size_t at) {
+    return static_cast<unsigned char>(bytes[at]);
+}
+
+// -1 for what is no RTP.
+int PayloadType(std::string_view datagram) {
+    const bool isRtp = datagram.size() > kRtpHeader && ByteAt(datagram, 0) >> 6 == 2;
+    return isRtp ? ByteAt(datagram, 1) & 0x7f : -1;
+}
+
 }  // namespace
 
-Wire::Wire() : socket_(socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC, htons(ETH_P_IP))) {
-    if (socket_ < 0) throw std::runtime_error("packets cannot be listened to");
-    thread_ = std::thread([this] { Listen(); });
-}
-
-Wire::~Wire() {
-    end_ = true;
-    thread_.join();
-    close(socket_);
-}
-
-void Wire::Listen() {
-    while (!end_) {
-        pollfd ready{socket_, POLLIN, 0};
-        if (poll(&ready, 1, 50) != 1) continue;
-        unsigned char packet[2048];
-        sockaddr_ll from{};
-        socklen_t size = sizeof from;
-        const ssize_t received =
-            recvfrom(socket_, packet, sizeof packet, 0, reinterpret_cast<sockaddr*>(&from), &size);
-        const std::size_t begin = kIpHeader + kUdpHeader + kRtpHeader;
-        if (received < static_cast<ssize_t>(begin) || from.sll_pkttype == PACKET_OUTGOING ||
-            packet[9] != IPPROTO_UDP)
-            continue;
-        const unsigned char* rtp = packet + kIpHeader + kUdpHeader;
-        const int type = rtp[1] & 0x7f;
-        if (rtp[0] >> 6 != 2) continue;
-        const int port = packet[kIpHeader + 2] << 8 | packet[kIpHeader + 3];
-        const std::lock_guard lock(mutex_);
-        if (type == kH264 || type == kVp8) ++pictures_[port];
-        const unsigned char* event = packet + begin;
-        if (type == kTelephoneEvent && event[0] < kKeys.size() && event[1] & kEndOfEvent) {
-            // The end is sent three times, with the timestamp of the beginning.
-            std::uint32_t beginning;
-            std::memcpy(&beginning, rtp + 4, sizeof beginning);
-            digits_[port][ntohl(beginning)] = kKeys[event[0]];
-        }
-        if (type != kPcma && type != kPcmu) continue;
-        auto& samples = samples_[port];
-        for (std::size_t at = begin; at < static_cast<std::size_t>(received); ++at)
-            samples.push_back(type == kPcma ? FromPcma(packet[at]) : FromPcmu(packet[at]));
+Sound SoundIn(std::string_view datagram) {
+    Sound sound;
+    const int type = PayloadType(datagram);
+    if (type != kPcma && type != kPcmu) return sound;
+    for (std::size_t at = kRtpHeader; at < datagram.size(); ++at) {
+        const unsigned char byte = ByteAt(datagram, at);
+        sound.samples.push_back(type == kPcma ? FromPcma(byte) : FromPcmu(byte));
     }
+    return sound;
+}
+
+Wire::Wire() : tap_([this](const Datagram& datagram) { Take(datagram); }) {}
+
+void Wire::Take(const Datagram& datagram) {
+    const int type = PayloadType(datagram.bytes);
+    if (type < 0) return;
+    const std::lock_guard lock(mutex_);
+    if (type == kH264 || type == kVp8) ++pictures_[datagram.to];
+    const unsigned char key = ByteAt(datagram.bytes, kRtpHeader);
+    if (type == kTelephoneEvent && key < kKeys.size() && datagram.bytes.size() > kRtpHeader + 1 &&
+        ByteAt(datagram.bytes, kRtpHeader + 1) & kEndOfEvent) {
+        // The end is sent three times, with the timestamp of the beginning.
+        std::uint32_t beginning;
+        std::memcpy(&beginning, datagram.bytes.data() + 4, sizeof beginning);
+        digits_[datagram.to][ntohl(beginning)] = kKeys[key];
+    }
+    const Sound sound = SoundIn(datagram.bytes);
+    if (sound.samples.empty()) return;
+    auto& samples = samples_[datagram.to];
+    samples.insert(samples.end(), sound.samples.begin(), sound.samples.end());
 }
 
 Sound Wire::To(int firstPort) const {

@@ -3,14 +3,15 @@
 #ifndef TESTS_TELEPHONY_SUPPORT_SOUND_H
 #define TESTS_TELEPHONY_SUPPORT_SOUND_H
 
-#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <map>
 #include <mutex>
 #include <string>
-#include <thread>
+#include <string_view>
 #include <vector>
+
+#include "tests/telephony/support/Tap.h"
 
 namespace test {
 
@@ -27,6 +28,9 @@ struct Sound {
 /// 16 bit, one or more channels, of which the first is taken.
 Sound ReadSound(const std::filesystem::path& wav);
 
+/// What an RTP packet with G.711 sounds like; nothing in any other datagram.
+Sound SoundIn(std::string_view datagram);
+
 /// A second of a tone as G.711 A-law.
 std::string PcmaTone(int hertz);
 
@@ -34,9 +38,6 @@ std::string PcmaTone(int hertz);
 class Wire {
 public:
     Wire();
-    ~Wire();
-    Wire(const Wire&) = delete;
-    Wire& operator=(const Wire&) = delete;
 
     /// All that was sent to ports [first, first+18] so far, one packet after the other.
     Sound To(int firstPort) const;
@@ -46,15 +47,13 @@ public:
     std::string DigitsTo(int firstPort) const;
 
 private:
-    void Listen();
+    void Take(const Datagram& datagram);
 
-    int socket_;
-    std::atomic<bool> end_ = false;
     mutable std::mutex mutex_;
     std::map<int, std::vector<double>> samples_;  // by port
     std::map<int, int> pictures_;
     std::map<int, std::map<std::uint32_t, char>> digits_;  // by port and beginning
-    std::thread thread_;
+    Tap tap_;
 };
 
 }  // namespace test

@@ -90,16 +90,16 @@ void SipPhone::Send(const SipRequest& request, const std::string& authorization)
               request.headers + authorization + "Content-Length: 0\r\n\r\n");
 }
 
-int SipPhone::Ask(const SipRequest& request) {
+int SipPhone::Ask(const SipRequest& request, std::chrono::milliseconds most) {
     Send(request);
-    const int status = FinalAnswer();
+    const int status = FinalAnswer(most);
     if (status != 401 && status != 407) return status;
     Send(request, Authorization(request));
-    return FinalAnswer();
+    return FinalAnswer(most);
 }
 
-int SipPhone::Register() {
-    return Ask({.method = "REGISTER", .address = "sip:" + proxy_, .to = "sip:" + user_ + "@" + proxy_});
+int SipPhone::Register(std::chrono::milliseconds most) {
+    return Ask({.method = "REGISTER", .address = "sip:" + proxy_, .to = "sip:" + user_ + "@" + proxy_}, most);
 }
 
 std::string SipPhone::Authorization(const SipRequest& request) const {
@@ -115,9 +115,9 @@ std::string SipPhone::Authorization(const SipRequest& request) const {
 }
 
 // What belongs to another request is passed over.
-int SipPhone::FinalAnswer() {
+int SipPhone::FinalAnswer(std::chrono::milliseconds most) {
     for (;;) {
-        answer_ = Receive();
+        answer_ = Receive(most);
         if (answer_.empty()) return 0;
         if (!answer_.starts_with("SIP/2.0 ") || HeaderOf(answer_, "Call-ID") != callId_) continue;
         if (!HeaderOf(answer_, "CSeq").starts_with(std::to_string(sequence_) + " ")) continue;

@@ -27,9 +27,10 @@ public:
     SipPhone(const SipPhone&) = delete;
     SipPhone& operator=(const SipPhone&) = delete;
 
-    /// Sends the request, answers a challenge once, and returns the last answer's status; 0 when none came.
-    int Ask(const SipRequest& request);
-    int Register();
+    /// Sends the request, answers a challenge once, and returns the last answer's status; 0 when none came in
+    /// that time.
+    int Ask(const SipRequest& request, std::chrono::milliseconds most = test::kPatience);
+    int Register(std::chrono::milliseconds most = test::kPatience);
     /// The whole last answer.
     const std::string& Answer() const { return answer_; }
 
@@ -48,7 +49,7 @@ public:
 
 private:
     std::string Authorization(const SipRequest& request) const;
-    int FinalAnswer();
+    int FinalAnswer(std::chrono::milliseconds most);
 
     const std::string user_;
     const std::string password_;

@@ -1,7 +1,7 @@
-#include "tests/telephony/home/House.h"
+#include "tests/telephony/support/WholeHome.h"
 
 #include <algorithm>
-#include <csignal>
+#include <stdexcept>
 
 #include "tests/support/process/RunProgram.h"
 
@@ -15,31 +15,33 @@ std::string Setting(unsigned id) {
 
 }  // namespace
 
-void House::SetUp() {
-    EnterOwnNetworkOrSkip();
-    if (IsSkipped() || HasFatalFailure()) return;
+WholeHome::~WholeHome() {
+    Close();
+}
+
+void WholeHome::Open(const std::string& drivers) {
     home_ = std::make_unique<CallHome>(folder_ / "run/callcontrol.json");
     host_ = std::make_unique<DriverHost>(
         "<home><controller><address>127.0.0.1</address></controller>"
         "<driver><id>1</id><name>agent</name><library>intercom_agent</library></driver>" +
-            Drivers() + "</home>",
+            drivers + "</home>",
         Environment());
     host_->Start();
-    ASSERT_TRUE(WaitUntil([this] { return ProxyTakesRequests(); })) << Logs();
+    if (!WaitUntil([this] { return ProxyTakesRequests(); }))
+        throw std::runtime_error("the proxy takes no requests:\n" + Logs());
 }
 
-void House::TearDown() {
-    if (HasFailure()) std::cerr << Logs();
+void WholeHome::Close() {
     if (!host_) return;
     host_->Stop();
     // A host that was killed has left it running.
     RunProgram({BIN_FOLDER "/sysman", "kill", "sipproxy"}, Environment());
-    EXPECT_TRUE(WaitUntil([this] { return Kamailios().empty(); })) << ProxyLog();
+    WaitUntil([this] { return Kamailios().empty(); });
     host_.reset();
     home_.reset();
 }
 
-std::map<std::string, std::string> House::Environment() const {
+std::map<std::string, std::string> WholeHome::Environment() const {
     return {{"PATH", BIN_FOLDER ":/usr/bin:/bin"},
             {"SYSMAN_STATE_DIR", folder_ / "sysman"},
             {"SIPPROXY_PROGRAM", BIN_FOLDER "/sipproxy"},
@@ -50,60 +52,40 @@ std::map<std::string, std::string> House::Environment() const {
             {"INTERCOM_REPORTS_DIR", home_->Reports()}};
 }
 
-std::string House::Drivers() const {
-    const std::string chimes = "<ringDoorbell>true</ringDoorbell>";
-    return PhoneDriver(101, "hall", "Hall", chimes) +
-           PhoneDriver(102, "kitchen", "Kitchen", chimes + "<mayBeMonitored>true</mayBeMonitored>") +
-           PhoneDriver(103, "attic", "Attic", "<mayBeMonitored>true</mayBeMonitored>") +
-           PhoneDriver(104, "door", "Front door", "<doorStation>true</doorStation>");
-}
-
-std::string House::PhoneDriver(unsigned id, const std::string& key, const std::string& name,
-                               const std::string& more) {
+std::string WholeHome::PhoneDriver(unsigned id, const std::string& key, const std::string& name,
+                                   const std::string& more) {
     return "<driver><id>" + Setting(id) + "</id><name>" + key +
            "</name><library>phone</library><config><key>" + key + "</key><name>" + name +
            "</name><password>pw-" + key + "</password>" + more + "</config></driver>";
 }
 
-std::string House::Command(const std::string& command, const Form& form) const {
+std::string WholeHome::Command(const std::string& command, const Form& form) const {
     return host_->Send(FormRequest("/drivers/agent/commands/" + command, form)).body;
 }
 
-testing::AssertionResult House::StateBecomes(unsigned id, int state) const {
+bool WholeHome::HasState(unsigned id, int state) const {
     const std::string wanted = "<state>" + std::to_string(state) + "</state>";
-    std::string seen;
-    if (WaitUntil([&] {
-            seen = Command("getDeviceState", {{"idDevice", Setting(id)}});
-            return seen.find(wanted) != std::string::npos;
-        }))
-        return testing::AssertionSuccess();
-    return testing::AssertionFailure() << seen;
+    return Command("getDeviceState", {{"idDevice", Setting(id)}}).find(wanted) != std::string::npos;
 }
 
-testing::AssertionResult House::IsLogged(const std::string& text) const {
-    if (WaitUntil([&] { return host_->Log().find(text) != std::string::npos; }))
-        return testing::AssertionSuccess();
-    return testing::AssertionFailure() << "nothing logged of: " << text;
-}
-
-void House::Call(unsigned from, unsigned to) const {
+void WholeHome::Call(unsigned from, unsigned to) const {
     Command("SIP_REGULAR_CALL",
             {{"source", Setting(from)}, {"destination", Setting(to)}, {"video", "3"}, {"ring", "1"}});
 }
 
-void House::Set(unsigned id, const std::string& setting, const std::string& value) const {
+void WholeHome::Set(unsigned id, const std::string& setting, const std::string& value) const {
     Command("setDeviceState", {{"idDevice", Setting(id)}, {setting, value}});
 }
 
-void House::HangUp(unsigned id) const {
+void WholeHome::HangUp(unsigned id) const {
     Set(id, "call", "hangup");
 }
 
-bool House::ProxyTakesRequests() const {
+bool WholeHome::ProxyTakesRequests() const {
     return ProxyLog().find("sipproxy: Kamailio runs on ") != std::string::npos;
 }
 
-std::vector<pid_t> House::Kamailios() const {
+std::vector<pid_t> WholeHome::Kamailios() const {
     std::vector<pid_t> found;
     std::error_code error;
     for (std::filesystem::directory_iterator entry("/proc", error), end; !error && entry != end;
@@ -116,7 +98,7 @@ std::vector<pid_t> House::Kamailios() const {
     return found;
 }
 
-std::string House::Logs() const {
+std::string WholeHome::Logs() const {
     std::string logs;
     if (host_) logs += "---- host\n" + host_->Log();
     logs += "---- sipproxy\n" + ProxyLog();
