@@ -46,9 +46,10 @@ void ResetSignals() {
     ::dup2(nothing, STDIN_FILENO);
     ::close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
     // -DD: the main process stays in the foreground. -E: log to standard error. -m, -M: megabytes of
-    // memory, shared and of each process.
+    // memory, shared and of each process. A transaction stays for five seconds after its end: 32 were full
+    // after 280 calls in two seconds. What is not needed is not taken from the machine.
     std::vector<std::string> words = {
-        program, "-DD", "-E", "-m", "32", "-M", "4", "-Y", folder, "-w", folder, "-f", ScriptFile(folder)};
+        program, "-DD", "-E", "-m", "128", "-M", "4", "-Y", folder, "-w", folder, "-f", ScriptFile(folder)};
     words.insert(words.end() - 2, {"-P", folder + "/kamailio.pid"});
     std::vector<char*> arguments;
     for (std::string& word : words)
