@@ -50,7 +50,7 @@ void CallLeg::Tell(const std::string& offer, const CallLeg& shown, bool answersB
     report.state = LegState::Calling;
     sip = call_.services_.signalling.NewLeg(*this);
     sip->Invite(invitation);
-    call_.WriteJournal();
+    call_.WriteJournal(*this);
 }
 
 void CallLeg::OnProgress(int code, const std::string& description) {
@@ -58,7 +58,7 @@ void CallLeg::OnProgress(int code, const std::string& description) {
         report.state = LegState::Ringing;
         // Until now the proxy may have asked for credentials; this is the INVITE that a CANCEL must repeat.
         // It is written before anybody is told, so that whoever knows of a call finds it in the journal.
-        call_.WriteJournal();
+        call_.WriteJournal(*this);
         Event event = call_.About(EventKind::Ringing, *this);
         event.code = code;
         call_.Tell(std::move(event));
@@ -72,7 +72,7 @@ void CallLeg::OnAnswer(const std::string& description) {
     sdp = description;
     report.codecs = CodecsOf(sdp);
     heard = call_.services_.loop.Now();
-    call_.WriteJournal();
+    call_.WriteJournal(*this);
     Event event = call_.About(EventKind::LegUp, *this);
     event.codecs = report.codecs;
     call_.Tell(std::move(event));
@@ -90,7 +90,7 @@ void CallLeg::OnReoffer(const std::string& description) {
 }
 
 void CallLeg::OnReanswer(int code, const std::string& description) {
-    call_.WriteJournal();
+    call_.WriteJournal(*this);
     if (code != 200) return call_.OnLegRefusesReinvite(*this, code);
     sdp = description;
     report.codecs = CodecsOf(sdp);
@@ -118,7 +118,9 @@ Call::~Call() {
         if (leg->sip && !leg->IsOver()) leg->sip->Hangup(END_UNAVAILABLE, "Call control ends");
 }
 
-bool Call::Concerns(const std::string& user) const {
+bool Call::Concerns(const std::string& user, const std::string& end) const {
+    const std::string& caller = Caller().User();
+    if (!end.empty() && end != caller && end != user && user != caller) return false;
     return std::ranges::any_of(legs_, [&](const auto& leg) { return leg->User() == user; });
 }
 
@@ -194,12 +196,17 @@ void Call::SetHeld(bool held, const std::string& by) {
 
 void Call::WriteJournal() const {
     if (ended_) return;
-    JournalEntry entry{room_.Name(), {}};
+    std::vector<std::string> dialogs;
     for (const auto& leg : legs_)
-        if (leg->sip && !leg->IsOver())
-            if (auto dialog = leg->sip->Journal(); !dialog.is_null())
-                entry.dialogs.push_back(std::move(dialog));
-    services_.journal.Write(entry);
+        if (!leg->IsOver() && !leg->noted.empty()) dialogs.push_back(leg->noted);
+    services_.journal.Write(room_.Name(), dialogs);
+}
+
+void Call::WriteJournal(CallLeg& changed) const {
+    const nlohmann::json dialog = changed.sip->Journal();
+    changed.noted =
+        dialog.is_null() ? "" : dialog.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    WriteJournal();
 }
 
 Room::Handler Call::WithReply(std::function<void(const NgReply&)> handler) {

@@ -83,6 +83,7 @@ public:
     SipLegPtr sip;
     std::string sdp;        // what its phone told last
     std::string told;       // what its phone was told last
+    std::string noted;      // its dialog in the journal
     long counted = 0;       // packets at the last look
     Loop::TimePoint heard;  // when they were last more than before
 
@@ -100,7 +101,9 @@ public:
     Call& operator=(const Call&) = delete;
 
     const std::string& Id() const { return id_; }
-    bool Concerns(const std::string& user) const;
+    /// Whether news of this end, or of the whole call when it is empty, matters to this user. News of a
+    /// callee are for itself and the caller: else, when twenty ring, each would be told of all.
+    bool Concerns(const std::string& user, const std::string& end = "") const;
     CallReport Report() const;
 
     virtual void Start() = 0;
@@ -150,6 +153,8 @@ protected:
     void SetEstablished();
     void SetHeld(bool held, const std::string& by);
     void WriteJournal() const;
+    /// The same, when the leg's dialog is no longer what was written.
+    void WriteJournal(CallLeg& changed) const;
     void NewRoom() { room_.StartAnew(services_.newRoom()); }
     /// The handler of a request to rtpengine: nothing happens when the call is over, and it ends the call
     /// when the request has failed.

@@ -49,7 +49,7 @@ void CallTable::Execute(Client& client, const Command& command) {
     if (command.kind == CommandKind::Hello) return Greet(client, command);
     if (!clients_.contains(&client))
         return Refuse(client, command, END_FORBIDDEN, "the first line must be a hello");
-    if (command.kind == CommandKind::Status) return client.Tell(Snapshot());
+    if (command.kind == CommandKind::Status) return client.Tell(ToLine(Snapshot()));
     if (command.kind == CommandKind::Call) return StartCall(client, command);
     const CallPtr call = Find(client, command);
     if (!call) return;
@@ -71,7 +71,7 @@ void CallTable::Greet(Client& client, const Command& command) {
     interest.all = command.all;
     for (const Device& device : command.devices)
         interest.devices[device.user] = device;
-    client.Tell(Snapshot());
+    client.Tell(ToLine(Snapshot()));
 }
 
 void CallTable::Leave(Client& client) {
@@ -84,7 +84,7 @@ void CallTable::Refuse(Client& client, const Command& command, int code, const s
     event.id = command.id;
     event.code = code;
     event.reason = std::string(TextOf(command.kind)) + ": " + reason;
-    client.Tell(event);
+    client.Tell(ToLine(event));
 }
 
 void CallTable::SendDigits(Client& client, const Command& command, Call& call) {
@@ -186,23 +186,25 @@ std::vector<RegisteredPhone> CallTable::AwayPhones() const {
 }
 
 void CallTable::TellAll(const Event& event) {
-    // Copies: a client that is too slow leaves while it is told.
-    for (const auto& [client, interest] : std::map(clients_))
-        client->Tell(event);
+    const std::string line = ToLine(event);
+    for (const auto& [client, interest] : clients_)
+        client->Tell(line);
 }
 
 void CallTable::TellOf(const std::string& user, const Event& event) {
-    for (const auto& [client, interest] : std::map(clients_))
-        if (interest.all || interest.devices.contains(user)) client->Tell(event);
+    const std::string line = ToLine(event);
+    for (const auto& [client, interest] : clients_)
+        if (interest.all || interest.devices.contains(user)) client->Tell(line);
 }
 
 void CallTable::TellOf(const Call& call, Event event) {
     if (event.kind == EventKind::Ended) counts_.Add(event);
-    for (const auto& [client, interest] : std::map(clients_)) {
+    const std::string line = ToLine(event);
+    for (const auto& [client, interest] : clients_) {
         bool concerned = interest.all;
         for (const auto& [user, device] : interest.devices)
-            concerned |= call.Concerns(user);
-        if (concerned) client->Tell(event);
+            concerned |= call.Concerns(user, event.leg);
+        if (concerned) client->Tell(line);
     }
 }
 

@@ -17,7 +17,8 @@ namespace telephony {
 class Client {
 public:
     virtual ~Client() = default;
-    virtual void Tell(const Event& event) = 0;
+    /// An event as it goes over the socket. The client does not leave the table meanwhile.
+    virtual void Tell(const std::string& line) = 0;
 };
 
 class CallTable : public IncomingCalls {

@@ -54,9 +54,9 @@ public:
 
     const std::string& Name() const { return name_; }
 
-    void Tell(const Event& event) override {
+    void Tell(const std::string& line) override {
         if (broken_) return;
-        if (!queue_.Add(ToLine(event)))
+        if (!queue_.Add(line))
             return Break("does not read what it is told: " + std::to_string(queue_.Waiting().size()) +
                          " bytes wait");
         Send();
@@ -125,7 +125,7 @@ private:
         event.kind = EventKind::Refused;
         event.code = END_NOT_ACCEPTABLE;
         event.reason = reason;
-        Tell(event);
+        Tell(ToLine(event));
     }
 
     ClientServer& server_;

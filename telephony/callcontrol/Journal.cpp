@@ -25,9 +25,11 @@ Journal::Journal(fs::path folder) : folder_(std::move(folder)) {
 }
 
 // Not synced: after a power cut rtpengine and its calls are gone, too.
-void Journal::Write(const JournalEntry& entry) try {
-    const json text{{"room", entry.room}, {"dialogs", entry.dialogs}};
-    WritePrivateFile(PathOf(entry.room), text.dump(-1, ' ', false, json::error_handler_t::replace));
+void Journal::Write(const std::string& room, const std::vector<std::string>& dialogs) try {
+    std::string text;
+    for (const std::string& dialog : dialogs)
+        text += (text.empty() ? "" : ",") + dialog;
+    WritePrivateFile(PathOf(room), R"({"room":)" + json(room).dump() + R"(,"dialogs":[)" + text + "]}");
     if (!trouble_.empty()) LogLine("the journal can be written again");
     trouble_.clear();
 } catch (const Failure& fault) {

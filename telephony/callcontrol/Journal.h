@@ -22,7 +22,8 @@ public:
 
     /// Replaces the entry of its room, whole or not at all. A disk that takes nothing is said once, until it
     /// takes something again; the calls go on.
-    void Write(const JournalEntry& entry);
+    /// The dialogs are texts of JSON: of many, the callers make anew only those that have changed.
+    void Write(const std::string& room, const std::vector<std::string>& dialogs);
     void Remove(const std::string& room);
 
     /// All entries. What cannot be read is named in the log and removed.

@@ -1,6 +1,7 @@
 #include "telephony/callcontrol/TalkCall.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "telephony/callcontrol/Log.h"
 #include "telephony/callcontrol/Sdp.h"
@@ -105,7 +106,8 @@ void TalkCall::StopRingback() {
 
 void TalkCall::OnLegRings(CallLeg& leg, const std::string& sdp) {
     if (leg.report.role == LegRole::Caller || answered_) return;
-    if (byPhone_ && !earlyMedia_) Caller().sip->Ring();
+    // Once, however many ring.
+    if (byPhone_ && !earlyMedia_ && !std::exchange(callerRings_, true)) Caller().sip->Ring();
     // Of several that ring nobody can say whose tone it should be.
     if (sdp.empty() || legs_.size() != 2 || earlyMedia_) return;
     earlyMedia_ = true;
@@ -151,7 +153,7 @@ void TalkCall::CompleteAnswer(CallLeg& callee, const std::string& answer) {
         caller.sip->Answer(caller.Own(answer));
         caller.OnAnswer(caller.sdp);
     }
-    WriteJournal();
+    WriteJournal(caller);
     if (established_)
         SetHeld(false, kByCallControl);
     else

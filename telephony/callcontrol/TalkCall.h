@@ -78,6 +78,7 @@ private:
     CallLeg* answered_ = nullptr;  // the callee that answered first
     bool earlyMedia_ = false;
     bool heldByCommand_ = false;
+    bool callerRings_ = false;  // the phone that calls was told
     bool ringback_ = false;
     Timer ringbackTimer_;
     Timer ringing_;

@@ -102,7 +102,7 @@ private:
 
 class FakeClient : public telephony::Client {
 public:
-    void Tell(const telephony::Event& event) override { events.push_back(event); }
+    void Tell(const std::string& line) override { events.push_back(telephony::ParseEvent(line)); }
     /// "ringing kitchen", in their order, since the last call.
     std::vector<std::string> Take();
     telephony::Event Last() const { return events.back(); }

@@ -139,6 +139,34 @@ TEST_F(TalkCalls, APhoneIsAskedToAnswerByItselfOnlyWhereThisSystemHasOrderedIt) 
     Settle();
 }
 
+TEST_F(TalkCalls, APhoneThatCallsAGroupIsToldOnceThatItRings) {
+    std::vector<std::string> log;
+    const auto caller = std::make_shared<FakeLeg>(nullptr, log);
+    table_.OnIncoming(caller, {"kitchen", "doorbell", {"hall", "attic"}, PhoneSdp()});
+    Settle();
+    Leg("hall").events->OnProgress(180, "");
+    Leg("attic").events->OnProgress(180, "");
+    EXPECT_THAT(log, ElementsAre(": ring"));
+}
+
+TEST_F(TalkCalls, ADriverHearsOfItsDeviceAndTheCallerButNotOfOthersThatAreCalled) {
+    FakeClient attic;
+    table_.Execute(attic,
+                   telephony::ParseCommand(R"({"cmd":"hello","version":1,"devices":[{"user":"attic"}]})"));
+    attic.Take();
+    Do(R"({"cmd":"call","id":"1","from":"hall","to":["kitchen","attic"],"kind":"broadcast"})");
+    Settle();
+    Answers("hall");
+    Answers("kitchen");
+    Answers("attic");
+    EXPECT_THAT(attic.Take(), ElementsAre("calling", "leg-up hall", "established", "leg-up attic"));
+    EXPECT_THAT(client_.Take(),
+                ElementsAre("calling", "leg-up hall", "leg-up kitchen", "established", "leg-up attic"));
+    Do(R"({"cmd":"hangup","id":"1","leg":"kitchen"})");
+    EXPECT_THAT(attic.Take(), IsEmpty());
+    table_.Leave(attic);
+}
+
 TEST_F(TalkCalls, OneOfAGroupIsTakenOutAndTheOthersRingOn) {
     Do(R"({"cmd":"call","id":"1","from":"hall","to":["kitchen","rigid"]})");
     Settle();
@@ -438,14 +466,14 @@ TEST_F(TalkCalls, TheJournalHoldsTheLegsOfARunningCall) {
     Establish("hall", "kitchen");
     const auto entries = journal_.Read();
     ASSERT_EQ(entries.size(), 1u);
-    EXPECT_EQ(entries[0].dialogs.size(), 2u);
+    EXPECT_EQ(entries[0].dialogs, (std::vector<nlohmann::json>{{{"leg", "hall"}}, {{"leg", "kitchen"}}}));
     EXPECT_EQ(entries[0].room, media_.Last("offer").at("call-id"));
 }
 
 TEST(Journal, WhatIsNoEntryIsRemovedAndTheRestIsRead) {
     TempFolder folder;
     telephony::Journal journal(folder / "journal");
-    journal.Write({"room-1", {{{"callId", "a"}}}});
+    journal.Write("room-1", {R"({"callId":"a"})"});
     WriteFile(folder / "journal/room-2.json", "{\"room\":\"room-2\",\"dia");
     WriteFile(folder / "journal/room-3.json", R"({"room":"../x","dialogs":[]})");
     const auto entries = journal.Read();
@@ -468,10 +496,10 @@ TEST(Journal, ADiskThatTakesNothingIsSaidOnceAndEndsNothing) {
     telephony::Journal journal(folder / "journal");
     std::filesystem::remove(folder / "journal");
     testing::internal::CaptureStderr();
-    journal.Write({"room-1", {}});
-    journal.Write({"room-1", {}});
+    journal.Write("room-1", {});
+    journal.Write("room-1", {});
     std::filesystem::create_directory(folder / "journal");
-    journal.Write({"room-1", {}});
+    journal.Write("room-1", {});
     const std::string log = testing::internal::GetCapturedStderr();
     EXPECT_EQ(log.find("cannot be written"), log.rfind("cannot be written"));
     EXPECT_NE(log.find("can be written again"), std::string::npos);
