@@ -8,6 +8,7 @@ import traceback
 
 import micro
 import process
+import real_calls
 from processes import BUILD, Broken, Missing, Workplace, take_all_descriptors
 from table import ROWS, Result, print_table, write_json
 
@@ -52,7 +53,7 @@ def measure_micro(rows, workplace, results, broken):
 
 
 def measure_processes(rows, results, broken):
-    for name, experiment in process.EXPERIMENTS.items():
+    for name, experiment in {**process.EXPERIMENTS, **real_calls.EXPERIMENTS}.items():
         wanted = [row for row in rows if row.kind == name]
         if not wanted:
             continue

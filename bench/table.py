@@ -1,12 +1,13 @@
 """The table that bench/run prints: every row, what it is held against, and its goal.
 
 Goals are ratios against a reference that is measured in the same run, since machines differ and are never quiet.
-They are told, never asserted. Units: seconds, commands a second, bytes.
+They are told, never asserted. Units: seconds, commands a
+second, bytes, shares of a processor, counts.
 """
 import dataclasses
 import json
 
-SECONDS, RATE, BYTES = "s", "/s", "B"
+SECONDS, RATE, BYTES, SHARE, COUNT = "s", "/s", "B", "%", ""
 
 
 @dataclasses.dataclass(frozen=True)
@@ -42,10 +43,14 @@ def least(value):
     return Goal("least", value)
 
 
+def ours_most(value):
+    return Goal("most", value, "ours")
+
+
 @dataclasses.dataclass(frozen=True)
 class Row:
     """`kind` names what measures it: "micro" (the two benchmarks ROW/ours and ROW/reference), "micro, apart" (the
-    same, each in processes of its own), or an experiment of process.py, which may give several rows."""
+    same, each in processes of its own), or an experiment of process.py or real_calls.py, which may give several rows."""
     id: str
     what: str
     reference: str
@@ -97,6 +102,31 @@ ROWS = [
     Row("sysman", "restart of the SIP proxy: 2 requests", "2 x popen of the same program", most(1.05), "sysman"),
     Row("start_time", "agent and 20 panels: until /health is 200", "", Goal("most", 0.060, "ours"), "start"),
     Row("start_memory", "the same: resident memory", "", Goal("most", 20e6, "ours"), "start", BYTES),
+
+    # Real calls, from the agent's command until each phone of the pair has the other's sound. "Bare" is Kamailio with
+    # a registrar, digest and nothing else, where one phone dials the other.
+    Row("call_baresip", "command to sound at both, baresip", "dialled through a bare Kamailio", ours_most(0.015),
+        "sound_baresip"),
+    Row("call_baresip_direct", "the same", "dialled through a bare Kamailio", most(2), "sound_baresip"),
+    Row("call_linphone", "command to sound at both, linphone", "dialled through a bare Kamailio", ours_most(0.065),
+        "sound_linphone"),
+    Row("call_linphone_direct", "the same", "dialled through a bare Kamailio", most(2), "sound_linphone"),
+    Row("doorbell_20", "doorbell until the last of 20 rings", "Kamailio forks, no call control", ours_most(0.040),
+        "doorbell"),
+    Row("broadcast_20", "command until all of 20 listeners are up", "", ours_most(0.030), "broadcast"),
+    Row("broadcast_20_cpu", "the broadcast: callcontrol and rtpengine", "", ours_most(0.03), "broadcast", SHARE),
+    Row("proxy_restart", "applySIPProxyChanges until a REGISTER is let in", "a bare Kamailio ended and started",
+        ours_most(0.150), "proxy_restart"),
+    Row("proxy_restart_calls", "the same, 5 times 10 calls: calls lost", "", ours_most(0), "proxy_restart", COUNT),
+    Row("proxy_restart_phones", "the same: registrations lost", "", ours_most(0), "proxy_restart", COUNT),
+    Row("host_killed", "host killed: 20 sessions known again", "", ours_most(1), "host_killed"),
+    Row("host_killed_calls", "the same, 5 times 10 calls: calls lost", "", ours_most(0), "host_killed", COUNT),
+    Row("host_killed_sessions", "the same: sessions lost", "", ours_most(0), "host_killed", COUNT),
+    Row("calls_50_lost", "50 calls, 10 s: packets lost", "", ours_most(0), "fifty_calls", COUNT),
+    Row("calls_50_cpu", "the same: callcontrol and rtpengine", "", ours_most(0.6), "fifty_calls", SHARE),
+    Row("call_rate", "calls set up and ended, 10 under way", "", Goal("least", 80, "ours"), "call_rate", RATE),
+    Row("calls_memory", "programs of calls, idle: PSS", "Kamailio and rtpengine of them", ours_most(90e6),
+        "idle_memory", BYTES),
 ]
 
 
@@ -110,16 +140,17 @@ class Result:
 
 def amount(value, unit):
     steps = {SECONDS: [(1, "s"), (1e-3, "ms"), (1e-6, "us"), (1e-9, "ns")],
-             RATE: [(1e3, "k/s"), (1, "/s")], BYTES: [(1e6, "MB"), (1, "B")]}[unit]
+             RATE: [(1e3, "k/s"), (1, "/s")], BYTES: [(1e6, "MB"), (1, "B")], SHARE: [(0.01, "%")],
+             COUNT: [(1, "")]}[unit]
     size, name = next((step for step in steps if abs(value) >= step[0]), steps[-1])
-    return "%.3g %s" % (value / size, name)
+    return ("%.3g %s" % (value / size, name)).rstrip()
 
 
 def cells(row, result):
     goal = row.goal.text(row.unit)
     if result.not_run:
         return [row.id, row.what, row.reference, "", "", "", goal, "not run: " + result.not_run]
-    alone = row.goal.of == "ours"
+    alone = not row.reference
     return [row.id, row.what, row.reference or "-", amount(result.ours, row.unit),
             "-" if alone else amount(result.reference, row.unit),
             "-" if alone else "%.2f" % (result.ours / result.reference), goal,
@@ -143,7 +174,7 @@ def write_json(path, rows, results):
             entry["not_run"] = result.not_run
         else:
             entry.update(unit=row.unit, ours=result.ours, met=row.goal.is_met(result.ours, result.reference))
-            if row.goal.of != "ours":
+            if row.reference:
                 entry.update(measured=result.reference, ratio=result.ours / result.reference)
         entries.append(entry)
     path.write_text(json.dumps(entries, indent=2) + "\n")
