@@ -127,10 +127,13 @@ void Room::Unsubscribe(const std::string& listener) {
     Ask("unsubscribe", {{"to-tag", listener}}, LogFailure("taking a listener out"));
 }
 
-void Room::PlayRingback(const std::string& to) {
+void Room::PlayRingback(const std::string& to, Handler handler) {
     static const std::string wav = RingbackWav();
     Ask("play media", {{"from-tag", to}, {"blob", wav}, {"repeat-times", kRepetitions}},
-        LogFailure("ringback"));
+        [log = LogFailure("ringback"), handler = std::move(handler)](const NgReply& reply) {
+            log(reply);
+            handler(reply);
+        });
 }
 
 void Room::StopRingback(const std::string& to) {

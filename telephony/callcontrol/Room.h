@@ -58,7 +58,7 @@ public:
     void Unsubscribe(const std::string& listener);
 
     /// The tone that a caller hears while it rings at the other end.
-    void PlayRingback(const std::string& to);
+    void PlayRingback(const std::string& to, Handler handler);
     /// Must stand before the other end's answer: rtpengine would send both.
     void StopRingback(const std::string& to);
 

@@ -94,7 +94,11 @@ void TalkCall::TellCallees(const std::string& offer) {
     if (byPhone_) return;  // a phone that calls makes its tone itself
     ringbackTimer_.Start(kRingbackDelay, [this] {
         ringback_ = true;
-        room_.PlayRingback(kCallerTag);
+        room_.PlayRingback(kCallerTag, [weak = weak_from_this(), this](const NgReply&) {
+            // What was lost on the way to rtpengine is asked again, perhaps after it was to end.
+            const CallPtr call = weak.lock();
+            if (call && !ended_ && !ringback_) room_.StopRingback(kCallerTag);
+        });
     });
 }
 

@@ -89,6 +89,19 @@ TEST_F(TalkCalls, RingbackComesWhenTheCalleeIsSilentAndStopsBeforeItsAnswer) {
     EXPECT_THAT(media_.Take(), ElementsAre("stop media caller", "answer caller>callee"));
 }
 
+TEST_F(TalkCalls, ARingbackThatBeginsTooLateIsEndedOnceMore) {
+    Do(R"({"cmd":"call","id":"1","from":"hall","to":["kitchen"]})");
+    Settle();
+    Answers("hall");
+    media_.away = true;
+    loop_.Advance(60ms);
+    media_.away = false;
+    Answers("kitchen");
+    EXPECT_THAT(media_.Take(), Contains("stop media caller"));
+    loop_.Advance(150ms);
+    EXPECT_THAT(media_.Take(), ElementsAre("play media caller", "stop media caller"));
+}
+
 TEST_F(TalkCalls, EarlyMediaReplacesTheRingback) {
     Do(R"({"cmd":"call","id":"1","from":"hall","to":["kitchen"]})");
     Settle();
