@@ -20,7 +20,7 @@ TEST_F(RealCalls, TheWatcherHearsAndIsNotHeard) {
     driver->Greet(R"([{"user":"watched","mayBeMonitored":true}])");
     client_->Send(R"({"cmd":"call","id":"1","kind":"monitor","from":"watcher","to":["watched"]})");
     client_->Wait(EventKind::Established);
-    Talk();
+    Talk(watcher);
     client_->Send(R"({"cmd":"hangup","id":"1"})");
     const Event ended = client_->Wait(EventKind::Ended);
     EXPECT_GT(ended.call.legs.at(1).packetsReceived, 40);
@@ -36,7 +36,7 @@ TEST_F(RealCalls, AWatcherThatSendsAllTheSameIsNotHeard) {
     driver->Greet(R"([{"user":"watched","mayBeMonitored":true}])");
     client_->Send(R"({"cmd":"call","id":"1","kind":"monitor","from":"watcher","to":["watched"]})");
     client_->Wait(EventKind::Established);
-    Talk();
+    Talk(watcher);
     client_->Send(R"({"cmd":"hangup","id":"1"})");
     const Event ended = client_->Wait(EventKind::Ended);
     EXPECT_GT(ended.call.legs.at(0).packetsReceived, 40);
@@ -54,7 +54,7 @@ TEST_F(RealCalls, AllHearTheSpeakerAndTheSpeakerHearsNobody) {
                           {EventKind::LegUp, "hall"},
                           {EventKind::LegUp, "kitchen"},
                           {EventKind::LegUp, "office"}});
-    Talk();
+    Talk(hall, kitchen, office);
     client_->Send(R"({"cmd":"hangup","id":"1"})");
     const Event ended = client_->Wait(EventKind::Ended);
     EXPECT_EQ(ended.code, 200);
@@ -73,7 +73,7 @@ TEST_F(RealCalls, AListenerLeavesABroadcastAndTheOthersGoOn) {
     client_->WaitForEach({{EventKind::LegUp, "hall"}, {EventKind::LegUp, "kitchen"}});
     hall.Do("hangup");
     EXPECT_EQ(client_->Wait(EventKind::LegDown).leg, "hall");
-    Talk();
+    Talk(kitchen);
     speaker.Do("hangup");
     EXPECT_EQ(client_->Wait(EventKind::Ended).by, "speaker");
     EXPECT_TRUE(Hears(kitchen, 440));

@@ -9,7 +9,8 @@ protected:
     // What each has heard of the other in a call of both, by its own recording: no codec is read on the wire.
     void TalkAndCompare(Baresip& hall, Baresip& kitchen) {
         client_->Wait(EventKind::Established);
-        Talk();
+        EXPECT_TRUE(hall.HasRecordedEnough());
+        EXPECT_TRUE(kitchen.HasRecordedEnough());
         client_->Send(R"({"cmd":"hangup","id":"1"})");
         client_->Wait(EventKind::Ended);
         EXPECT_GT(hall.Recorded().Share(660, 0.5, 0.5), 0.8);
@@ -70,7 +71,8 @@ TEST_F(Codecs, OfAPhoneThatCallsAreTurnedIntoThoseOfTheOther) {
     hall.Do("dial", "sip:kitchen@intercom");
     EXPECT_EQ(client_->Wait(EventKind::LegUp, "kitchen").codecs, "PCMA/8000");
     client_->Wait(EventKind::Established);
-    Talk();
+    EXPECT_TRUE(hall.HasRecordedEnough());
+    EXPECT_TRUE(kitchen.HasRecordedEnough());
     hall.Do("hangup");
     client_->Wait(EventKind::Ended);
     EXPECT_GT(hall.Recorded().Share(660, 0.5, 0.5), 0.8);

@@ -16,7 +16,7 @@ TEST_F(RealCalls, TheFirstThatAnswersHasTheCallAndTheOthersStopRinging) {
     EXPECT_EQ(down.leg, "hall");
     EXPECT_EQ(down.reason, "Call completed elsewhere");
     client_->Wait(EventKind::Established);
-    Talk();
+    Talk(door, kitchen);
     client_->Send(R"({"cmd":"hangup","id":"1"})");
     client_->Wait(EventKind::Ended);
     EXPECT_TRUE(Hears(door, 880));
@@ -81,7 +81,7 @@ TEST_F(RealCalls, ACallThatAPhoneStartsIsKnownAndHeard) {
     EXPECT_EQ(started.call.legs.at(0).user, "hall");
     EXPECT_EQ(started.call.legs.at(1).user, "kitchen");
     client_->Wait(EventKind::Established);
-    Talk();
+    Talk(hall, kitchen);
     hall.Do("hangup");
     const Event ended = client_->Wait(EventKind::Ended);
     EXPECT_EQ(ended.id, started.id);
@@ -99,7 +99,7 @@ TEST_F(RealCalls, APhoneThatRingsTheDoorbellReachesWhoAnswersFirst) {
     client_->WaitForEach({{EventKind::Ringing, "hall"}, {EventKind::Ringing, "kitchen"}});
     hall.Do("accept");
     client_->Wait(EventKind::Established);
-    Talk();
+    Talk(door, hall);
     client_->Send(R"({"cmd":"hangup","id":"phone-1"})");
     EXPECT_EQ(client_->Wait(EventKind::Ended).by, "command");
     EXPECT_TRUE(Hears(door, 660));

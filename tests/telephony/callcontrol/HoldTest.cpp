@@ -14,11 +14,11 @@ TEST_F(RealCalls, AHeldCallIsSilentAndGoesOnWhenResumed) {
     EXPECT_EQ(held.state, "held");
     EXPECT_EQ(held.by, "command");
     const double before = hall.Sent().Seconds();
-    Talk();
+    ASecondPasses();
     EXPECT_LT(hall.Sent().Seconds() - before, 0.2);  // no packet, nothing recorded
     client_->Send(R"({"cmd":"resume","id":"1"})");
     EXPECT_EQ(client_->Wait(EventKind::Modified).state, "active");
-    Talk();
+    Talk(hall, kitchen);
     client_->Send(R"({"cmd":"hangup","id":"1"})");
     EXPECT_EQ(client_->Wait(EventKind::Ended).code, 200);
     EXPECT_TRUE(Hears(hall, 660));
@@ -34,12 +34,12 @@ TEST_F(RealCalls, APhoneThatHoldsAndResumesDoesNotLiftAHoldThatWasOrdered) {
     client_->Wait(EventKind::Modified);
     kitchen.Do("hold");
     kitchen.Do("resume");
-    Talk();
+    ASecondPasses();
     client_->Send(R"({"cmd":"status"})");
     EXPECT_EQ(client_->Wait(EventKind::Snapshot).calls.at(0).state, "held");
     client_->Send(R"({"cmd":"resume","id":"1"})");
     EXPECT_EQ(client_->Wait(EventKind::Modified).state, "active");
-    Talk();
+    Talk(hall, kitchen);
     EXPECT_TRUE(Hears(hall, 660));
     EXPECT_TRUE(Hears(kitchen, 440));
 }
@@ -53,10 +53,10 @@ TEST_F(RealCalls, APhoneThatTakesNoReinviteIsHeldOnTheWay) {
     client_->Wait(EventKind::Established);
     client_->Send(R"({"cmd":"hold","id":"1"})");
     EXPECT_EQ(client_->Wait(EventKind::Modified).state, "held");
-    Talk();
+    ASecondPasses();
     client_->Send(R"({"cmd":"resume","id":"1"})");
     EXPECT_EQ(client_->Wait(EventKind::Modified).state, "active");
-    Talk();
+    Talk(kitchen);
     client_->Send(R"({"cmd":"hangup","id":"1"})");
     client_->Wait(EventKind::Ended);
     EXPECT_EQ(rigid.Wait(), 0);
@@ -74,7 +74,7 @@ TEST_F(RealCalls, HoldAtThePhoneReachesTheOtherEnd) {
     EXPECT_EQ(held.by, "kitchen");
     kitchen.Do("resume");
     EXPECT_EQ(client_->Wait(EventKind::Modified).state, "active");
-    Talk();
+    Talk(hall, kitchen);
     client_->Send(R"({"cmd":"hangup","id":"1"})");
     client_->Wait(EventKind::Ended);
     EXPECT_TRUE(Hears(hall, 660));

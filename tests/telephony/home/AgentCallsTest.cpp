@@ -15,7 +15,7 @@ TEST_F(AgentCalls, ACommandConnectsTwoPhonesThatHearEachOtherAndBothReportTheCal
     Call(101, 102);
     EXPECT_TRUE(StateBecomes(101, 3));
     EXPECT_TRUE(StateBecomes(102, 3));
-    Talk();
+    Talk(hall, kitchen);
     EXPECT_TRUE(Hears(hall, 660));
     EXPECT_TRUE(Hears(kitchen, 440));
     HangUp(102);
@@ -37,7 +37,7 @@ TEST_F(AgentCalls, ABroadcastIsHeardByAllAndOneListenerLeavesAlone) {
             {{"source", "101"}, {"destinations", "<ids><id>102</id><id>103</id></ids>"}, {"video", "3"}});
     for (const unsigned id : {101u, 102u, 103u})
         EXPECT_TRUE(StateBecomes(id, 3));
-    Talk();
+    Talk(kitchen, attic);
     EXPECT_TRUE(Hears(kitchen, 440));
     EXPECT_TRUE(Hears(attic, 440));
     EXPECT_TRUE(HearsNothing(hall));
@@ -56,7 +56,7 @@ TEST_F(AgentCalls, OnlyWhoMayBeMonitoredIs) {
     EXPECT_TRUE(IsLogged("call control refuses: call: \"hall\" may not be monitored"));
     Command("SIP_MONITOR_CALL", {{"source", "101"}, {"destination", "102"}, {"video", "3"}});
     EXPECT_TRUE(StateBecomes(101, 3));
-    Talk();
+    Talk(hall);
     EXPECT_TRUE(Hears(hall, 660));
     EXPECT_TRUE(HearsNothing(kitchen));
 }
@@ -68,7 +68,7 @@ TEST_F(AgentCalls, ACallThatAPhoneStartsIsOneOfTheAgentsToo) {
     hall.Do("dial", "sip:Kitchen@127.0.0.1");
     EXPECT_TRUE(StateBecomes(101, 3));
     EXPECT_TRUE(StateBecomes(102, 3));
-    Talk();
+    Talk(hall, kitchen);
     EXPECT_TRUE(Hears(hall, 660));
     EXPECT_TRUE(Hears(kitchen, 440));
     hall.Do("hangup");

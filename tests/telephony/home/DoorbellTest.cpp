@@ -46,7 +46,7 @@ TEST_F(Doorbell, RingsAtWhoChimesAndTheFirstThatAnswersTalksToTheDoor) {
     kitchen_->Do("accept");
     EXPECT_TRUE(StateBecomes(102, 3));
     EXPECT_TRUE(StateBecomes(101, 0));
-    Talk();
+    Talk(*door_, *kitchen_);
     EXPECT_TRUE(Hears(*door_, 660));
     EXPECT_TRUE(Hears(*kitchen_, 1000));
     EXPECT_FALSE(TheAtticHasRung());
@@ -82,7 +82,7 @@ TEST_F(Doorbell, RingsWithoutCallControlToo) {
     EXPECT_TRUE(Rings(*kitchen_));
     hall_->Do("accept");
     EXPECT_TRUE(HasEnded(*kitchen_));
-    Talk();
+    Talk(*door_, *hall_);
     EXPECT_TRUE(Hears(*door_, 440));
     EXPECT_TRUE(Hears(*hall_, 1000));
 }
@@ -94,7 +94,7 @@ TEST_F(Doorbell, RingsWhenCallControlHangsAndIsNotDisturbedByWhatItDoesLater) {
     EXPECT_TRUE(Rings(*kitchen_));
     hall_->Do("accept");
     kill(home_->CallControlId(), SIGCONT);
-    Talk();
+    Talk(*door_, *hall_);
     EXPECT_TRUE(Hears(*door_, 440));
     EXPECT_TRUE(Hears(*hall_, 1000));
     EXPECT_TRUE(StateBecomes(104, 0));  // as far as call control knows

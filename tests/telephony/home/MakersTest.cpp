@@ -82,7 +82,7 @@ TEST_P(Makers, Calls) {
     StartThePhone();
     Call(102, 101);
     EXPECT_TRUE(StateBecomes(102, 3));
-    Talk();
+    Talk(*phone_, *hall_);
     EXPECT_TRUE(Hears(*phone_, kHall));
     EXPECT_TRUE(Hears(*hall_, kOwn));
 }
@@ -91,7 +91,7 @@ TEST_P(Makers, IsCalled) {
     StartThePhone();
     Call(101, 102);
     EXPECT_TRUE(StateBecomes(102, 3));
-    Talk();
+    Talk(*phone_, *hall_);
     EXPECT_TRUE(Hears(*phone_, kHall));
     EXPECT_TRUE(Hears(*hall_, kOwn));
     HangUp(101);
@@ -103,7 +103,7 @@ TEST_P(Makers, RingsAtTheDoor) {
     phone_->Dial("doorbell");
     EXPECT_TRUE(StateBecomes(101, 3));
     EXPECT_TRUE(StateBecomes(102, 3));
-    Talk();
+    Talk(*phone_, *hall_);
     EXPECT_TRUE(Hears(*phone_, kHall));
     EXPECT_TRUE(Hears(*hall_, kOwn));
     hall_->Do("hangup");
@@ -115,7 +115,7 @@ TEST_P(Makers, Watches) {
     StartThePhone();
     Monitor("102", "103");
     EXPECT_TRUE(StateBecomes(102, 3));
-    Talk();
+    Talk(*phone_);
     EXPECT_TRUE(Hears(*phone_, kAttic));
     EXPECT_TRUE(HearsNothing(*attic_));
 }
@@ -124,7 +124,7 @@ TEST_P(Makers, IsWatched) {
     StartThePhone();
     Monitor("101", "102");
     EXPECT_TRUE(StateBecomes(101, 3));
-    Talk();
+    Talk(*hall_);
     EXPECT_TRUE(Hears(*hall_, kOwn));
     EXPECT_TRUE(HearsNothing(*phone_));
 }
@@ -134,7 +134,7 @@ TEST_P(Makers, SpeaksToMany) {
     Broadcast("102", "101", "103");
     EXPECT_TRUE(StateBecomes(101, 3));
     EXPECT_TRUE(StateBecomes(103, 3));
-    Talk();
+    Talk(*hall_, *attic_);
     EXPECT_TRUE(Hears(*hall_, kOwn));
     EXPECT_TRUE(Hears(*attic_, kOwn));
     EXPECT_TRUE(HearsNothing(*phone_));
@@ -145,7 +145,7 @@ TEST_P(Makers, IsOneOfManyWhoAreSpokenTo) {
     Broadcast("101", "102", "103");
     EXPECT_TRUE(StateBecomes(102, 3));
     EXPECT_TRUE(StateBecomes(103, 3));
-    Talk();
+    Talk(*phone_, *attic_);
     EXPECT_TRUE(Hears(*phone_, kHall));
     EXPECT_TRUE(Hears(*attic_, kHall));
     EXPECT_TRUE(HearsNothing(*hall_));

@@ -43,7 +43,7 @@ TEST_F(Many, AllTwentyRingAndStopWhenOneAnswers) {
     EXPECT_TRUE(StateBecomes(102, 3));
     for (unsigned number = 1; number < kMembers; ++number)
         EXPECT_TRUE(StateBecomes(200 + number, 0)) << Name(number);
-    Talk();
+    Talk(kitchen, door);
     EXPECT_TRUE(Hears(kitchen, 1000));
     EXPECT_TRUE(Hears(door, 660));
 }
@@ -64,7 +64,7 @@ TEST_F(Many, AllTwentyAreSpokenTo) {
             {{"source", "101"}, {"destinations", "<ids>" + ids + "</ids>"}, {"video", "3"}});
     for (unsigned number = 1; number < kMembers; ++number)
         EXPECT_TRUE(StateBecomes(200 + number, 3)) << Name(number);
-    Talk();
+    Talk(kitchen);
     EXPECT_TRUE(Hears(kitchen, 440));
     for (const auto& room : rooms)
         EXPECT_TRUE(Hears(*room, 440));

@@ -44,7 +44,7 @@ TEST_F(Outside, ARouteLeadsAForeignHostHome) {
     EXPECT_TRUE(StateBecomes(103, 0));
     CallOutside("lodge@example.com");
     EXPECT_TRUE(StateBecomes(101, 3));
-    Talk();
+    Talk(hall, attic);
     EXPECT_TRUE(Hears(hall, 880));
     EXPECT_TRUE(Hears(attic, 440));
 }
@@ -63,7 +63,7 @@ TEST_F(Outside, APhoneOnASecondPortOfTheProxyCallsThroughCallControlToo) {
     EXPECT_TRUE(StateBecomes(103, 0));
     hall.Do("dial", "sip:attic@127.0.0.1:5064");
     EXPECT_TRUE(StateBecomes(103, 3));
-    Talk();
+    Talk(hall, attic);
     EXPECT_TRUE(Hears(hall, 880));
     EXPECT_TRUE(Hears(attic, 440));
     hall.Do("hangup");
@@ -130,7 +130,7 @@ TEST_F(Outside, StrangersOpenNothingAndEndNothing) {
           Stranger::Request("INVITE", "sip:hall@127.0.0.1", "sip:a@b",
                             "Via: " + std::string(6000, ',') + "\r\n")})
         stranger.Ask(garbage, std::chrono::milliseconds(50));
-    Talk();
+    Talk(hall, kitchen);
     EXPECT_TRUE(Hears(hall, 660));
     EXPECT_TRUE(Hears(kitchen, 440));
     EXPECT_TRUE(StateBecomes(101, 3));

@@ -25,12 +25,12 @@ protected:
         Call(101, 102);
         ASSERT_TRUE(StateBecomes(101, 3));
         ASSERT_TRUE(StateBecomes(102, 3));
-        Talk();
+        Talk(*hall_, *kitchen_);
     }
 
     /// Sound that was made since this was asked.
     void ExpectBothHearEachOther() const {
-        Talk();
+        Talk(*hall_, *kitchen_);
         EXPECT_TRUE(Hears(*hall_, 660));
         EXPECT_TRUE(Hears(*kitchen_, 440));
     }
@@ -76,7 +76,7 @@ TEST_F(Survival, KamailioKilledWhileAPhoneRingsDoesNotStopTheCall) {
     attic.Do("accept");
     EXPECT_TRUE(StateBecomes(103, 3));
     EXPECT_TRUE(StateBecomes(102, 3));
-    Talk();
+    Talk(attic);
     EXPECT_TRUE(Hears(attic, 660));
 }
 
@@ -138,7 +138,7 @@ TEST_F(Survival, APhoneThatRingsForLongIsStillConnected) {
     std::this_thread::sleep_for(std::chrono::seconds(13));  // longer than the proxy waits without a word
     attic.Do("accept");
     EXPECT_TRUE(StateBecomes(103, 3));
-    Talk();
+    Talk(attic);
     EXPECT_TRUE(Hears(attic, 440));
 }
 

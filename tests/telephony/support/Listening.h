@@ -4,8 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <thread>
+#include <vector>
 
 #include "tests/telephony/support/Phones.h"
 
@@ -20,9 +22,18 @@ inline void EnterOwnNetworkOrSkip() {
     GTEST_SKIP() << trouble;
 }
 
-/// Long enough that half a second of it can be listened to.
-inline void Talk() {
+/// Long enough that half a second of silence would be heard.
+inline void ASecondPasses() {
     std::this_thread::sleep_for(std::chrono::milliseconds(1300));
+}
+
+/// Until each of these phones has been sent 1.3 s more of sound: a busy machine takes longer.
+template <typename... Phones>
+void Talk(const Phones&... phones) {
+    const auto sent = [&] { return std::vector<double>{phones.Sent().Seconds()...}; };
+    const std::vector<double> before = sent();
+    const auto hasEnough = [](double was, double is) { return is > was + 1.3; };
+    EXPECT_TRUE(WaitUntil([&] { return std::ranges::equal(before, sent(), hasEnough); }));
 }
 
 /// The tone that is sent to it, or was sent to it last. Waits for enough of it.

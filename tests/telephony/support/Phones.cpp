@@ -181,11 +181,20 @@ void Baresip::Do(const std::string& command, const std::string& parameters) {
     if (!answered) throw std::runtime_error("baresip does not take \"" + command + "\"");
 }
 
-Sound Baresip::Recorded() const {
+std::filesystem::path Baresip::NewestRecording() const {
     std::filesystem::path newest;
     for (const auto& file : std::filesystem::directory_iterator(folder_))
         if (file.path().filename().string().ends_with("dec.wav") && file.path() > newest)
             newest = file.path();
+    return newest;
+}
+
+bool Baresip::HasRecordedEnough() const {
+    return WaitUntil([&] { return ReadSound(NewestRecording()).Seconds() > 1.3; });
+}
+
+Sound Baresip::Recorded() const {
+    const std::filesystem::path newest = NewestRecording();
     // The length in the header is written when the recording is closed.
     WaitUntil([&] {
         const std::string header = ReadFile(newest).substr(0, 44);

@@ -36,12 +36,16 @@ public:
     std::string Digits() const { return home_.Sounds().DigitsTo(rtp_); }
     /// What it has itself recorded of its last call, which is over and was heard in both directions.
     Sound Recorded() const;
+    /// Waits until it has recorded 1.3 s of the call it is in, whatever the codec.
+    bool HasRecordedEnough() const;
     std::string Log() const { return ReadFile(folder_ / "log"); }
     /// The first of the ports at which it hears.
     int SoundPort() const { return rtp_; }
     Process& Program() { return *process_; }
 
 private:
+    std::filesystem::path NewestRecording() const;
+
     CallHome& home_;
     const std::filesystem::path folder_;
     const int rtp_;
