@@ -96,7 +96,8 @@ void AddCall(std::vector<Row>& rows, const CallReport& call) {
                         call.state == "calling" ? kNothing : Duration(call.seconds), Clean(leg.user),
                         std::string(TextOf(leg.role)), std::string(TextOf(leg.state)), Clean(codecs),
                         std::to_string(leg.packetsReceived),
-                        leg.packetsLost < 0 ? kNothing : std::to_string(leg.packetsLost)});
+                        leg.packetsLost < 0 ? kNothing : std::to_string(leg.packetsLost),
+                        leg.jitter < 0 ? kNothing : std::to_string(leg.jitter) + " ms"});
     }
 }
 
@@ -157,7 +158,7 @@ ExitStatus RunCalls(const Options& options, const Connection&) {
         return EXIT_DONE;
     }
     std::vector<Row> rows = {
-        {"call", "kind", "state", "duration", "user", "role", "leg", "codecs", "received", "lost"}};
+        {"call", "kind", "state", "duration", "user", "role", "leg", "codecs", "received", "lost", "jitter"}};
     for (const CallReport& call : snapshot.calls)
         AddCall(rows, call);
     PrintTable(rows);

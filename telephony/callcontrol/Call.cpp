@@ -322,6 +322,7 @@ void Call::TakeTraffic(const NgReply& reply, bool last) {
         if (found == traffic.end() || !leg->report.answered) continue;
         leg->report.packetsReceived = found->second.rtp;
         leg->report.packetsLost = found->second.lost;
+        leg->report.jitter = found->second.jitter;
         const long count = found->second.rtp + found->second.rtcp;
         if (count != leg->counted || held_ || !ShouldBeHeard(*leg)) leg->heard = now;
         leg->counted = count;

@@ -193,8 +193,11 @@ std::map<std::string, Traffic> TrafficIn(const NgReply& reply) {
                 Traffic& counted = traffic[tag];
                 Count(stream, counted);
                 const auto source = ssrcs.find(std::to_string(NumberIn(stream, "SSRC")));
-                if (source != ssrcs.end() && source->contains("cumulative loss"))
+                if (source == ssrcs.end()) continue;
+                if (source->contains("cumulative loss"))
                     counted.lost = std::max(counted.lost, 0L) + NumberIn(*source, "cumulative loss");
+                if (const auto reports = source->find("average MOS"); reports != source->end())
+                    counted.jitter = std::max(counted.jitter, NumberIn(*reports, "jitter"));
             }
     return traffic;
 }

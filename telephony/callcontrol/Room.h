@@ -28,7 +28,8 @@ inline constexpr std::chrono::milliseconds kPlayedDigit{260};
 struct Traffic {
     long rtp = 0;
     long rtcp = 0;
-    long lost = -1;  // as RTCP reports say; -1: none came
+    long lost = -1;    // as RTCP reports say; -1: none came
+    long jitter = -1;  // milliseconds, as RTCP reports say; the worst of its sources; -1: none came
 };
 
 class Room {

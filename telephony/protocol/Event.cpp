@@ -40,7 +40,8 @@ json ToJson(const LegReport& leg) {
             {"answered", leg.answered},
             {"codecs", leg.codecs},
             {"packetsReceived", leg.packetsReceived},
-            {"packetsLost", leg.packetsLost}};
+            {"packetsLost", leg.packetsLost},
+            {"jitter", leg.jitter}};
 }
 
 json ToJson(const CallReport& call) {
@@ -83,6 +84,7 @@ LegReport ToLeg(const json& object) {
     leg.codecs = object.at("codecs");
     leg.packetsReceived = object.at("packetsReceived");
     leg.packetsLost = object.at("packetsLost");
+    leg.jitter = object.value("jitter", -1L);
     return leg;
 }
 

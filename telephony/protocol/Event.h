@@ -45,6 +45,7 @@ struct LegReport {
     std::string codecs = {};   // of its last SDP, as "PCMA/8000 VP8/90000"
     long packetsReceived = 0;  // RTP packets from the phone
     long packetsLost = -1;     // as the phones' RTCP reports say; -1: no report came
+    long jitter = -1;          // milliseconds, on average; from the same reports
 };
 
 /// What is known of one call.

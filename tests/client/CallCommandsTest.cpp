@@ -122,7 +122,7 @@ TEST(CallCommands, CallsAreListedWithALineForEachPhone) {
     const std::string call =
         R"({"id":"phone-1","kind":"regular","byPhone":true,"state":"established","seconds":3725.9,"legs":[)"
         R"({"user":"hall","role":"caller","state":"up","code":0,"reason":"","answered":true,)"
-        R"("codecs":"PCMA/8000 VP8/90000","packetsReceived":612,"packetsLost":3},)"
+        R"("codecs":"PCMA/8000 VP8/90000","packetsReceived":612,"packetsLost":3,"jitter":4},)"
         R"({"user":"kitchen","role":"callee","state":"up","code":0,"reason":"","answered":true,)"
         R"("codecs":"PCMA/8000","packetsReceived":600,"packetsLost":-1}]},)"
         R"({"id":"7","kind":"monitor","byPhone":false,"state":"calling","seconds":0,"legs":[)"
@@ -133,13 +133,13 @@ TEST(CallCommands, CallsAreListedWithALineForEachPhone) {
     EXPECT_EQ(0, result.status) << result.errors;
     EXPECT_EQ(
         "call     kind     state        duration  user     role    leg      codecs               received  "
-        "lost\n"
+        "lost  jitter\n"
         "phone-1  regular  established  1:02:05   hall     caller  up       PCMA/8000,VP8/90000  612       "
-        "3\n"
+        "3     4 ms\n"
         "phone-1  regular  established  1:02:05   kitchen  callee  up       PCMA/8000            600       "
-        "-\n"
+        "-     -\n"
         "7        monitor  calling      -         attic    caller  ringing  -                    0         "
-        "-\n",
+        "-     -\n",
         result.output);
 }
 

@@ -99,7 +99,7 @@ TEST_F(Ng, ARefusalCarriesItsReason) {
     EXPECT_TRUE(replies_[0].CallIsUnknown());
 }
 
-TEST(Traffic, PacketsAreCountedByEndAndLossOnlyWhereItWasReported) {
+TEST(Traffic, PacketsAreCountedByEndAndLossAndJitterOnlyWhereTheyWereReported) {
     NgReply reply;
     reply.values = {
         {"tags",
@@ -111,13 +111,15 @@ TEST(Traffic, PacketsAreCountedByEndAndLossOnlyWhereItWasReported) {
           {"callee",
            {{"medias",
              {{{"streams", {{{"SSRC", 2}, {"stats", {{"packets", 40}}}, {"flags", {"RTP"}}}}}}}}}}}},
-        {"SSRC", {{"1", {{"cumulative loss", 3}}}, {"2", json::object()}}}};
+        {"SSRC", {{"1", {{"cumulative loss", 3}, {"average MOS", {{"jitter", 4}}}}}, {"2", json::object()}}}};
     const auto traffic = telephony::TrafficIn(reply);
     EXPECT_EQ(traffic.at("caller").rtp, 50);
     EXPECT_EQ(traffic.at("caller").rtcp, 2);
     EXPECT_EQ(traffic.at("caller").lost, 3);
+    EXPECT_EQ(traffic.at("caller").jitter, 4);
     EXPECT_EQ(traffic.at("callee").rtp, 40);
     EXPECT_EQ(traffic.at("callee").lost, -1);
+    EXPECT_EQ(traffic.at("callee").jitter, -1);
 }
 
 }  // namespace
