@@ -214,6 +214,7 @@ void HostProcess::Impl::ReadHomeAgain() {
 
 // The address changes before the new drivers start, for an agent asks for it then.
 void HostProcess::Impl::Apply(const Home& home) {
+    if (!home.warning.empty()) HostLog::Write(dv::LOG_LEVEL_ERROR, kHostName, home.warning);
     const std::string summary = drivers.RemoveOutdated(home);
     NetworkInterfaces::Override(home.address);
     drivers.AddMissing(home);

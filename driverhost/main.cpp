@@ -26,6 +26,7 @@ int Fail(ExitStatus status, const std::exception& error) {
 int RunHost(Options options) {
     const Fault tooFew = FitToDescriptors(options.limits);
     const Home home = ReadHomeFile(options.home, options.pluginFolder);
+    if (!home.warning.empty()) HostLog::Write(dv::LOG_LEVEL_ERROR, kHostName, home.warning);
     HostProcess host(options, home);
     host.LoadLibraries();
     host.LoadStates();

@@ -238,9 +238,27 @@ Home ParseHome(std::string_view text, const std::string& fileName, const std::st
     return HomeReader(text, fileName, pluginFolder).Read();
 }
 
+namespace {
+
+std::string WarningOf(const std::string& path, const Home& home) {
+    const auto hasPassword = [](const DriverEntry& driver) {
+        return driver.config.find("<password>") != std::string::npos;
+    };
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0 || (status.st_mode & (S_IRGRP | S_IROTH)) == 0) return "";
+    const auto driver = std::ranges::find_if(home.drivers, hasPassword);
+    if (driver == home.drivers.end()) return "";
+    return path + " holds the password of " + driver->name +
+           ", and other users may read it; run chmod 600 on it, or name a <passwordFile> instead";
+}
+
+}  // namespace
+
 Home ReadHomeFile(const std::string& path, const std::string& pluginFolder) {
     try {
-        return ParseHome(PosixFileSystem().Read(path), path, pluginFolder);
+        Home home = ParseHome(PosixFileSystem().Read(path), path, pluginFolder);
+        home.warning = WarningOf(path, home);
+        return home;
     } catch (const FileError& error) {
         throw HomeFileError(std::string(error.what()) + "; --home must name the home file");
     }

@@ -32,6 +32,7 @@ struct Home {
     /// The controller's IPv4 address. Empty means that it has no address; none that the host finds it out.
     std::optional<std::string> address;
     std::vector<DriverEntry> drivers;  // in file order
+    std::string warning = {};          // for the log; empty: none
 };
 
 /// What is wrong, in one line: FILE:LINE: fault.
@@ -44,7 +45,7 @@ public:
 /// the file `fileName`.
 Home ParseHome(std::string_view text, const std::string& fileName, const std::string& pluginFolder);
 
-/// The same for the content of a file.
+/// The same for the content of a file, with a warning when passwords stand in it that others may read.
 Home ReadHomeFile(const std::string& path, const std::string& pluginFolder);
 
 }  // namespace driverhost

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "tests/driverhost/support/TemporaryFolder.h"
 
 namespace driverhost {
@@ -75,6 +77,19 @@ TEST_F(HomeFileTest, AMissingFileIsNamed) {
             error.what(),
             "cannot read /nowhere/home.xml: No such file or directory; --home must name the home file");
     }
+}
+
+TEST_F(HomeFileTest, PasswordsInAFileThatOthersMayReadAreWarnedOf) {
+    const std::string path = plugins_.Path() + "/home.xml";
+    plugins_.Write("home.xml",
+                   "<home>" + Driver("1", "hall", "<config><password>s</password></config>") + "</home>");
+    std::filesystem::permissions(path, std::filesystem::perms(0644));
+    EXPECT_EQ(ReadHomeFile(path, plugins_.Path()).warning,
+              path +
+                  " holds the password of hall, and other users may read it; run chmod 600 on it, or name a "
+                  "<passwordFile> instead");
+    std::filesystem::permissions(path, std::filesystem::perms(0600));
+    EXPECT_EQ(ReadHomeFile(path, plugins_.Path()).warning, "");
 }
 
 TEST_F(HomeFileTest, ATextThatIsNotXmlIsRefusedWithItsPlace) {
