@@ -131,8 +131,8 @@ private:
             const std::string kind = event.at("event");
             const std::string user = event.at("user");
             if (kind == "registered")
-                table_.SetRegistered(
-                    {user, event.value("contact", ""), Unhex(event.value("agent", "")), std::time(nullptr)});
+                table_.SetRegistered({user, Unhex(event.value("contact", "")),
+                                      Unhex(event.value("agent", "")), std::time(nullptr)});
             else if (kind == "lost")
                 table_.SetLost(user, event.value("reason", ""));
         } catch (const nlohmann::json::exception& error) {

@@ -304,26 +304,29 @@ private:
         if (group.name.empty()) return;  // nobody can call it
         std::vector<std::string> users;
         for (const unsigned long device : group.devices)
-            if (const auto user = userOf_.find(device);
-                user != userOf_.end() && plan_.live["users"].contains(user->second))
-                users.push_back(user->second);
-        StoreGroup(group.name, users);
+            if (const auto user = userOf_.find(device); user != userOf_.end()) users.push_back(user->second);
+        StoreGroup(group.name, std::move(users));
     }
 
     // Without a group of that name the doorbell is for the devices that chime.
     void AddDoorbell() {
         std::vector<std::string> users;
         for (const Account* const account : taken_)
-            if (account->ringDoorbell && !account->digest.empty()) users.push_back(account->user);
-        Try("the doorbell", [&] { StoreGroup("doorbell", users); });
+            if (account->ringDoorbell) users.push_back(account->user);
+        Try("the doorbell", [&] { StoreGroup("doorbell", std::move(users)); });
     }
 
-    void StoreGroup(const std::string& name, const std::vector<std::string>& users) {
+    // Devices without a password have no phone, and only call control can reach them. They come last, so that
+    // the phones ring when it is away.
+    void StoreGroup(const std::string& name, std::vector<std::string> users) {
+        const auto isPhone = [&](const std::string& user) { return plan_.live["users"].contains(user); };
+        const auto phones = std::ranges::stable_partition(users, isPhone);
         std::string list;
         for (const std::string& user : users)
             list += (list.empty() ? "" : ",") + user;
-        if (!list.empty()) plan_.live["groups"].emplace(name, list);
-        if (users.size() > kMostBranches)
+        // A group of nobody is a name of the home all the same.
+        plan_.live["groups"].emplace(name, list.empty() ? "," : list);
+        if (users.size() - phones.size() > kMostBranches)
             throw std::invalid_argument("it has more than 30 phones; without call control the first 30 ring");
     }
 

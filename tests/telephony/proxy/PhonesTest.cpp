@@ -46,26 +46,6 @@ TEST_F(Phones, BaresipWithAWrongPassword) {
     EXPECT_THAT(Status(), HasSubstr("account hall: not registered"));
 }
 
-TEST_F(Phones, Linphone) {
-    if (test::ReadFile("/proc/net/route").find("\t00000000\t") == std::string::npos)
-        GTEST_SKIP() << "linphone stays offline on a machine without a default route";
-    Start();
-    std::filesystem::create_directories(folder_ / "phone/.local/share/linphone");
-    test::WriteFile(
-        folder_ / "phone/rc",
-        "[sip]\nsip_port=6200\nsip_tcp_port=0\nsip_tls_port=0\nbind_address=" + address_ +
-            "\ndefault_proxy=0\nuse_ipv6=0\nguess_hostname=0\n[proxy_0]\nreg_proxy=<sip:" + address_ +
-            ";transport=udp>\nreg_identity=sip:kitchen@" + address_ +
-            "\nreg_expires=60\nreg_sendregister=1\npublish=0\n[auth_info_0]\nusername=kitchen\n"
-            "userid=kitchen\npasswd=kitchen-password\nrealm=intercom\n[misc]\nlog_collection_enabled=0\n");
-    // It ends when its input does; a pipe that it holds open itself has no end.
-    const auto phone =
-        Run({"/bin/sh", "-c", "mkfifo \"$0/input\" && exec linphonec -c \"$0/rc\" <>\"$0/input\"",
-             folder_ / "phone"});
-    EXPECT_TRUE(IsRegistered("kitchen")) << PhoneLog();
-    EXPECT_THAT(Status(), testing::ContainsRegex("account kitchen: .*Linphone"));
-}
-
 TEST_F(Phones, Sipp) {
     Start();
     test::WriteFile(folder_ / "register.xml", R"(<?xml version="1.0" encoding="ISO-8859-1" ?>

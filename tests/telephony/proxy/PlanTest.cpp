@@ -9,6 +9,7 @@
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::IsSupersetOf;
 using testing::Key;
 using testing::Not;
 using testing::Pair;
@@ -225,12 +226,21 @@ TEST_F(MakingAPlan, AForwardAddressThatIsNoneIsNamedAndTheDeviceStays) {
     EXPECT_THAT(Make().live["users"], Contains(Key("hall")));
 }
 
-TEST_F(MakingAPlan, AGroupHasThePhonesOfItsDevices) {
+TEST_F(MakingAPlan, AGroupHasTheUsersOfItsDevicesThoseWithAPhoneFirst) {
+    records.accounts = {SampleAccount(101, "tablet", "Tablet"), SampleAccount(102, "kitchen", "Kitchen"),
+                        SampleAccount(103, "hall", "Hall")};
+    records.accounts[0].digest.clear();
+    records.groups = {{"Upstairs", {101, 999, 102, 103}}, {"Empty", {}}};
+    EXPECT_THAT(Make().live["groups"],
+                IsSupersetOf({Pair("Upstairs", "kitchen,hall,tablet"), Pair("Empty", ",")}));
+}
+
+TEST_F(MakingAPlan, TheDoorbellIsForTheDevicesThatChimeUnlessAGroupHasItsName) {
     records.accounts = {SampleAccount(101, "hall", "Hall"), SampleAccount(102, "kitchen", "Kitchen")};
     records.accounts[1].ringDoorbell = true;
-    records.groups = {{"Upstairs", {102, 999, 101}}, {"Empty", {}}};
-    EXPECT_THAT(Make().live["groups"],
-                UnorderedElementsAre(Pair("Upstairs", "kitchen,hall"), Pair("doorbell", "kitchen")));
+    EXPECT_THAT(Make().live["groups"], ElementsAre(Pair("doorbell", "kitchen")));
+    records.groups = {{"doorbell", {}}};
+    EXPECT_THAT(Make().live["groups"], ElementsAre(Pair("doorbell", ",")));
 }
 
 TEST_F(MakingAPlan, AGroupOfManyIsWholeForCallControlAndRingsItsFirstThirtyWithout) {
