@@ -72,8 +72,11 @@ void LibreLeg::Invite(const Invitation& invitation) {
     const std::string from = Quoted(invitation.fromName.empty() ? invitation.fromUser : invitation.fromName) +
                              " <sip:" + UserPart(invitation.fromUser) + "@" + account.domain + ">";
     dialog_ = Dialog::Outgoing(from, "<" + target + ">", target);
-    inviteRest_ =
-        std::string(AnswerHeaders(invitation.answer)) + kAllow + BodyWith("application/sdp", invitation.sdp);
+    // Without the secret the proxy would ask for credentials first: twice the messages for each of twenty
+    // phones.
+    inviteRest_ = account.header + ": " + account.secret + "\r\n" +
+                  std::string(AnswerHeaders(invitation.answer)) + kAllow +
+                  BodyWith("application/sdp", invitation.sdp);
     state_ = State::Inviting;
     SendInvite();
 }

@@ -47,16 +47,27 @@ TEST_F(Tools, ACallIsListedAndHungUpByItsId) {
     client_->Send(R"({"cmd":"call","id":"1","from":"hall","to":["kitchen"]})");
     client_->Wait(EventKind::Established);
     EXPECT_TRUE(
-        WaitUntil([this] { return Ctl({"calls"}).output.find("  0         -\n") == std::string::npos; }));
+        WaitUntil([this] { return Ctl({"calls"}).output.find("  0         -     -\n") == std::string::npos; }));
     const std::string calls = Ctl({"calls"}).output;
     EXPECT_THAT(calls, ContainsRegex("\n1 +regular  established  0:00:[0-9][0-9] +hall +caller  up  "
-                                     "+PCM[AU]/8000.* +[1-9][0-9]* +[0-9-]+\n"));
+                                     "+PCM[AU]/8000.* +[1-9][0-9]* +[0-9-]+ +-?[0-9]*( ms)?\n"));
     EXPECT_THAT(calls, ContainsRegex("\n1 +regular  established .* kitchen  callee  up "));
     const ProgramResult ended = Ctl({"hangup", "1"});
     EXPECT_EQ(0, ended.status) << ended.errors;
     EXPECT_EQ("Call 1 has ended.\n", ended.output);
     EXPECT_EQ(client_->Wait(EventKind::Ended).by, "command");
     EXPECT_EQ("No call is running.\n", Ctl({"calls"}).output);
+}
+
+// Phones report every five seconds (RFC 3550, section 6.2).
+TEST_F(Tools, LossAndJitterAreListedWhenThePhonesHaveReportedThem) {
+    Baresip hall(*home_, "hall", 6100, 440);
+    Baresip kitchen(*home_, "kitchen", 6110, 660);
+    client_->Send(R"({"cmd":"call","id":"1","from":"hall","to":["kitchen"]})");
+    client_->Wait(EventKind::Established);
+    const testing::Matcher<std::string> reported = ContainsRegex("hall +caller .* +[0-9]+ +[0-9]+ ms\n");
+    EXPECT_TRUE(WaitUntil([&] { return testing::Matches(reported)(Ctl({"calls"}).output); }))
+        << Ctl({"calls"}).output;
 }
 
 TEST_F(Tools, ACallThatAPhoneStartedIsHungUpByTheIdThatIsListed) {

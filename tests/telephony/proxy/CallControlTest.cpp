@@ -16,7 +16,7 @@ namespace {
 // As much of call control as the proxy sees: its port, and its connection for events.
 class StandInCallControl {
 public:
-    explicit StandInCallControl(const std::string& address) {
+    explicit StandInCallControl(const std::string& address) : address_(address) {
         sockaddr_in name{};
         name.sin_family = AF_INET;
         ::inet_pton(AF_INET, address.c_str(), &name.sin_addr);
@@ -51,6 +51,19 @@ public:
         return events;
     }
     std::string ReceiveSip() const { return Receive(sip_, test::kPatience); }
+    /// From the port where call control listens.
+    void Invite(const std::string& to, const std::string& from, const std::string& headers) const {
+        const std::string text = "INVITE " + to + " SIP/2.0\r\nVia: SIP/2.0/UDP " + address_ +
+                                 ":5070;branch=z9hG4bK1\r\nMax-Forwards: 70\r\nFrom: <" + from +
+                                 ">;tag=1\r\nTo: <" + to +
+                                 ">\r\nCall-ID: 1\r\nCSeq: 1 INVITE\r\nContact: <sip:" + address_ +
+                                 ":5070>\r\n" + headers + "Content-Length: 0\r\n\r\n";
+        sockaddr_in proxy{};
+        proxy.sin_family = AF_INET;
+        proxy.sin_port = htons(5060);
+        ::inet_pton(AF_INET, address_.c_str(), &proxy.sin_addr);
+        ::sendto(sip_, text.data(), text.size(), 0, reinterpret_cast<const sockaddr*>(&proxy), sizeof proxy);
+    }
 
 private:
     static std::string Receive(int socket, std::chrono::milliseconds most) {
@@ -61,6 +74,7 @@ private:
         text.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
         return text;
     }
+    const std::string address_;
     int events_;
     int sip_;
 };
@@ -135,6 +149,30 @@ TEST_F(CallControl, GetsThePhonesCallsWithTheSecretHeader) {
     kitchen->Reply(invite, "486 Busy Here");
     calling.join();
     EXPECT_THAT(hall->Answer(), StartsWith("SIP/2.0 486"));
+}
+
+TEST_F(CallControl, CallsForAnyDeviceWithTheSecretWhichThePhoneNeverSees) {
+    Start();
+    const auto kitchen = Phone("kitchen");
+    ASSERT_EQ(200, kitchen->Register());
+    const auto control = Connect();
+    control->Invite(Uri("kitchen"), Uri("hall"), "X-Intercom-Secret: " + Value("secret") + "\r\n");
+    const std::string invite = kitchen->Receive();
+    EXPECT_THAT(invite, StartsWith("INVITE sip:kitchen@" + kitchen->Address()));
+    EXPECT_THAT(HeaderOf(invite, "From"), HasSubstr(Uri("hall")));
+    EXPECT_THAT(invite, Not(HasSubstr("X-Intercom-Secret")));
+    kitchen->Reply(invite, "486 Busy Here");
+}
+
+TEST_F(CallControl, IsAskedForItsPasswordWithAWrongSecretAndNobodyElseMayUseTheRightOne) {
+    Start();
+    const auto control = Connect();
+    control->Invite(Uri("kitchen"), Uri("hall"), "X-Intercom-Secret: guess\r\n");
+    EXPECT_THAT(control->ReceiveSip(), StartsWith("SIP/2.0 407"));
+    EXPECT_EQ(403, Phone("hall")->Ask({.method = "INVITE",
+                                       .address = Uri("kitchen"),
+                                       .from = Uri("kitchen"),
+                                       .headers = "X-Intercom-Secret: " + Value("secret") + "\r\n"}));
 }
 
 TEST_F(CallControl, IsToldWhoIsToRingForTheNameThatWasDialled) {
