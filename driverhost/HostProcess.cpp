@@ -11,6 +11,7 @@
 
 #include "driverhost/ProcessSetup.h"
 #include "driverhost/http/Trust.h"
+#include "driverhost/http/routes/DriverReaders.h"
 #include "driverhost/http/routes/EventStream.h"
 #include "driverhost/http/routes/Routes.h"
 #include "driverhost/http/server/LocalSocket.h"
@@ -90,6 +91,7 @@ public:
     StateKeeper keeper;
     StateRoots roots;
     EventStream events;
+    DriverReaders readers;
     SystemEvents systemEvents;
     InterfaceTable interfaces;
     HostServices services;
@@ -111,6 +113,7 @@ HostProcess::Impl::Impl(const Options& givenOptions, const Home& home)
       keeper(thread, store, metrics),
       roots(store),
       events(FirstEventId(), limits, [this](std::function<void()> work) { thread.Post(std::move(work)); }),
+      readers(events, limits),
       services{
           thread,
           systemEvents,
@@ -118,6 +121,7 @@ HostProcess::Impl::Impl(const Options& givenOptions, const Home& home)
           metrics,
           keeper,
           roots,
+          readers,
           [this](const std::string& element) { events.Publish(element); },
           [this](const std::vector<std::string>& paths) { return TryLibraries(paths, limits.libraryTime); }},
       drivers(home, services),

@@ -25,6 +25,7 @@ public:
     void WriteLog(unsigned int, const std::string&) override {}
     void PostToDriverThread(boost::function<void()>) override {}
     void WithdrawAll() override {}
+    bool SendDataToReader(unsigned long, const DvXML::INode&) override { return false; }
 
     // IDriverManager
     long DriverManagerFindByInterface(unsigned long, const std::string&,

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -30,10 +31,13 @@ struct Request {
     std::string_view body;
 };
 
+class DriverReader;
+
 /// Where an event stream begins.
 struct StreamStart {
-    std::uint64_t next;  // the id of the first event to send
-    bool reset;          // events before it are lost
+    std::uint64_t next;                            // the id of the first event to send
+    bool reset;                                    // events before it are lost
+    std::shared_ptr<DriverReader> driverReader{};  // for the stream of one driver's reader
 };
 
 struct Response {

@@ -2,12 +2,15 @@
 
 #include <utility>
 
+#include "driverhost/http/routes/DriverReaders.h"
 #include "driverhost/runtime/DriverThread.h"
 #include "driverhost/runtime/HostLog.h"
 #include "driverhost/state/StateRoots.h"
 #include "host/glue/DvBaseDriver.h"
 #include "host/glue/Log.h"
 #include "host/glue/XmlText.h"
+#include "host/interfaces/IReaderSink.h"
+#include "host/interfaces/InterfaceIds.h"
 
 namespace driverhost {
 namespace {
@@ -148,6 +151,21 @@ void* Driver::QueryInterface(const std::string& id) {
     long result = 0;
     Call("QueryInterface", [&] { result = driver_->QueryInterface(id, &found); });
     return result == 0 ? found : nullptr;
+}
+
+OpenedReader Driver::OpenReader() {
+    auto* sink = static_cast<IReaderSink*>(QueryInterface(ReaderSinkInterfaceId));
+    if (!sink) return {};
+    auto reader = services_.readers.Open(manager_.get());
+    const unsigned long number = reader->Number();
+    Fault fault = Call("OnReaderOpened", [&] { sink->OnReaderOpened(number); });
+    services_.keeper.Settle();
+    if (!fault.empty()) return {nullptr, std::move(fault)};
+    reader->WhenLeft([this, sink, number] {
+        Call("OnReaderClosed", [&] { sink->OnReaderClosed(number); });
+        services_.keeper.Settle();
+    });
+    return {std::move(reader), {}};
 }
 
 PulledState Driver::PullState() {

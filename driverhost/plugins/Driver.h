@@ -14,11 +14,19 @@
 
 namespace driverhost {
 
+class DriverReader;
+
 /// What became of a command.
 struct CommandResult {
     bool known = false;
     Fault fault;                       // what the driver threw
     std::optional<std::string> reply;  // the element as XML text; no reply is a normal outcome
+};
+
+/// What became of a request to read a driver's events.
+struct OpenedReader {
+    std::shared_ptr<DriverReader> reader;  // null: the driver takes none, or
+    Fault fault;                           // it threw
 };
 
 /// All operations: [driver thread]
@@ -65,6 +73,8 @@ public:
     CommandResult Run(const ICmdMessage& message);
     /// Null when it does not know the id.
     void* QueryInterface(const std::string& id);
+    /// A new reader, of which the driver was told; it is told, too, when the reader is let go.
+    OpenedReader OpenReader();
     UICmdDispatcher& UICommands() { return driver_->GetUICmdDispatcher(); }
     CmdDispatcher& PlainCommands() { return driver_->GetCmdDispatcher(); }
 

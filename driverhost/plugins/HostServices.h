@@ -11,6 +11,7 @@
 
 namespace driverhost {
 
+class DriverReaders;
 class DriverThread;
 class Metrics;
 class StateKeeper;
@@ -64,6 +65,7 @@ struct HostServices {
     Metrics& metrics;
     StateKeeper& keeper;
     StateRoots& roots;
+    DriverReaders& readers;
     /// Sends one notification, as XML text, to the user interfaces. Calls nobody back.
     std::function<void(std::string element)> sendToUi;
     /// Tries libraries before they are loaded; when empty they are loaded untried.

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "driverhost/http/routes/DriverReaders.h"
 #include "driverhost/runtime/DriverThread.h"
 #include "driverhost/runtime/HostLog.h"
 #include "driverhost/runtime/SystemEvents.h"
@@ -22,6 +23,7 @@ InstanceManager::InstanceManager(InstanceOwner& owner, HostServices& services)
       counters_(services.metrics.OfDriver(owner.Name())) {}
 
 void InstanceManager::Close() {
+    services_.readers.CloseAll(this);
     std::deque<boost::function<void()>> dropped;
     const std::lock_guard lock(mutex_);
     closed_ = true;
@@ -97,6 +99,10 @@ void InstanceManager::WithdrawAll() {
     if (!IsDriverThread("WithdrawAll")) return;
     services_.interfaces.WithdrawAll(this);
     services_.events.WithdrawAll(this);
+}
+
+bool InstanceManager::SendDataToReader(unsigned long reader, const DvXML::INode& element) {
+    return IsDriverThread("SendDataToReader") && services_.readers.Send(this, reader, element.NodeToText());
 }
 
 // A call from the wrong thread is logged in the driver's name.

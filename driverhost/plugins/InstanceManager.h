@@ -35,8 +35,9 @@ public:
     InstanceManager(InstanceOwner& owner, HostServices& services);
     ~InstanceManager() = default;
 
-    /// Drops the work that the driver has posted, and ignores what it posts from now on. To be called
-    /// before the driver is destroyed, because the work uses its code and data.  [driver thread]
+    /// Drops the work that the driver has posted, and ignores what it posts from now on; ends the streams of
+    /// its readers. To be called before the driver is destroyed, because posted work and what readers call
+    /// when they leave use its code and data.  [driver thread]
     void Close();
 
     // IInstanceManager
@@ -53,6 +54,7 @@ public:
     void WriteLog(unsigned int level, const std::string& text) override;
     void PostToDriverThread(boost::function<void()> work) override;
     void WithdrawAll() override;
+    bool SendDataToReader(unsigned long reader, const DvXML::INode& element) override;
 
 private:
     bool IsDriverThread(const char* operation) const;

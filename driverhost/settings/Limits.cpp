@@ -34,6 +34,7 @@ constexpr std::array kTable = {
     LimitRow{"kept-events",      "N",     &Limits::keptEvents,     1, kMillion,  "most events kept for readers; the oldest go first"},
     LimitRow{"kept-event-bytes", "BYTES", &Limits::keptEventBytes, 1, kGigabyte, "largest sum of the events kept; the oldest go first"},
     LimitRow{"reader-events",    "N",     &Limits::readerQueue,    1, kMillion,  "most events waiting for one reader; otherwise it is dropped"},
+    LimitRow{"reader-bytes",     "BYTES", &Limits::readerBytes,    1, kGigabyte, "largest sum of the events for one reader alone that wait for it; otherwise it is dropped"},
     LimitRow{"held-time",        "MS",    &Limits::heldTime,       1, kDay,      "for one call into a driver; then the watchdog answers 503 to everybody"},
     LimitRow{"end-time",         "MS",    &Limits::endTime,        1, kDay,      "for answers in progress when the host ends; then they are dropped"},
     LimitRow{"library-time",     "MS",    &Limits::libraryTime,    1, kDay,      "for the trial of a library; otherwise its drivers are left out"},

@@ -40,7 +40,8 @@ struct Limits {
 
     std::size_t keptEvents = 4096;
     std::size_t keptEventBytes = 64 * 1024 * 1024;
-    std::size_t readerQueue = 1024;  // events that may wait for one reader
+    std::size_t readerQueue = 1024;             // events that may wait for one reader
+    std::size_t readerBytes = 4 * 1024 * 1024;  // of those that are for it alone
 
     std::chrono::milliseconds heldTime{10'000};     // of one call before the watchdog steps in
     std::chrono::milliseconds endTime{5'000};       // for answers in progress when the host ends

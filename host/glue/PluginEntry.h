@@ -14,7 +14,7 @@
 namespace dv {
 
 /// Grows with every change of host/ that a built plug-in would not survive.
-inline constexpr std::uint32_t kAbiVersion = 2;
+inline constexpr std::uint32_t kAbiVersion = 3;
 
 /// The name and type of the ELF note that carries the version. The host reads it from the file
 /// before it loads the library, so a plug-in of another version never runs a line.

@@ -12,7 +12,8 @@ class IDriverManager;
 class ISystemEventCallback;
 
 /// Drivers reach all of this through DvBaseDriver, which passes it on under the names that
-/// driver authors know; the three Instance operations and PostToDriverThread are called directly.
+/// driver authors know; the three Instance operations, PostToDriverThread and SendDataToReader are called
+/// directly.
 class DVHOST_API IInstanceManager {
 public:
     /// Publishes `object` under `interfaceId` for other drivers. Calls no driver back.
@@ -57,6 +58,12 @@ public:
     /// Withdraws every interface and listener that this driver left registered. The driver
     /// base calls it from its destructor.  [driver thread]
     virtual void WithdrawAll() = 0;
+
+    /// Sends the element to one reader of this driver (see IReaderSink) and to nobody else. It comes in order
+    /// with what SendDataToUI sends, is copied before this returns, and never kept for later readers.
+    /// False when the reader is gone, not this driver's, or has too much waiting, for which it is dropped.
+    /// [driver thread]
+    virtual bool SendDataToReader(unsigned long reader, const DvXML::INode& element) = 0;
 
 protected:
     ~IInstanceManager() = default;

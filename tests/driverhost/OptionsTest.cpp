@@ -131,7 +131,7 @@ TEST_F(OptionsTest, HelpAndVersionArePrintedWithoutAHome) {
     for (const char* option :
          {"--home", "--state-dir", "--listen", "--token-file", "--plugin-dir", "--log-level", "Exit status:"})
         EXPECT_THAT(help, HasSubstr(option));
-    EXPECT_EQ(Parse({"--version"}).printOnly, "driverhost 1.0.0 (driver ABI 2)\n");
+    EXPECT_EQ(Parse({"--version"}).printOnly, "driverhost 1.0.0 (driver ABI 3)\n");
 }
 
 }  // namespace

@@ -81,7 +81,7 @@ TEST(PluginLibrary, WithoutNoteNoLineOfTheLibraryRuns) {
 TEST(PluginLibrary, OfAnotherAbiNoLineOfTheLibraryRuns) {
     testing::internal::CaptureStderr();
     EXPECT_EQ(FaultOf(PathOf("other_abi")),
-              PathOf("other_abi") + ": was built for driver ABI 3; expected ABI 2: build it anew");
+              PathOf("other_abi") + ": was built for driver ABI 4; expected ABI 3: build it anew");
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 

@@ -167,7 +167,7 @@ TEST_F(SignalTest, AFaultyHomeFileChangesNothingAndIsOneLine) {
                                 folder_.Path() + "/home.xml:4: the driver id 1 is used twice"));
     EXPECT_THAT(said, HasSubstr("nothing changed: driver gate: its library ends the process that loads it: "
                                 "Segmentation fault"));
-    EXPECT_THAT(said, HasSubstr("other_abi.so: was built for driver ABI 3"));
+    EXPECT_THAT(said, HasSubstr("other_abi.so: was built for driver ABI 4"));
     EXPECT_THAT(said, HasSubstr("nothing changed: cannot read "));
     EXPECT_EQ(Command("lamp", "count"), "<count>2</count>");
     EXPECT_EQ(Ask("POST", "/drivers/door/commands/count").status, 404);

@@ -72,7 +72,7 @@ TEST_F(StartTest, APluginThatDoesNotFitEndsWithTwoBeforeAnyDriverRuns) {
     EXPECT_THAT(LineOfHome(good + Driver(2, "b", "no_note")),
                 HasSubstr("no_note.so: is not a driver plug-in of this host"));
     EXPECT_THAT(LineOfHome(good + Driver(2, "b", "other_abi")),
-                HasSubstr("other_abi.so: was built for driver ABI 3"));
+                HasSubstr("other_abi.so: was built for driver ABI 4"));
     EXPECT_THAT(LineOfHome(good + Driver(2, "b", "no_entry")), HasSubstr("no_entry.so: has no entry"));
     EXPECT_THAT(LineOfHome(good + Driver(2, "b", "entry_gives_null")), HasSubstr("returned null"));
 }

@@ -84,6 +84,12 @@ void FakeHost::WithdrawAll() {
     recorder_.Note("withdraw all");
 }
 
+bool FakeHost::SendDataToReader(unsigned long reader, const DvXML::INode& element) {
+    if (!readers.contains(reader)) return false;
+    recorder_.Note("reader " + std::to_string(reader) + " " + element.NodeToText());
+    return true;
+}
+
 long FakeHost::DriverManagerFindByInterface(unsigned long reserved, const std::string& interfaceId,
                                             std::vector<ISupportIntercom*>& found) {
     found.clear();

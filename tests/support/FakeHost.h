@@ -4,6 +4,7 @@
 
 #include <deque>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,9 @@ public:
 
     /// What is found under IntercomDeviceInterfaceId. Not owned.
     std::vector<ISupportIntercom*> drivers;
+
+    /// The readers that are there. What is sent to others is lost.
+    std::set<unsigned long> readers;
 
     /// What the driver has published and subscribed to.
     const std::map<std::string, void*>& Published() const { return published_; }
@@ -52,6 +56,7 @@ public:
     void WriteLog(unsigned int level, const std::string& text) override;
     void PostToDriverThread(boost::function<void()> work) override;
     void WithdrawAll() override;
+    bool SendDataToReader(unsigned long reader, const DvXML::INode& element) override;
 
     // IDriverManager
     long DriverManagerFindByInterface(unsigned long reserved, const std::string& interfaceId,

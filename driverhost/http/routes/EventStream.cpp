@@ -1,5 +1,6 @@
 #include "driverhost/http/routes/EventStream.h"
 
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -25,7 +26,6 @@ void EventStream::DropOldest() {
     kept_.pop_front();
 }
 
-// Wakes the readers once, however many events the current call publishes.
 void EventStream::WakeReaders() {
     if (readers_.empty() || std::exchange(waking_, true)) return;
     post_([this] {
@@ -45,13 +45,15 @@ StreamStart EventStream::Begin(const std::optional<std::string_view>& lastEventI
     return {FirstKept(), true};
 }
 
-EventStream::Taken EventStream::Take(std::uint64_t& next, std::string& text, std::size_t maxBytes) const {
+EventStream::Taken EventStream::Take(std::uint64_t& next, std::string& text, std::size_t maxBytes,
+                                     std::uint64_t end) const {
+    end = std::min(end, nextId_);
     if (next < FirstKept()) return Taken::Lost;
-    if (next >= nextId_) return Taken::Nothing;
+    if (next >= end) return Taken::Nothing;
     const std::size_t limit = text.size() + maxBytes;
     do {
         text += kept_[static_cast<std::size_t>(next++ - FirstKept())];
-    } while (next < nextId_ && text.size() < limit);
+    } while (next < end && text.size() < limit);
     return Taken::Some;
 }
 

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -43,8 +44,9 @@ public:
 
     enum class Taken { Nothing, Some, Lost };
     /// Appends the events from `next` on to `text`, about `maxBytes` of them, and moves `next` past them.
-    /// Lost when the event `next` is no longer kept.
-    Taken Take(std::uint64_t& next, std::string& text, std::size_t maxBytes) const;
+    /// Lost when the event `next` is no longer kept. The event `end`, and those after it, are left.
+    Taken Take(std::uint64_t& next, std::string& text, std::size_t maxBytes,
+               std::uint64_t end = std::numeric_limits<std::uint64_t>::max()) const;
 
     /// The id of the next event.
     std::uint64_t NextId() const { return nextId_; }
@@ -53,11 +55,12 @@ public:
     void AddReader(EventReader& reader) { readers_.insert(&reader); }
     void RemoveReader(EventReader& reader) { readers_.erase(&reader); }
     std::size_t Readers() const { return readers_.size(); }
+    /// Has the readers look later for what there is, once however often it is called until then.
+    void WakeReaders();
 
 private:
     std::uint64_t FirstKept() const { return nextId_ - kept_.size(); }
     void DropOldest();
-    void WakeReaders();
 
     const std::uint64_t firstId_;
     const Limits& limits_;

@@ -37,6 +37,14 @@ SystemEvent MakeEvent(unsigned int eventClass, Parameters fields) {
     return event;
 }
 
+Response StreamResponse(StreamStart start) {
+    Response response;
+    response.status = 200;
+    response.contentType = kEventStreamType;
+    response.stream = std::move(start);
+    return response;
+}
+
 Response CommandResponse(const Driver& driver, const std::string& command, CommandResult result) {
     if (!result.fault.empty()) return ErrorResponse(500, result.fault + "; the log says more");
     if (!result.known) {
@@ -115,11 +123,23 @@ void Routes::DeliverSystemEvent(const Request& request, const Path& path, const 
 }
 
 void Routes::FollowEvents(const Request& request, const Path&, const Reply& reply) {
-    Response response;
-    response.status = 200;
-    response.contentType = kEventStreamType;
-    response.stream = served_.events.Begin(request.lastEventId);
-    reply(std::move(response));
+    reply(StreamResponse(served_.events.Begin(request.lastEventId)));
+}
+
+// The stream begins before the driver learns of it, so nothing that happens from then on is missed.
+void Routes::FollowDriver(const Request&, const Path& path, const Reply& reply) {
+    Driver* driver = FindRunning(path[1], reply);
+    if (!driver) return;
+    StreamStart start = served_.events.Begin(std::nullopt);
+    OpenedReader opened = driver->OpenReader();
+    if (!opened.fault.empty()) return reply(ErrorResponse(500, opened.fault + "; the log says more"));
+    if (!opened.reader) {
+        return reply(ErrorResponse(
+            409,
+            "driver " + driver->Name() + " has no pages; GET /events has what all user interfaces are told"));
+    }
+    start.driverReader = std::move(opened.reader);
+    reply(StreamResponse(std::move(start)));
 }
 
 void Routes::ReportHealth(const Request&, const Path&, const Reply& reply) {

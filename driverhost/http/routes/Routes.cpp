@@ -48,6 +48,7 @@ const std::vector<Routes::Route>& Routes::Table() {
         {"POST", {"drivers", "*", "restart"}, &Routes::Restart},
         {"POST", {"system-events", "*"}, &Routes::DeliverSystemEvent},
         {"GET", {"events"}, &Routes::FollowEvents},
+        {"GET", {"tablets", "*", "events"}, &Routes::FollowDriver},
         {"GET", {"health"}, &Routes::ReportHealth},
         {"GET", {"metrics"}, &Routes::ReportMetrics},
         {"GET", {"sip", "accounts"}, &Routes::ListSipAccounts, true},

@@ -67,6 +67,7 @@ private:
     void Restart(const Request& request, const Path& path, const Reply& reply);
     void DeliverSystemEvent(const Request& request, const Path& path, const Reply& reply);
     void FollowEvents(const Request& request, const Path& path, const Reply& reply);
+    void FollowDriver(const Request& request, const Path& path, const Reply& reply);
     void ReportHealth(const Request& request, const Path& path, const Reply& reply);
     void ReportMetrics(const Request& request, const Path& path, const Reply& reply);
     void ListSipAccounts(const Request& request, const Path& path, const Reply& reply);

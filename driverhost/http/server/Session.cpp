@@ -180,6 +180,7 @@ void Session::BeginStream(Response response) {
     ReleaseBody();
     Enter(Phase::Streaming, kNoLimit);
     nextEvent_ = response.stream->next;
+    driverReader_ = std::move(response.stream->driverReader);
     context_.events.AddReader(*this);
     body_ = FormatHead(response, false);
     if (response.stream->reset) body_ += kResetEvent;
@@ -189,8 +190,12 @@ void Session::BeginStream(Response response) {
 }
 
 void Session::OnEvents() {
+    if (driverReader_ && driverReader_->IsTooSlow()) return DropReader();
     if (!sending_) return Pump();
-    if (context_.events.NextId() - newestWhenSent_ <= context_.limits.readerQueue) return;
+    if (context_.events.NextId() - newestWhenSent_ > context_.limits.readerQueue) DropReader();
+}
+
+void Session::DropReader() {
     HostLog::Write(dv::LOG_LEVEL_INFO, kHostName,
                    "an event reader was too slow and has been dropped; it may resume");
     Close();
@@ -198,8 +203,10 @@ void Session::OnEvents() {
 
 void Session::Pump() {
     body_.clear();
-    switch (context_.events.Take(nextEvent_, body_, kStreamBytes)) {
+    switch (driverReader_ ? driverReader_->Take(nextEvent_, body_, kStreamBytes)
+                          : context_.events.Take(nextEvent_, body_, kStreamBytes)) {
         case EventStream::Taken::Nothing:
+            if (driverReader_ && driverReader_->IsOver()) Close();
             return;
         case EventStream::Taken::Lost:
             return Close();
@@ -245,6 +252,7 @@ void Session::Close() {
     phase_ = Phase::Closed;
     ReleaseBody();
     context_.events.RemoveReader(*this);
+    driverReader_.reset();
     ErrorCode ignored;  // the connection is gone either way
     socket_.close(ignored);
     context_.closed(*this);

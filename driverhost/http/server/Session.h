@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 
+#include "driverhost/http/routes/DriverReaders.h"
 #include "driverhost/http/routes/EventStream.h"
 #include "driverhost/http/routes/Routes.h"
 #include "driverhost/http/server/RequestReader.h"
@@ -70,6 +71,7 @@ private:
 
     void BeginStream(Response response);
     void Pump();
+    void DropReader();
     void SendToReader();
     void WatchReader();
 
@@ -95,6 +97,7 @@ private:
     std::string body_;
 
     // While streaming.
+    std::shared_ptr<DriverReader> driverReader_;  // on the stream of one driver's reader
     bool sending_ = false;
     std::uint64_t nextEvent_ = 0;
     std::uint64_t newestWhenSent_ = 0;

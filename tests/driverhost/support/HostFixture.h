@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "driverhost/http/routes/DriverReaders.h"
 #include "driverhost/http/routes/EventStream.h"
 #include "driverhost/http/routes/Routes.h"
 #include "driverhost/plugins/DriverTable.h"
@@ -69,12 +70,19 @@ protected:
     SystemEvents systemEvents_;
     InterfaceTable interfaces_;
     EventStream events_{1, limits_, [this](std::function<void()> work) { thread_.Post(std::move(work)); }};
+    DriverReaders readers_{events_, limits_};
     std::vector<std::string> uiEvents_;
-    HostServices services_{
-        thread_, systemEvents_, interfaces_, metrics_, keeper_, roots_, [this](std::string element) {
-            events_.Publish(element);
-            uiEvents_.push_back(std::move(element));
-        }};
+    HostServices services_{thread_,
+                           systemEvents_,
+                           interfaces_,
+                           metrics_,
+                           keeper_,
+                           roots_,
+                           readers_,
+                           [this](std::string element) {
+                               events_.Publish(element);
+                               uiEvents_.push_back(std::move(element));
+                           }};
     Home home_;
     std::optional<DriverTable> table_;
     Trust trust_{{"127.0.0.1", 8350}, "", "box"};

@@ -41,6 +41,9 @@ public:
     void WriteLog(unsigned int level, const std::string& text) override;
     void PostToDriverThread(boost::function<void()> work) override;
     void WithdrawAll() override { host_.WithdrawAll(); }
+    bool SendDataToReader(unsigned long reader, const DvXML::INode& element) override {
+        return host_.SendDataToReader(reader, element);
+    }
 
 private:
     FakeHost host_;
