@@ -42,10 +42,10 @@ std::string_view StatusText(unsigned int status) {
             return "Not Found";
         case 405:
             return "Method Not Allowed";
-        case 409:
-            return "Conflict";
         case 408:
             return "Request Timeout";
+        case 409:
+            return "Conflict";
         case 413:
             return "Content Too Large";
         case 415:

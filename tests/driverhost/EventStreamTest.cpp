@@ -130,6 +130,15 @@ TEST_F(EventStreamTest, TakingStopsBehindTheGivenSize) {
     EXPECT_EQ(next, kFirst + 2);
 }
 
+TEST_F(EventStreamTest, TakingStopsBeforeTheGivenEvent) {
+    Publish(3);
+    std::uint64_t next = kFirst;
+    std::string text;
+    EXPECT_EQ(stream_.Take(next, text, kMuch, kFirst + 2), EventStream::Taken::Some);
+    EXPECT_EQ(next, kFirst + 2);
+    EXPECT_EQ(stream_.Take(next, text, kMuch, kFirst + 2), EventStream::Taken::Nothing);
+}
+
 TEST_F(EventStreamTest, ReadersAreWokenOnceForABurstAndNotInsideTheCall) {
     CountingReader reader(stream_);
     Publish(3);

@@ -178,11 +178,13 @@ TEST_F(WrongThread, IsReportedInTheDriversName) {
 
 TEST_F(WrongThread, ChangesNothingAtOnce) {
     DeafListener listener;
+    const auto reader = readers_.Open(manager_.get());
     LogOfOtherThread([&] {
         EXPECT_LT(manager_->InstanceRegisterInterface("X", &object_), 0);
         EXPECT_EQ(manager_->InstanceFindInterface("X"), nullptr);
         EXPECT_LT(manager_->RegisterListener(listener, 1, 0), 0);
         EXPECT_LT(manager_->UnregisterListener(listener, 1, 0), 0);
+        EXPECT_FALSE(manager_->SendDataToReader(reader->Number(), *DvXML::CreateXmlNode("e", "")));
         manager_->SendDataToUI(*DvXML::CreateXmlNode("e", ""));
         manager_->InvalidateState();
     });

@@ -1,4 +1,4 @@
-// The server over real sockets. The test thread runs the loop, and the client has a thread of its own.
+// The server over real sockets.
 #include "driverhost/http/server/Server.h"
 
 #include <gmock/gmock.h>
@@ -7,8 +7,7 @@
 #include <future>
 #include <thread>
 
-#include "tests/driverhost/support/HostFixture.h"
-#include "tests/driverhost/support/HttpClient.h"
+#include "tests/driverhost/support/ServerFixture.h"
 
 namespace driverhost {
 namespace {
@@ -17,42 +16,12 @@ using namespace std::chrono_literals;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-class ServerTest : public HostFixture {
+class ServerTest : public ServerFixture {
 protected:
-    ServerTest() {
-        for (auto* time : {&limits_.headTime, &limits_.bodyTime, &limits_.idleTime, &limits_.lingerTime,
-                           &limits_.writeTime})
-            *time = test::kPatience;  // a test about one of them makes it short
-        limits_.tick = 20ms;
-    }
-
     void Serve() {
         Add("lamp", "probe");
-        Start();
-        server_.emplace(thread_, ListenAddress{"127.0.0.1", 0}, limits_);
-        server_->Start(*routes_, events_, metrics_);
-        port_ = server_->Address().port;
+        Listen();
     }
-
-    /// Runs the client, and the loop until the client has finished.
-    template <class Client>
-    auto With(Client client) {
-        auto result = std::async(std::launch::async, client);
-        while (result.wait_for(0s) != std::future_status::ready)
-            Turn(5ms);
-        return result.get();
-    }
-
-    std::string ConversationOf(const std::string& bytes) {
-        return With([&] {
-            HttpConnection connection(port_);
-            connection.Send(bytes);
-            return connection.ReadToEnd();
-        });
-    }
-
-    std::optional<Server> server_;
-    unsigned short port_ = 0;
 };
 
 TEST_F(ServerTest, ARequestIsAnswered) {

@@ -7,12 +7,15 @@
 //   publishes  the id of an interface to publish
 //   answers    the id of an interface that QueryInterface knows
 //   noState    GetPersistState returns null
+//   readers    "yes": it takes readers of its own, "throw": OnReaderOpened throws, "greet": it sends <Hello>
+//              with the reader's number when one comes, and <Bye> at its end
 // A saved value "poison" makes Initialize throw, and "fatal" makes it end the process.
 #include <boost/bind/bind.hpp>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -22,7 +25,9 @@
 #include "host/glue/Log.h"
 #include "host/glue/PluginEntry.h"
 #include "host/interfaces/IDriverManager.h"
+#include "host/interfaces/IReaderSink.h"
 #include "host/interfaces/ISystemEventCallback.h"
+#include "host/interfaces/InterfaceIds.h"
 
 namespace {
 
@@ -30,12 +35,16 @@ using Reply = dv::auto_com<DvXML::INode>;
 
 int callsSinceLoad = 0;  // 0 again when the library is loaded anew
 
-class Probe final : public DvBaseDriver, public ISystemEventCallback {
+class Probe final : public DvBaseDriver, public ISystemEventCallback, public IReaderSink {
 public:
     explicit Probe(IInstanceManager& manager) : DvBaseDriver(manager, DRIVER_MULTIPLE) {}
     ~Probe() override { LogXMessage(dv::LOG_LEVEL_INFO, "destroyed"); }
 
     long QueryInterface(const std::string& id, void** out) override {
+        if (id == ReaderSinkInterfaceId && !takesReaders_.empty()) {
+            *out = static_cast<IReaderSink*>(this);
+            return 0;
+        }
         if (id != answered_ || id.empty()) return DvBaseDriver::QueryInterface(id, out);
         *out = this;
         return 0;
@@ -48,6 +57,7 @@ public:
         atEnd_ = fails;
         published_ = config.NodeGetNamedValue("publishes");
         answered_ = config.NodeGetNamedValue("answers");
+        takesReaders_ = config.NodeGetNamedValue("readers");
         keepsState_ = config.NodeGetNamedValue("noState").empty();
         if (!published_.empty()) GetInstanceManager().InstanceRegisterInterface(published_, this);
         RegisterListener(*this, kClass, 0);
@@ -62,6 +72,7 @@ public:
     void OnDestroy() override {
         LogXMessage(dv::LOG_LEVEL_INFO, "OnDestroy");
         value_ = "never to be stored";
+        if (takesReaders_ == "greet") TellAll("Bye");
         DmInvalidateState();
         if (worker_.joinable()) worker_.join();
         if (atEnd_ == "slowAtEnd") std::this_thread::sleep_for(std::chrono::milliseconds(500));
@@ -93,6 +104,8 @@ public:
         Bind("post", &Probe::Post, "posts from another thread (value)");
         Bind("postLate", &Probe::PostLate, "posts work that is not run before the driver ends");
         Bind("wrongThread", &Probe::WrongThread, "marks and sends from another thread");
+        Bind("tell", &Probe::Tell, "sends to a reader alone (reader, text, times)");
+        Bind("mix", &Probe::Mix, "sends to everybody and to a reader in turn (reader)");
         Bind("find", &Probe::Find, "drivers that answer an interface (id)");
         GetCmdDispatcher().RegisterCmd1("plain", boost::bind(&Probe::Plain, this, boost::placeholders::_1),
                                         "");
@@ -102,6 +115,20 @@ public:
         heard_ += event.NodeToText();
         if (event.NodeGetNamedValue("name") == "Throw") throw std::runtime_error("will not hear");
         if (event.NodeGetNamedValue("name") == "Mark") DmInvalidateState();
+    }
+
+    void OnReaderOpened(unsigned long reader) override {
+        heard_ += "+" + std::to_string(reader) + " ";
+        readers_.insert(reader);
+        if (takesReaders_ == "throw") throw std::runtime_error("reads nothing to anybody");
+        if (takesReaders_ == "greet") SendTo(reader, "Hello", std::to_string(reader));
+    }
+
+    void OnReaderClosed(unsigned long reader) override {
+        heard_ += "-" + std::to_string(reader) + " ";
+        readers_.erase(reader);
+        if (SendTo(reader, "Late", "")) heard_ += "sent to a closed reader ";
+        DmInvalidateState();
     }
 
 private:
@@ -198,6 +225,32 @@ private:
         return nullptr;
     }
 
+    bool SendTo(unsigned long reader, const char* name, const std::string& text) {
+        return GetInstanceManager().SendDataToReader(reader, *DvXML::CreateXmlNode(name, text));
+    }
+
+    void TellAll(const char* name) {
+        for (const unsigned long reader : readers_)
+            SendTo(reader, name, "");
+    }
+
+    Reply Tell(const ICmdMessage& message) {
+        int told = 0;
+        for (int time = 0; time < message.GetInt("times"); ++time)
+            if (SendTo(message.GetULong("reader"), "Own", message.GetString("text"))) ++told;
+        return DvXML::CreateXmlNode("told", told);
+    }
+
+    Reply Mix(const ICmdMessage& message) {
+        const unsigned long reader = message.GetULong("reader");
+        SendTo(reader, "first", "");
+        ConSendDataToUI(*DvXML::CreateXmlNode("second", ""));
+        ConSendDataToUI(*DvXML::CreateXmlNode("third", ""));
+        SendTo(reader, "fourth", "");
+        ConSendDataToUI(*DvXML::CreateXmlNode("fifth", ""));
+        return nullptr;
+    }
+
     Reply Find(const ICmdMessage& message) {
         std::vector<ISupportIntercom*> found;
         GetDriverManager().DriverManagerFindByInterface(0, message.GetString("id"), found);
@@ -219,6 +272,8 @@ private:
     std::string published_;
     std::string answered_;
     std::string atEnd_;
+    std::string takesReaders_;
+    std::set<unsigned long> readers_;
     bool initialized_ = false;
     bool keepsState_ = true;
     bool stateThrows_ = false;
