@@ -16,6 +16,7 @@
 #include "driverhost/http/routes/Routes.h"
 #include "driverhost/http/server/LocalSocket.h"
 #include "driverhost/http/server/Server.h"
+#include "driverhost/http/web/WebPages.h"
 #include "driverhost/plugins/DriverTable.h"
 #include "driverhost/plugins/LibraryTrial.h"
 #include "driverhost/runtime/DriverThread.h"
@@ -97,6 +98,7 @@ public:
     HostServices services;
     DriverTable drivers;
     const Trust trust;
+    WebPages pages;
     Routes routes;
     std::optional<Server> server;
     std::optional<Watchdog> watchdog;
@@ -126,7 +128,8 @@ HostProcess::Impl::Impl(const Options& givenOptions, const Home& home)
           [this](const std::vector<std::string>& paths) { return TryLibraries(paths, limits.libraryTime); }},
       drivers(home, services),
       trust(options.listen, options.token, MachineName()),
-      routes({drivers, keeper, events, metrics, reports, trust, limits, [this] {
+      pages(thread, options.webFolder),
+      routes({drivers, keeper, events, metrics, reports, trust, limits, pages, [this] {
                   if (!server) return Gauges{};
                   return Gauges{events.Readers(), server->Connections(), server->BodyBytes()};
               }}) {
@@ -180,8 +183,9 @@ void HostProcess::Impl::AwaitSignals() {
 // Once the host ends, signals change nothing.
 void HostProcess::Impl::OnSignal(int number) {
     if (ending) return;
-    if (number == SIGHUP) return ReadHomeAgain();
-    BeginEnd();
+    if (number != SIGHUP) return BeginEnd();
+    ReadHomeAgain();
+    pages.ReadAgain();
 }
 
 void HostProcess::Serve() {

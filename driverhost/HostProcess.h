@@ -12,7 +12,7 @@ namespace driverhost {
 /// The operations are called in this order. All of them: [driver thread]
 class HostProcess {
 public:
-    /// Locks the state folder. Throws FileError.
+    /// Locks the state folder and reads the pages. Throws FileError.
     HostProcess(const Options& options, const Home& home);
     HostProcess(const HostProcess&) = delete;
     HostProcess& operator=(const HostProcess&) = delete;
@@ -26,7 +26,7 @@ public:
     void Listen();
     /// A driver that does not start is logged.
     void StartDrivers();
-    /// Returns after SIGTERM or SIGINT. On SIGHUP the home file is read again.
+    /// Returns after SIGTERM or SIGINT. On SIGHUP the home file and the pages are read again.
     void Serve();
     /// Stores the states and ends the drivers. False when a state could not be stored.
     bool StopDrivers();

@@ -26,12 +26,20 @@ Response ErrorResponse(unsigned int status, const std::string& text) {
     return response;
 }
 
+Response OtherMethodResponse(const std::string& allowed) {
+    Response response = ErrorResponse(405, "this path takes only " + allowed);
+    response.headers = "Allow: " + allowed + "\r\n";
+    return response;
+}
+
 std::string_view StatusText(unsigned int status) {
     switch (status) {
         case 200:
             return "OK";
         case 204:
             return "No Content";
+        case 304:
+            return "Not Modified";
         case 400:
             return "Bad Request";
         case 401:
@@ -71,10 +79,11 @@ std::string FormatHead(const Response& response, bool keepAlive) {
         .append("\r\n");
     if (!response.contentType.empty())
         head.append("Content-Type: ").append(response.contentType).append("\r\n");
-    if (response.status != 204 && !response.stream) {
-        head.append("Content-Length: ").append(std::to_string(response.body.size())).append("\r\n");
+    if (response.status != 204 && response.status != 304 && !response.stream) {
+        head.append("Content-Length: ").append(std::to_string(response.Body().size())).append("\r\n");
     }
-    head.append("Cache-Control: no-store\r\nX-Content-Type-Options: nosniff\r\n").append(response.headers);
+    head.append("Cache-Control: ").append(response.caching);
+    head.append("\r\nX-Content-Type-Options: nosniff\r\n").append(response.headers);
     head.append(keepAlive ? "Connection: keep-alive\r\n\r\n" : "Connection: close\r\n\r\n");
     return head;
 }

@@ -28,6 +28,8 @@ struct Request {
     std::optional<std::string_view> authorization;
     std::optional<std::string_view> contentType;
     std::optional<std::string_view> lastEventId;
+    std::optional<std::string_view> acceptEncoding;
+    std::optional<std::string_view> ifNoneMatch;
     std::string_view body;
 };
 
@@ -46,6 +48,10 @@ struct Response {
     std::string body;
     std::string headers;  // more header lines, each with its line end
     std::optional<StreamStart> stream;
+    std::shared_ptr<const std::string> sharedBody{};  // in the place of `body`, for one that many clients get
+    std::string_view caching = "no-store";            // of Cache-Control, a constant
+
+    std::string_view Body() const { return sharedBody ? *sharedBody : body; }
 };
 
 /// Answers a request. Called once.
@@ -55,6 +61,9 @@ Response XmlResponse(std::string element);
 Response EmptyResponse();
 /// An <error> element; the text says what to do.
 Response ErrorResponse(unsigned int status, const std::string& text);
+
+/// A 405 that names the methods, as in "GET, PUT".
+Response OtherMethodResponse(const std::string& allowed);
 
 /// The reason phrase of a status, "Not Found" for 404.
 std::string_view StatusText(unsigned int status);

@@ -30,7 +30,7 @@ constexpr char kHelpTail[] =
     "\nDefault state folder: $STATE_DIRECTORY, else $XDG_STATE_HOME/driverhost,\n"
     "else $HOME/.local/state/driverhost.\n"
     "\nSignals: SIGTERM and SIGINT end the host in an orderly way, SIGHUP makes it read\n"
-    "the home file again.\n"
+    "the home file and the pages again.\n"
     "\nExit status:\n"
     "  0  ended in an orderly way, on SIGTERM or SIGINT\n"
     "  1  could not start (address in use, state folder unusable or in use by\n"
@@ -61,8 +61,10 @@ po::options_description DescribeOptions() {
         "file with the token that requests must show (mode 0600)")(
         "plugin-dir", po::value<std::string>()->value_name("DIR"),
         "where the drivers' libraries are; default: ../plugins beside the program")(
-        "reports-dir", po::value<std::string>()->value_name("DIR"),
-        "where other programs leave metrics and warnings; default: $INTERCOM_REPORTS_DIR, else none")(
+        "web-dir", po::value<std::string>()->value_name("DIR"),
+        "the pages that are served; default: ../web or ../share/driverhost/web beside the program, else "
+        "none")("reports-dir", po::value<std::string>()->value_name("DIR"),
+                "where other programs leave metrics and warnings; default: $INTERCOM_REPORTS_DIR, else none")(
         "log-level",
         po::value<std::string>()->value_name("N")->default_value(std::to_string(kDefaultLogLevel)),
         "log lines up to this level: 3 errors, 6 information, 7 debugging")("help", "print this help")(
@@ -114,11 +116,33 @@ std::string DefaultStateFolder() {
     throw OptionError("there is no default state folder without $HOME; set --state-dir");
 }
 
-std::string DefaultPluginFolder() {
+// The folder above the one that the program is in: of a build or of an installation.
+std::filesystem::path OwnFolder(const char* insteadSet) {
     std::error_code error;
     const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
-    if (error) throw OptionError("cannot find out the program's own folder; set --plugin-dir");
-    return (program.parent_path().parent_path() / "plugins").string();
+    if (error) throw OptionError(std::string("cannot find out the program's own folder; set ") + insteadSet);
+    return program.parent_path().parent_path();
+}
+
+std::string DefaultPluginFolder() {
+    return (OwnFolder("--plugin-dir") / "plugins").string();
+}
+
+bool IsFolder(const std::filesystem::path& path) {
+    std::error_code error;  // then it is none
+    return std::filesystem::is_directory(path, error);
+}
+
+// Empty when there is none: a host without pages is a whole one.
+std::string FindWebFolder(const std::string& given) {
+    if (!given.empty() && !IsFolder(given))
+        throw OptionError("--web-dir " + given + ": there is no such folder");
+    if (!given.empty()) return given;
+    for (const char* place : {"web", "share/driverhost/web"}) {
+        const auto folder = OwnFolder("--web-dir") / place;
+        if (IsFolder(folder)) return folder.string();
+    }
+    return {};
 }
 
 unsigned int ParseLogLevel(const std::string& text) {
@@ -167,6 +191,7 @@ Options Read(const po::variables_map& values) {
     options.socket = std::filesystem::absolute(options.socket).string();  // others run in other folders
     options.pluginFolder = Text(values, "plugin-dir");
     if (options.pluginFolder.empty()) options.pluginFolder = DefaultPluginFolder();
+    options.webFolder = FindWebFolder(Text(values, "web-dir"));
     options.reportsFolder = Text(values, "reports-dir");
     if (options.reportsFolder.empty()) options.reportsFolder = FromEnvironment(kReportsVariable);
     if (!options.reportsFolder.empty())

@@ -25,6 +25,7 @@ struct Options {
     std::string socket;  // the unix socket's path
     std::string token;   // empty: requests need none
     std::string pluginFolder;
+    std::string webFolder;      // the pages; empty: there are none
     std::string reportsFolder;  // where other programs leave metrics and warnings; empty: none
     unsigned int logLevel = 0;
     Limits limits;

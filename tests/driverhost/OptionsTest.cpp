@@ -73,6 +73,12 @@ TEST_F(OptionsTest, ReportsComeFromTheFolderThatIsGivenElseFromTheEnvironmentsEl
     unsetenv("INTERCOM_REPORTS_DIR");
 }
 
+TEST_F(OptionsTest, AFolderOfPagesMustBeThereWhenItIsGiven) {
+    EXPECT_EQ(Parse({"--home", "h", "--web-dir", folder_.Path().c_str()}).webFolder, folder_.Path());
+    EXPECT_EQ(FaultOf({"--home", "h", "--web-dir", "/nowhere/web"}),
+              "--web-dir /nowhere/web: there is no such folder");
+}
+
 TEST_F(OptionsTest, WithoutHomeItIsMissing) {
     EXPECT_EQ(FaultOf({}), "--home FILE is missing; driverhost --help lists the options");
 }
@@ -128,8 +134,8 @@ TEST_F(OptionsTest, TheLogLevelIsADigitUpToSeven) {
 
 TEST_F(OptionsTest, HelpAndVersionArePrintedWithoutAHome) {
     const std::string help = Parse({"--help"}).printOnly;
-    for (const char* option :
-         {"--home", "--state-dir", "--listen", "--token-file", "--plugin-dir", "--log-level", "Exit status:"})
+    for (const char* option : {"--home", "--state-dir", "--listen", "--token-file", "--plugin-dir",
+                               "--web-dir", "--log-level", "Exit status:"})
         EXPECT_THAT(help, HasSubstr(option));
     EXPECT_EQ(Parse({"--version"}).printOnly, "driverhost 1.0.0 (driver ABI 3)\n");
 }

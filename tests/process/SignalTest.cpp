@@ -363,5 +363,16 @@ TEST_F(ManagerTest, ThatDoesNotReadHoldsNobody) {
     EXPECT_EQ(Stop(), 0);
 }
 
+TEST_F(SignalTest, HangupReadsThePagesAgain) {
+    std::filesystem::create_directory(folder_.Path() + "/web");
+    folder_.Write("web/index.html", "the start");
+    Start({"--web-dir", folder_.Path() + "/web"});
+    EXPECT_EQ(Ask("GET", "/").body, "the start");
+    folder_.Write("web/index.html", "another start");
+    host_->Signal(SIGHUP);
+    EXPECT_TRUE(test::Eventually([this] { return Ask("GET", "/").body == "another start"; }));
+    EXPECT_THAT(Log(), HasSubstr("the pages were read again: 1 files"));
+}
+
 }  // namespace
 }  // namespace driverhost

@@ -80,14 +80,17 @@ void Routes::Find(const Request& request, const Path& path, const Reply& reply) 
         if (route.method == request.method) return (this->*route.handler)(request, path, reply);
         allowed.append(allowed.empty() ? "" : ", ").append(route.method);
     }
-    if (allowed.empty()) {
-        return reply(ErrorResponse(404,
-                                   "no such path; GET /drivers lists the drivers, and "
-                                   "POST /drivers/NAME/commands/COMMAND runs a command"));
-    }
-    Response response = ErrorResponse(405, "this path takes only " + allowed);
-    response.headers = "Allow: " + allowed + "\r\n";
-    reply(std::move(response));
+    reply(allowed.empty() ? FindPage(request, path) : OtherMethodResponse(allowed));
+}
+
+// What is no path of the interface may be one of the pages.
+Response Routes::FindPage(const Request& request, const Path& path) const {
+    if (auto page = served_.pages.Answer(request, path)) return std::move(*page);
+    std::string text =
+        "no such path; GET /drivers lists the drivers, and POST /drivers/NAME/commands/COMMAND runs a "
+        "command";
+    if (!served_.pages.HasFolder()) text += "; there are no pages, because driverhost runs without --web-dir";
+    return ErrorResponse(404, text);
 }
 
 }  // namespace driverhost

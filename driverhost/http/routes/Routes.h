@@ -10,6 +10,7 @@
 #include "driverhost/http/Message.h"
 #include "driverhost/http/Trust.h"
 #include "driverhost/http/routes/EventStream.h"
+#include "driverhost/http/web/WebPages.h"
 #include "driverhost/plugins/DriverTable.h"
 #include "driverhost/runtime/Fault.h"
 #include "driverhost/runtime/ProgramReports.h"
@@ -26,6 +27,7 @@ struct Served {
     ProgramReports& reports;
     const Trust& trust;
     const Limits& limits;
+    const WebPages& pages;
     std::function<Gauges()> gauges;
 };
 
@@ -56,6 +58,7 @@ private:
     static const std::vector<Route>& Table();
 
     void Find(const Request& request, const Path& path, const Reply& reply);
+    Response FindPage(const Request& request, const Path& path) const;
 
     void RunCommand(const Request& request, const Path& path, const Reply& reply);
     void ListDrivers(const Request& request, const Path& path, const Reply& reply);

@@ -21,7 +21,7 @@ void RequestParts::Clear() {
     method.clear();
     target.clear();
     for (HeadLine* line : {&host, &origin, &authorization, &contentType, &contentLength, &transferEncoding,
-                           &expect, &lastEventId})
+                           &expect, &lastEventId, &acceptEncoding, &ifNoneMatch})
         driverhost::Clear(*line);
     ClearBody();
 }
@@ -43,6 +43,8 @@ void RequestParts::FillHead(Request& request) const {
     request.authorization = authorization.Get();
     request.contentType = contentType.Get();
     request.lastEventId = lastEventId.Get();
+    request.acceptEncoding = acceptEncoding.Get();
+    request.ifNoneMatch = ifNoneMatch.Get();
 }
 
 HeadLine* RequestParser::Find(Field known, Text name) {
@@ -61,6 +63,10 @@ HeadLine* RequestParser::Find(Field known, Text name) {
             return &parts_.transferEncoding;
         case field::expect:
             return &parts_.expect;
+        case field::accept_encoding:
+            return &parts_.acceptEncoding;
+        case field::if_none_match:
+            return &parts_.ifNoneMatch;
         case field::unknown:
             return beast::iequals(name, kLastEventId) ? &parts_.lastEventId : nullptr;
         default:

@@ -40,6 +40,8 @@ struct RequestParts {
     HeadLine transferEncoding;
     HeadLine expect;
     HeadLine lastEventId;
+    HeadLine acceptEncoding;
+    HeadLine ifNoneMatch;
     std::string body;
 };
 

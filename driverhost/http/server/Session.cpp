@@ -124,10 +124,12 @@ void Session::Continue() {
 
 void Session::Answer() {
     Enter(Phase::Answering, kNoLimit);
-    context_.routes.Answer(Received(), [self = shared_from_this()](Response response) {
+    const Request request = Received();
+    const bool onlyHead = request.method == "HEAD";
+    context_.routes.Answer(request, [self = shared_from_this(), onlyHead](Response response) {
         if (self->phase_ != Phase::Answering) return;
         if (response.stream) return self->BeginStream(std::move(response));
-        self->Write(std::move(response), self->reader_.KeepAlive() && !self->stopping_);
+        self->Write(std::move(response), self->reader_.KeepAlive() && !self->stopping_, onlyHead);
     });
 }
 
@@ -154,7 +156,7 @@ void Session::ReleaseBody() {
     context_.bodyBytes -= std::exchange(bodyBytes_, 0);
 }
 
-void Session::Write(Response response, bool keepAlive) {
+void Session::Write(Response response, bool keepAlive, bool onlyHead) {
     ReleaseBody();
     context_.metrics.CountResponse(response.status);
     Enter(Phase::Writing, context_.limits.writeTime);
@@ -162,12 +164,19 @@ void Session::Write(Response response, bool keepAlive) {
     socket_.cancel(ignored);
     keepAlive_ = keepAlive;
     head_ = FormatHead(response, keepAlive);
+    if (onlyHead) {
+        response.body.clear();
+        response.sharedBody = nullptr;
+    }
     body_ = std::move(response.body);
-    const std::array<asio::const_buffer, 2> parts = {asio::buffer(head_), asio::buffer(body_)};
+    sharedBody_ = std::move(response.sharedBody);
+    const std::array<asio::const_buffer, 2> parts = {asio::buffer(head_),
+                                                     asio::buffer(sharedBody_ ? *sharedBody_ : body_)};
     asio::async_write(socket_, parts, Guarded([](Session& self, std::size_t) { self.OnWritten(); }));
 }
 
 void Session::OnWritten() {
+    sharedBody_.reset();
     if (!keepAlive_ || stopping_) return Linger();
     reader_.Next();
     Enter(Phase::Idle, context_.limits.idleTime);

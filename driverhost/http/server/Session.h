@@ -66,7 +66,7 @@ private:
     bool HoldBody();
     void RefuseBody();
     void ReleaseBody();
-    void Write(Response response, bool keepAlive);
+    void Write(Response response, bool keepAlive, bool onlyHead = false);
     void OnWritten();
 
     void BeginStream(Response response);
@@ -95,6 +95,7 @@ private:
     // Being written.
     std::string head_;
     std::string body_;
+    std::shared_ptr<const std::string> sharedBody_;
 
     // While streaming.
     std::shared_ptr<DriverReader> driverReader_;  // on the stream of one driver's reader

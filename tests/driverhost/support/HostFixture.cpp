@@ -18,7 +18,8 @@ void HostFixture::Add(const std::string& name, const std::string& library, const
 
 void HostFixture::Load() {
     table_.emplace(home_, services_);
-    routes_.emplace(Served{*table_, keeper_, events_, metrics_, reports_, trust_, limits_, [this] {
+    pages_.emplace(thread_, webFolder_);
+    routes_.emplace(Served{*table_, keeper_, events_, metrics_, reports_, trust_, limits_, *pages_, [this] {
                                return Gauges{events_.Readers(), 0, 0};
                            }});
     table_->LoadLibraries();

@@ -86,6 +86,8 @@ protected:
     Home home_;
     std::optional<DriverTable> table_;
     Trust trust_{{"127.0.0.1", 8350}, "", "box"};
+    std::string webFolder_;  // empty: no pages
+    std::optional<WebPages> pages_;
     std::optional<Routes> routes_;
 };
 
