@@ -1,5 +1,6 @@
 # The network libraries, compiled once for every program that speaks to a socket, and their headers with them.
-add_library(boost_network STATIC ${PROJECT_SOURCE_DIR}/cmake/BoostSources.cpp)
+add_library(boost_network STATIC ${PROJECT_SOURCE_DIR}/cmake/BoostSources.cpp
+            ${PROJECT_SOURCE_DIR}/cmake/BoostTlsSources.cpp)
 target_link_libraries(boost_network PUBLIC project_options Boost::headers Threads::Threads)
 # Without fences: the queues' mutexes order what threads hand over, and ThreadSanitizer knows no fences.
 target_compile_definitions(boost_network PUBLIC BOOST_ASIO_SEPARATE_COMPILATION BOOST_BEAST_SEPARATE_COMPILATION

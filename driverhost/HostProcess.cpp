@@ -16,6 +16,7 @@
 #include "driverhost/http/routes/Routes.h"
 #include "driverhost/http/server/LocalSocket.h"
 #include "driverhost/http/server/Server.h"
+#include "driverhost/http/server/TlsCertificate.h"
 #include "driverhost/http/web/WebPages.h"
 #include "driverhost/plugins/DriverTable.h"
 #include "driverhost/plugins/LibraryTrial.h"
@@ -72,6 +73,7 @@ class HostProcess::Impl {
 public:
     Impl(const Options& givenOptions, const Home& home);
 
+    void Listen();
     void Serve();
     void AwaitSignals();
     void OnSignal(int number);
@@ -97,6 +99,7 @@ public:
     InterfaceTable interfaces;
     HostServices services;
     DriverTable drivers;
+    TlsCertificate certificate;
     const Trust trust;
     WebPages pages;
     Routes routes;
@@ -127,12 +130,15 @@ HostProcess::Impl::Impl(const Options& givenOptions, const Home& home)
           [this](const std::string& element) { events.Publish(element); },
           [this](const std::vector<std::string>& paths) { return TryLibraries(paths, limits.libraryTime); }},
       drivers(home, services),
-      trust(options.listen, options.token, MachineName()),
+      certificate(options.tls),
+      trust(options.listen, options.token, MachineName(), &certificate),
       pages(thread, options.webFolder),
-      routes({drivers, keeper, events, metrics, reports, trust, limits, pages, [this] {
+      routes({drivers, keeper, events, metrics, reports, trust, limits, pages, certificate,
+              [this] {
                   if (!server) return Gauges{};
                   return Gauges{events.Readers(), server->Connections(), server->BodyBytes()};
-              }}) {
+              },
+              [this] { return server->Address().port; }}) {
     NetworkInterfaces::Override(home.address);
 }
 
@@ -153,15 +159,22 @@ void HostProcess::LoadStates() {
 }
 
 void HostProcess::Listen() {
-    impl_->server.emplace(impl_->thread, impl_->options.listen, impl_->limits, impl_->options.socket);
+    impl_->Listen();
     // Before any driver starts a program, which is to find the host by it.
     ::setenv(kLocalSocketVariable, impl_->options.socket.c_str(), 1);
     const auto home = std::filesystem::absolute(impl_->options.home);
     ::setenv(kHomeFolderVariable, home.parent_path().c_str(), 1);
     if (!impl_->options.reportsFolder.empty())
         ::setenv(kReportsVariable, impl_->options.reportsFolder.c_str(), 1);
-    impl_->watchdog.emplace(impl_->thread, impl_->manager, impl_->server->ListeningSocket(), &Unavailable,
-                            TimesOf(impl_->limits));
+    // It speaks no TLS: clients that do wait until the thread is free again.
+    const int socket = impl_->certificate.IsThere() ? -1 : impl_->server->ListeningSocket();
+    impl_->watchdog.emplace(impl_->thread, impl_->manager, socket, &Unavailable, TimesOf(impl_->limits));
+}
+
+void HostProcess::Impl::Listen() {
+    server.emplace(thread, options.listen, limits, options.socket);
+    if (certificate.IsThere()) server->UseTls(certificate);
+    if (options.plainListen) server->ListenPlain(*options.plainListen);
 }
 
 // A signal that comes while drivers start is handled as soon as the host serves, so it ends in order, too.
@@ -186,6 +199,7 @@ void HostProcess::Impl::OnSignal(int number) {
     if (number != SIGHUP) return BeginEnd();
     ReadHomeAgain();
     pages.ReadAgain();
+    certificate.ReadAgain();
 }
 
 void HostProcess::Serve() {
@@ -195,7 +209,13 @@ void HostProcess::Serve() {
 void HostProcess::Impl::Serve() {
     server->Start(routes, events, metrics);
     manager.Notify("READY=1");
-    HostLog::Write(dv::LOG_LEVEL_INFO, kHostName, "host listening on http://" + server->Address().ToText());
+    const std::string scheme = certificate.IsThere() ? "https://" : "http://";
+    HostLog::Write(dv::LOG_LEVEL_INFO, kHostName, "host listening on " + scheme + server->Address().ToText());
+    if (const auto plain = server->PlainAddress()) {
+        HostLog::Write(dv::LOG_LEVEL_INFO, kHostName,
+                       "the authority's certificate is at http://" + plain->ToText() +
+                           "/ca.pem, with the SHA-256 fingerprint " + certificate.Fingerprint());
+    }
     thread.Run();
 }
 

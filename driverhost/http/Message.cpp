@@ -40,6 +40,8 @@ std::string_view StatusText(unsigned int status) {
             return "No Content";
         case 304:
             return "Not Modified";
+        case 308:
+            return "Permanent Redirect";
         case 400:
             return "Bad Request";
         case 401:

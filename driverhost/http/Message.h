@@ -14,6 +14,7 @@ namespace driverhost {
 /// The way by which a request came in.
 enum class Door {
     Network,  // whoever reaches the address; Trust decides
+    Plain,    // the port without TLS, which only helps clients to find the other one
     Local     // the unix socket, which only this process's own user can open
 };
 

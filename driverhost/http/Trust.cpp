@@ -7,12 +7,20 @@
 #include <array>
 #include <utility>
 
+#include "driverhost/http/server/TlsCertificate.h"
+
 namespace driverhost {
 namespace {
 
 constexpr std::string_view kBearer = "Bearer ";
-constexpr std::string_view kHttpOrigin = "http://";
-constexpr std::string_view kDefaultPort = ":80";
+// How the origin of a page begins, and the port that browsers leave out.
+struct Scheme {
+    std::string_view begin;
+    std::string_view port;
+};
+
+constexpr Scheme kHttp{"http://", ":80"};
+constexpr Scheme kHttps{"https://", ":443"};
 
 bool EqualNames(std::string_view left, std::string_view right) {
     return left.size() == right.size() && strncasecmp(left.data(), right.data(), left.size()) == 0;
@@ -27,14 +35,9 @@ std::string_view WithoutPort(std::string_view host) {
 }
 
 // A browser leaves the default port out of Host, but may write it in Origin.
-std::string_view WithoutDefaultPort(std::string_view authority) {
-    if (authority.ends_with(kDefaultPort)) authority.remove_suffix(kDefaultPort.size());
+std::string_view WithoutDefaultPort(std::string_view authority, const Scheme& scheme) {
+    if (authority.ends_with(scheme.port)) authority.remove_suffix(scheme.port.size());
     return authority;
-}
-
-bool IsSameOrigin(std::string_view origin, std::string_view host) {
-    if (!origin.starts_with(kHttpOrigin)) return false;
-    return EqualNames(WithoutDefaultPort(origin.substr(kHttpOrigin.size())), WithoutDefaultPort(host));
 }
 
 // Takes the same time whether the token is right or wrong, so that nobody can guess it piece by piece.
@@ -49,8 +52,15 @@ bool EqualSecrets(std::string_view given, std::string_view secret) {
 
 }  // namespace
 
-Trust::Trust(ListenAddress listen, std::string token, std::string ownName)
-    : listen_(std::move(listen)), token_(std::move(token)), ownName_(std::move(ownName)) {}
+Trust::Trust(ListenAddress listen, std::string token, std::string ownName, const TlsCertificate* certificate)
+    : listen_(std::move(listen)),
+      token_(std::move(token)),
+      ownName_(std::move(ownName)),
+      certificate_(certificate) {}
+
+bool Trust::IsTls() const {
+    return certificate_ && certificate_->IsThere();
+}
 
 std::optional<Response> Trust::Refuse(const Request& request) const {
     if (request.hosts != 1) return ErrorResponse(400, "a request needs exactly one Host line");
@@ -59,6 +69,7 @@ std::optional<Response> Trust::Refuse(const Request& request) const {
         return ErrorResponse(
             403, "the name in Host is not one of this host's names; use its address or localhost");
     }
+    if (request.door == Door::Plain) return std::nullopt;  // nothing there is worth asking who comes
     if (request.origin && !IsSameOrigin(*request.origin, request.host)) {
         return ErrorResponse(
             403, "requests from pages of other origins are refused; open the page from this host");
@@ -80,8 +91,16 @@ bool Trust::IsOwnHost(std::string_view host) const {
     if (EqualNames(host, "localhost") || host == "127.0.0.1" || host == "[::1]") return true;
     const bool isAddress = IsIpAddress(ip) && bracketed == (ip.find(':') != std::string::npos);
     if (isAddress && (ip == listen_.ip || !listen_.IsLoopback())) return true;
+    if (certificate_ && certificate_->IsFor(ip)) return true;
     if (listen_.IsLoopback() || ownName_.empty()) return false;
     return EqualNames(host, ownName_) || EqualNames(host, ownName_ + ".local");
+}
+
+bool Trust::IsSameOrigin(std::string_view origin, std::string_view host) const {
+    const Scheme& scheme = IsTls() ? kHttps : kHttp;
+    if (!origin.starts_with(scheme.begin)) return false;
+    return EqualNames(WithoutDefaultPort(origin.substr(scheme.begin.size()), scheme),
+                      WithoutDefaultPort(host, scheme));
 }
 
 bool Trust::ShowsToken(const Request& request) const {

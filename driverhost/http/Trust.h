@@ -14,21 +14,28 @@
 
 namespace driverhost {
 
+class TlsCertificate;
+
 class Trust {
 public:
-    /// `ownName` is the machine's name. With an empty token, requests need none.
-    Trust(ListenAddress listen, std::string token, std::string ownName);
+    /// `ownName` is the machine's name. With an empty token, requests need none. The certificate may be
+    /// null; if there is one, the names that it is for are the host's own.
+    Trust(ListenAddress listen, std::string token, std::string ownName,
+          const TlsCertificate* certificate = nullptr);
 
     /// The refusal; none when the request may go on.
     std::optional<Response> Refuse(const Request& request) const;
 
 private:
+    bool IsTls() const;
     bool IsOwnHost(std::string_view host) const;
+    bool IsSameOrigin(std::string_view origin, std::string_view host) const;
     bool ShowsToken(const Request& request) const;
 
     const ListenAddress listen_;
     const std::string token_;
     const std::string ownName_;
+    const TlsCertificate* const certificate_;
 };
 
 /// The machine's name, empty when it has none.

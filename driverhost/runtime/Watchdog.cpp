@@ -54,6 +54,7 @@ Watchdog::Watchdog(const DriverThread& thread, const ServiceManager& manager, in
       manager_(manager),
       answer_(answer),
       times_(times),
+      answers_(listeningSocket >= 0),
       listeningSocket_(listeningSocket),
       runner_([this] { Run(); }) {}
 
@@ -102,7 +103,9 @@ std::optional<CallInfo> Watchdog::HeldCall() const {
 void Watchdog::OnHeld(const CallInfo& call) {
     const std::string why = Describe(call);
     if (!reported_ || reported_->since != call.since) {
-        HostLog::Write(dv::LOG_LEVEL_ERROR, kHostName, why + "; requests are answered with 503 meanwhile");
+        const char* what =
+            answers_ ? "; requests are answered with 503 meanwhile" : "; requests wait meanwhile";
+        HostLog::Write(dv::LOG_LEVEL_ERROR, kHostName, why + what);
     }
     reported_ = call;
     AnswerOne(why);

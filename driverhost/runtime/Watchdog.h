@@ -28,6 +28,7 @@ public:
     /// `why`. [watchdog thread]
     using Answer = std::string (*)(const std::string& why);
 
+    /// Without a socket (-1) nobody is answered.
     Watchdog(const DriverThread& thread, const ServiceManager& manager, int listeningSocket, Answer answer,
              WatchdogTimes times = {});
     Watchdog(const Watchdog&) = delete;
@@ -49,6 +50,7 @@ private:
     const ServiceManager& manager_;
     const Answer answer_;
     const WatchdogTimes times_;
+    const bool answers_;
 
     std::optional<CallInfo> reported_;  // [watchdog thread]
     Clock::time_point lastNotified_{};  // [watchdog thread]

@@ -24,6 +24,8 @@ constexpr std::array kTable = {
     LimitRow{"form-fields",      "N",     &Limits::formFields,     1, kMillion,  "most fields in a form; otherwise 413"},
     LimitRow{"connections",      "N",     &Limits::connections,    1, kMillion,  "most open connections; otherwise 503"},
     LimitRow{"refusals",         "N",     &Limits::refusals,       0, kMillion,  "most connections over that bound that are answered at a time; the rest are closed"},
+    LimitRow{"handshakes",       "N",     &Limits::handshakes,     1, kMillion,  "most TLS handshakes under way; the oldest are closed"},
+    LimitRow{"handshake-time",   "MS",    &Limits::handshakeTime,  1, kDay,      "for a TLS handshake; otherwise the connection is closed"},
     LimitRow{"head-time",        "MS",    &Limits::headTime,       1, kDay,      "for a head to arrive; otherwise 408"},
     LimitRow{"body-time",        "MS",    &Limits::bodyTime,       1, kDay,      "for a body to arrive; otherwise 408"},
     LimitRow{"idle-time",        "MS",    &Limits::idleTime,       1, kDay,      "for the next request to begin; otherwise the connection is closed"},

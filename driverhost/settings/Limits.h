@@ -28,15 +28,17 @@ struct Limits {
     std::size_t totalBodyBytes = 64 * 1024 * 1024;  // of all large bodies together; else 503
     std::size_t formFields = 10'000;                // else 413
     std::size_t connections = 4096;                 // else 503
+    std::size_t handshakes = 64;                    // of TLS under way; the oldest give way
     std::size_t refusals = 64;  // connections beyond that bound that get their 503 at the same time
 
-    std::chrono::milliseconds headTime{10'000};     // else 408
-    std::chrono::milliseconds bodyTime{30'000};     // else 408
-    std::chrono::milliseconds idleTime{75'000};     // for the next request to begin
-    std::chrono::milliseconds writeTime{30'000};    // for the client to take its answer
-    std::chrono::milliseconds lingerTime{2'000};    // for the client to read a last answer
-    std::chrono::milliseconds commentTime{15'000};  // between comments on an event stream
-    std::chrono::milliseconds tick{1'000};          // between checks of the times above
+    std::chrono::milliseconds handshakeTime{10'000};  // else closed
+    std::chrono::milliseconds headTime{10'000};       // else 408
+    std::chrono::milliseconds bodyTime{30'000};       // else 408
+    std::chrono::milliseconds idleTime{75'000};       // for the next request to begin
+    std::chrono::milliseconds writeTime{30'000};      // for the client to take its answer
+    std::chrono::milliseconds lingerTime{2'000};      // for the client to read a last answer
+    std::chrono::milliseconds commentTime{15'000};    // between comments on an event stream
+    std::chrono::milliseconds tick{1'000};            // between checks of the times above
 
     std::size_t keptEvents = 4096;
     std::size_t keptEventBytes = 64 * 1024 * 1024;

@@ -30,7 +30,7 @@ constexpr char kHelpTail[] =
     "\nDefault state folder: $STATE_DIRECTORY, else $XDG_STATE_HOME/driverhost,\n"
     "else $HOME/.local/state/driverhost.\n"
     "\nSignals: SIGTERM and SIGINT end the host in an orderly way, SIGHUP makes it read\n"
-    "the home file and the pages again.\n"
+    "the home file, the pages and the certificate again.\n"
     "\nExit status:\n"
     "  0  ended in an orderly way, on SIGTERM or SIGINT\n"
     "  1  could not start (address in use, state folder unusable or in use by\n"
@@ -55,6 +55,13 @@ po::options_description DescribeOptions() {
         "state-dir", po::value<std::string>()->value_name("DIR"), "where states are stored")(
         "listen", po::value<std::string>()->value_name("ADDRESS:PORT")->default_value(kDefaultListen),
         "where to listen; port 0 means any free port; an address that others can reach needs --token-file")(
+        "tls-certificate", po::value<std::string>()->value_name("FILE"),
+        "the certificate with which --listen speaks TLS (PEM); scripts/certificate makes one")(
+        "tls-key", po::value<std::string>()->value_name("FILE"), "its key (PEM, mode 0600)")(
+        "tls-authority", po::value<std::string>()->value_name("FILE"),
+        "the certificate of the authority that signed it, for the port of --plain-listen (PEM)")(
+        "plain-listen", po::value<std::string>()->value_name("ADDRESS:PORT"),
+        "a port without TLS that gives out the authority's certificate and leads to the other one")(
         "socket", po::value<std::string>()->value_name("PATH"),
         "unix socket for this machine's own programs; default: .socket in the state folder")(
         "token-file", po::value<std::string>()->value_name("FILE"),
@@ -153,15 +160,37 @@ unsigned int ParseLogLevel(const std::string& text) {
                       std::to_string(kHighestLogLevel));
 }
 
-ListenAddress ParseListen(const std::string& text, bool hasToken) {
+ListenAddress ParsePlace(const char* option, const std::string& text) {
     const auto address = ParseListenAddress(text);
-    if (!address) {
-        throw OptionError("--listen " + text + ": expected ADDRESS:PORT, like 127.0.0.1:8350 or [::1]:8350");
-    }
-    if (!address->IsLoopback() && !hasToken) {
+    if (address) return *address;
+    throw OptionError(std::string(option) + " " + text +
+                      ": expected ADDRESS:PORT, like 127.0.0.1:8350 or [::1]:8350");
+}
+
+ListenAddress ParseListen(const std::string& text, bool hasToken) {
+    ListenAddress address = ParsePlace("--listen", text);
+    if (!address.IsLoopback() && !hasToken) {
         throw OptionError("--listen " + text + ": others can reach this address, so --token-file is needed");
     }
-    return *address;
+    return address;
+}
+
+TlsFiles ReadTlsFiles(const po::variables_map& values) {
+    TlsFiles files{Text(values, "tls-certificate"), Text(values, "tls-key"), Text(values, "tls-authority")};
+    if (files.certificate.empty() != files.key.empty())
+        throw OptionError("--tls-certificate and --tls-key are of use only together");
+    if (files.certificate.empty() && !files.authority.empty())
+        throw OptionError("--tls-authority needs --tls-certificate and --tls-key");
+    return files;
+}
+
+std::optional<ListenAddress> ReadPlainListen(const po::variables_map& values, const TlsFiles& tls) {
+    const std::string text = Text(values, "plain-listen");
+    if (text.empty()) return std::nullopt;
+    if (tls.authority.empty())
+        throw OptionError("--plain-listen " + text +
+                          ": there is nothing to give out without --tls-authority");
+    return ParsePlace("--plain-listen", text);
 }
 
 Limits ReadLimits(const po::variables_map& values) {
@@ -182,6 +211,8 @@ Options Read(const po::variables_map& values) {
     const std::string tokenFile = Text(values, "token-file");
     if (values.count("token-file") > 0) options.token = ReadTokenFile(tokenFile);
     options.listen = ParseListen(Text(values, "listen"), !options.token.empty());
+    options.tls = ReadTlsFiles(values);
+    options.plainListen = ReadPlainListen(values, options.tls);
     options.logLevel = ParseLogLevel(Text(values, "log-level"));
     options.limits = ReadLimits(values);
     options.stateFolder = Text(values, "state-dir");

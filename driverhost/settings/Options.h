@@ -2,6 +2,7 @@
 #ifndef DRIVERHOST_SETTINGS_OPTIONS_H
 #define DRIVERHOST_SETTINGS_OPTIONS_H
 
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -18,12 +19,21 @@ enum ExitStatus : int {
     EXIT_WRONG_USE = 2  // wrong options, a fault in the home file, or a plug-in that does not fit
 };
 
+/// The paths; empty when there is none.
+struct TlsFiles {
+    std::string certificate;  // with those between it and the authority, if any
+    std::string key;
+    std::string authority;  // given to clients on the plain port
+};
+
 struct Options {
     std::string home;
     std::string stateFolder;
     ListenAddress listen;
-    std::string socket;  // the unix socket's path
-    std::string token;   // empty: requests need none
+    TlsFiles tls;
+    std::optional<ListenAddress> plainListen;  // the port without TLS
+    std::string socket;                        // the unix socket's path
+    std::string token;                         // empty: requests need none
     std::string pluginFolder;
     std::string webFolder;      // the pages; empty: there are none
     std::string reportsFolder;  // where other programs leave metrics and warnings; empty: none

@@ -79,6 +79,22 @@ TEST_F(OptionsTest, AFolderOfPagesMustBeThereWhenItIsGiven) {
               "--web-dir /nowhere/web: there is no such folder");
 }
 
+TEST_F(OptionsTest, WhatTlsNeedsComesTogether) {
+    const Options options = Parse({"--home", "h", "--tls-certificate", "c", "--tls-key", "k",
+                                   "--tls-authority", "a", "--plain-listen", "127.0.0.1:80"});
+    EXPECT_EQ(options.tls.certificate + options.tls.key + options.tls.authority, "cka");
+    EXPECT_EQ(options.plainListen->ToText(), "127.0.0.1:80");
+    EXPECT_THAT(FaultOf({"--home", "h", "--tls-certificate", "c"}), HasSubstr("only together"));
+    EXPECT_THAT(FaultOf({"--home", "h", "--tls-key", "k"}), HasSubstr("only together"));
+    EXPECT_THAT(FaultOf({"--home", "h", "--tls-authority", "a"}), HasSubstr("needs --tls-certificate"));
+    EXPECT_THAT(
+        FaultOf({"--home", "h", "--tls-certificate", "c", "--tls-key", "k", "--plain-listen", "1:80"}),
+        HasSubstr("without --tls-authority"));
+    EXPECT_THAT(FaultOf({"--home", "h", "--tls-certificate", "c", "--tls-key", "k", "--tls-authority", "a",
+                         "--plain-listen", "80"}),
+                HasSubstr("--plain-listen 80: expected ADDRESS:PORT"));
+}
+
 TEST_F(OptionsTest, WithoutHomeItIsMissing) {
     EXPECT_EQ(FaultOf({}), "--home FILE is missing; driverhost --help lists the options");
 }

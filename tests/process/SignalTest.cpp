@@ -13,6 +13,7 @@
 #include <filesystem>
 
 #include "driverhost/runtime/FileDescriptor.h"
+#include "tests/driverhost/support/Certificates.h"
 #include "tests/process/support/ProcessFixture.h"
 
 namespace driverhost {
@@ -372,6 +373,18 @@ TEST_F(SignalTest, HangupReadsThePagesAgain) {
     host_->Signal(SIGHUP);
     EXPECT_TRUE(test::Eventually([this] { return Ask("GET", "/").body == "another start"; }));
     EXPECT_THAT(Log(), HasSubstr("the pages were read again: 1 files"));
+}
+
+TEST_F(SignalTest, HangupReadsTheCertificateAgain) {
+    const Certificates made;
+    const TlsFiles files = made.Files();
+    Launch({"--tls-certificate", files.certificate, "--tls-key", files.key, "--tls-authority",
+            files.authority, "--plain-listen", "127.0.0.1:0"});
+    host_->WaitForLog("host listening on https://127.0.0.1:");
+    host_->WaitForLog("/ca.pem, with the SHA-256 fingerprint ");
+    host_->Signal(SIGHUP);
+    host_->WaitForLog("the certificate was read again; it ends on 20");
+    EXPECT_EQ(Stop(), 0);
 }
 
 }  // namespace

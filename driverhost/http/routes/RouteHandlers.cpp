@@ -1,5 +1,6 @@
 // The operations behind the paths, except those of states.
 #include <algorithm>
+#include <chrono>
 #include <iterator>
 #include <utility>
 
@@ -148,6 +149,8 @@ void Routes::ReportHealth(const Request&, const Path&, const Reply& reply) {
         if (!driver->IsRunning())
             warnings.push_back("driver " + driver->Name() + " does not run: " + driver->Failure());
     }
+    if (std::string warning = served_.certificate.Warning(std::chrono::system_clock::now()); !warning.empty())
+        warnings.push_back(std::move(warning));
     std::ranges::move(served_.reports.Warnings(), std::back_inserter(warnings));
     if (std::string trouble = served_.keeper.Trouble(); !trouble.empty()) {
         for (const std::string& warning : warnings)

@@ -62,6 +62,7 @@ Routes::Admission Routes::Admit(const Request& head) const {
 }
 
 void Routes::Answer(const Request& request, const Reply& reply) {
+    if (request.door == Door::Plain) return reply(AnswerPlain(request));
     const std::size_t query = request.target.find('?');
     if (query != std::string_view::npos && query + 1 < request.target.size()) {
         return reply(ErrorResponse(400, "parameters in the address are not read; send them as form fields"));

@@ -10,6 +10,7 @@
 #include "driverhost/http/Message.h"
 #include "driverhost/http/Trust.h"
 #include "driverhost/http/routes/EventStream.h"
+#include "driverhost/http/server/TlsCertificate.h"
 #include "driverhost/http/web/WebPages.h"
 #include "driverhost/plugins/DriverTable.h"
 #include "driverhost/runtime/Fault.h"
@@ -28,7 +29,9 @@ struct Served {
     const Trust& trust;
     const Limits& limits;
     const WebPages& pages;
+    const TlsCertificate& certificate;
     std::function<Gauges()> gauges;
+    std::function<unsigned short()> port = {};  // of the address that speaks TLS
 };
 
 /// All operations: [driver thread]
@@ -57,6 +60,7 @@ private:
     };
     static const std::vector<Route>& Table();
 
+    Response AnswerPlain(const Request& request) const;
     void Find(const Request& request, const Path& path, const Reply& reply);
     Response FindPage(const Request& request, const Path& path) const;
 

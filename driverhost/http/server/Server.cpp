@@ -11,6 +11,7 @@
 
 #include "driverhost/http/server/LocalSocket.h"
 #include "driverhost/http/server/Session.h"
+#include "driverhost/http/server/TlsCertificate.h"
 #include "driverhost/runtime/HostLog.h"
 #include "host/glue/Log.h"
 
@@ -28,6 +29,23 @@ void CloseOnExec(int socket) {
     fcntl(socket, F_SETFD, FD_CLOEXEC);
 }
 
+// Sets the port that it really has. Throws ListenError.
+void Bind(tcp::acceptor& acceptor, ListenAddress& address, const char* option) {
+    try {
+        const tcp::endpoint endpoint(asio::ip::make_address(address.ip), address.port);
+        acceptor.open(endpoint.protocol());
+        CloseOnExec(acceptor.native_handle());
+        acceptor.set_option(tcp::acceptor::reuse_address(true));
+        acceptor.bind(endpoint);
+        acceptor.listen();
+        acceptor.non_blocking(true);
+        address.port = acceptor.local_endpoint().port();
+    } catch (const boost::system::system_error& error) {
+        throw ListenError("cannot listen on " + address.ToText() + ": " + error.code().message() +
+                          "; choose another address with " + option);
+    }
+}
+
 }  // namespace
 
 class Server::Impl {
@@ -38,12 +56,16 @@ public:
 
     void Start(Routes& routes, EventStream& events, Metrics& metrics);
     void Stop(std::function<void()> stopped);
+    void ListenPlain(const ListenAddress& wanted);
 
     std::size_t BodyBytes() const { return context_ ? context_->bodyBytes : 0; }
 
     ListenAddress address;
     tcp::acceptor acceptor;
+    std::optional<ListenAddress> plainAddress;
+    std::optional<tcp::acceptor> plain;
     std::optional<LocalSocket> local;
+    const TlsCertificate* certificate = nullptr;
     std::unordered_set<std::shared_ptr<Session>> sessions;
 
 private:
@@ -51,9 +73,10 @@ private:
     void Accept(Acceptor& from);
     template <class Acceptor>
     void OnAccepted(Acceptor& from, const ErrorCode& error, Session::Socket socket);
-    void Admit(tcp::acceptor&, Session::Socket socket);
-    void Admit(LocalSocket::Protocol::acceptor&, Session::Socket socket);
+    void Admit(const tcp::acceptor& from, Session::Socket socket);
+    void Admit(const LocalSocket::Protocol::acceptor& from, Session::Socket socket);
     void Serve(Session::Socket socket, Door door);
+    void MakeRoomForHandshake();
     void Tick();
     void OnClosed(Session& session);
 
@@ -61,24 +84,13 @@ private:
     const Limits& limits_;
     std::optional<SessionContext> context_;
     std::function<void()> stopped_;
+    std::vector<std::weak_ptr<Session>> handshakes_;  // the oldest first; those that are done leave later
 };
 
 Server::Impl::Impl(DriverThread& thread, const ListenAddress& wanted, const Limits& limits,
                    const std::string& socketPath)
     : address(wanted), acceptor(thread.Loop()), thread_(thread), limits_(limits) {
-    try {
-        const tcp::endpoint endpoint(asio::ip::make_address(wanted.ip), wanted.port);
-        acceptor.open(endpoint.protocol());
-        CloseOnExec(acceptor.native_handle());
-        acceptor.set_option(tcp::acceptor::reuse_address(true));
-        acceptor.bind(endpoint);
-        acceptor.listen();
-        acceptor.non_blocking(true);
-        address.port = acceptor.local_endpoint().port();
-    } catch (const boost::system::system_error& error) {
-        throw ListenError("cannot listen on " + wanted.ToText() + ": " + error.code().message() +
-                          "; choose another address with --listen");
-    }
+    Bind(acceptor, address, "--listen");
     if (!socketPath.empty()) local.emplace(thread.Loop(), socketPath);
 }
 
@@ -92,8 +104,15 @@ void Server::Impl::Start(Routes& routes, EventStream& events, Metrics& metrics) 
     context_.emplace(
         SessionContext{routes, events, metrics, limits_, [this](Session& session) { OnClosed(session); }});
     Accept(acceptor);
+    if (plain) Accept(*plain);
     if (local) Accept(local->Acceptor());
     Tick();
+}
+
+void Server::Impl::ListenPlain(const ListenAddress& wanted) {
+    plainAddress = wanted;
+    plain.emplace(thread_.Loop());
+    Bind(*plain, *plainAddress, "--plain-listen");
 }
 
 template <class Acceptor>
@@ -117,14 +136,14 @@ void Server::Impl::OnAccepted(Acceptor& from, const ErrorCode& error, Session::S
     });
 }
 
-void Server::Impl::Admit(tcp::acceptor&, Session::Socket socket) {
+void Server::Impl::Admit(const tcp::acceptor& from, Session::Socket socket) {
     ErrorCode ignored;  // reading will show if the connection is gone
     socket.set_option(tcp::no_delay(true), ignored);
-    Serve(std::move(socket), Door::Network);
+    Serve(std::move(socket), plain && &from == &*plain ? Door::Plain : Door::Network);
 }
 
 // The file's mode keeps others out; a descriptor may have been handed on all the same.
-void Server::Impl::Admit(LocalSocket::Protocol::acceptor&, Session::Socket socket) {
+void Server::Impl::Admit(const LocalSocket::Protocol::acceptor&, Session::Socket socket) {
     if (LocalSocket::IsOwnUser(socket.native_handle())) return Serve(std::move(socket), Door::Local);
     HostLog::Write(dv::LOG_LEVEL_ERROR, kHostName, "another user's program was refused on " + local->Path());
 }
@@ -133,10 +152,27 @@ void Server::Impl::Serve(Session::Socket socket, Door door) {
     CloseOnExec(socket.native_handle());
     if (sessions.size() >= limits_.connections + limits_.refusals) return;  // closed without an answer
     const bool full = sessions.size() >= limits_.connections;
-    const auto session = std::make_shared<Session>(std::move(socket), door, *context_);
+    const bool isTls = certificate && door == Door::Network;
+    if (full && isTls) return;  // an answer would take a handshake, which is the dearest part
+    if (isTls) MakeRoomForHandshake();
+    const auto session = std::make_shared<Session>(
+        std::move(socket), isTls ? certificate->GetContext() : nullptr, door, *context_);
     sessions.insert(session);
+    if (isTls) handshakes_.push_back(session);
     if (!full) return session->Start();
     session->Refuse(ErrorResponse(503, "too many connections; try again later"));
+}
+
+// The oldest ones give way: a client that means it is done in a few round trips, and one that holds its
+// place without saying anything is not to keep others out.
+void Server::Impl::MakeRoomForHandshake() {
+    std::erase_if(handshakes_, [](const auto& weak) {
+        const auto session = weak.lock();
+        return !session || !session->IsShakingHands();
+    });
+    if (handshakes_.size() < limits_.handshakes) return;
+    if (const auto oldest = handshakes_.front().lock()) oldest->Stop();
+    handshakes_.erase(handshakes_.begin());
 }
 
 void Server::Impl::Tick() {
@@ -156,6 +192,7 @@ void Server::Impl::OnClosed(Session& session) {
 void Server::Impl::Stop(std::function<void()> stopped) {
     ErrorCode ignored;  // it stops accepting either way
     acceptor.close(ignored);
+    if (plain) plain->close(ignored);
     if (local) local->Acceptor().close(ignored);
     stopped_ = std::move(stopped);
     for (const auto& session : std::vector(sessions.begin(), sessions.end()))
@@ -168,6 +205,18 @@ Server::Server(DriverThread& thread, const ListenAddress& address, const Limits&
     : impl_(std::make_unique<Impl>(thread, address, limits, socketPath)) {}
 
 Server::~Server() = default;
+
+void Server::UseTls(const TlsCertificate& certificate) {
+    impl_->certificate = &certificate;
+}
+
+void Server::ListenPlain(const ListenAddress& address) {
+    impl_->ListenPlain(address);
+}
+
+std::optional<ListenAddress> Server::PlainAddress() const {
+    return impl_->plainAddress;
+}
 
 const ListenAddress& Server::Address() const {
     return impl_->address;

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -16,6 +17,7 @@ class DriverThread;
 class EventStream;
 class Metrics;
 class Routes;
+class TlsCertificate;
 
 class ListenError : public std::runtime_error {
 public:
@@ -34,8 +36,15 @@ public:
     /// The event loop must have stopped.
     ~Server();
 
+    /// Before Start: the address speaks TLS with that certificate, which outlives this.
+    void UseTls(const TlsCertificate& certificate);
+    /// Before Start: listens there, too, for Door::Plain. Throws ListenError.
+    void ListenPlain(const ListenAddress& address);
+
     /// The address, with the port that it really has.
     const ListenAddress& Address() const;
+    /// The same of the plain port; none when there is none.
+    std::optional<ListenAddress> PlainAddress() const;
     /// For the watchdog, which answers while the driver thread cannot.
     int ListeningSocket() const;
 

@@ -21,8 +21,9 @@ constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
 
 }  // namespace
 
-Session::Session(Socket socket, Door door, SessionContext& context)
-    : socket_(std::move(socket)),
+Session::Session(Socket socket, std::shared_ptr<ClientStream::Context> tls, Door door,
+                 SessionContext& context)
+    : stream_(std::move(socket), std::move(tls)),
       door_(door),
       context_(context),
       reader_(context.limits.headBytes, context.limits.stateBytes) {}
@@ -38,8 +39,18 @@ auto Session::Guarded(Handler handler) {
 }
 
 void Session::Start() {
+    if (stream_.IsTls()) return ShakeHands();
     Enter(Phase::Idle, context_.limits.idleTime);
     Read();
+}
+
+void Session::ShakeHands() {
+    Enter(Phase::Handshake, context_.limits.handshakeTime);
+    const auto shaken = Guarded([](Session& self, std::size_t) {
+        self.Enter(Phase::Idle, self.context_.limits.idleTime);
+        self.Read();
+    });
+    stream_.AsyncShakeHands([shaken](const ErrorCode& error) { shaken(error, 0); });
 }
 
 void Session::Refuse(Response response) {
@@ -71,7 +82,7 @@ void Session::Enter(Phase phase, Duration time) {
 
 void Session::Read() {
     const auto room = reader_.Prepare();
-    socket_.async_read_some(asio::buffer(room.data(), room.size()),
+    stream_.async_read_some(asio::buffer(room.data(), room.size()),
                             Guarded([](Session& self, std::size_t bytes) { self.OnRead(bytes); }));
 }
 
@@ -118,7 +129,7 @@ void Session::Admit() {
 }
 
 void Session::Continue() {
-    asio::async_write(socket_, asio::buffer(kContinue),
+    asio::async_write(stream_, asio::buffer(kContinue),
                       Guarded([](Session& self, std::size_t) { self.Proceed(); }));
 }
 
@@ -161,7 +172,7 @@ void Session::Write(Response response, bool keepAlive, bool onlyHead) {
     context_.metrics.CountResponse(response.status);
     Enter(Phase::Writing, context_.limits.writeTime);
     ErrorCode ignored;  // there may be nothing to cancel
-    socket_.cancel(ignored);
+    stream_.GetSocket().cancel(ignored);
     keepAlive_ = keepAlive;
     head_ = FormatHead(response, keepAlive);
     if (onlyHead) {
@@ -172,7 +183,7 @@ void Session::Write(Response response, bool keepAlive, bool onlyHead) {
     sharedBody_ = std::move(response.sharedBody);
     const std::array<asio::const_buffer, 2> parts = {asio::buffer(head_),
                                                      asio::buffer(sharedBody_ ? *sharedBody_ : body_)};
-    asio::async_write(socket_, parts, Guarded([](Session& self, std::size_t) { self.OnWritten(); }));
+    asio::async_write(stream_, parts, Guarded([](Session& self, std::size_t) { self.OnWritten(); }));
 }
 
 void Session::OnWritten() {
@@ -229,7 +240,7 @@ void Session::SendToReader() {
     newestWhenSent_ = context_.events.NextId();
     lastSent_ = CoarseNow();
     deadline_ = lastSent_ + context_.limits.writeTime;
-    asio::async_write(socket_, asio::buffer(body_), Guarded([](Session& self, std::size_t) {
+    asio::async_write(stream_, asio::buffer(body_), Guarded([](Session& self, std::size_t) {
                           self.sending_ = false;
                           self.deadline_ = CoarseNow() + kNoLimit;
                           self.Pump();
@@ -243,10 +254,17 @@ void Session::WatchReader() {
 
 // If the connection were closed while the client still sends, the client might never read the answer.
 void Session::Linger() {
-    ErrorCode error;
-    socket_.shutdown(Socket::shutdown_send, error);
-    if (error) return Close();
     Enter(Phase::Lingering, context_.limits.lingerTime);
+    if (!stream_.IsTls()) return EndSending();
+    stream_.AsyncFinish([self = shared_from_this()](const ErrorCode&) {
+        if (self->phase_ == Phase::Lingering) self->EndSending();
+    });
+}
+
+void Session::EndSending() {
+    ErrorCode error;
+    stream_.GetSocket().shutdown(Socket::shutdown_send, error);
+    if (error) return Close();
     Drain();
 }
 
@@ -263,7 +281,7 @@ void Session::Close() {
     context_.events.RemoveReader(*this);
     driverReader_.reset();
     ErrorCode ignored;  // the connection is gone either way
-    socket_.close(ignored);
+    stream_.GetSocket().close(ignored);
     context_.closed(*this);
 }
 

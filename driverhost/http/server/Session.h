@@ -3,7 +3,6 @@
 #ifndef DRIVERHOST_HTTP_SERVER_SESSION_H
 #define DRIVERHOST_HTTP_SERVER_SESSION_H
 
-#include <boost/asio/generic/stream_protocol.hpp>
 #include <functional>
 #include <memory>
 #include <string>
@@ -11,6 +10,7 @@
 #include "driverhost/http/routes/DriverReaders.h"
 #include "driverhost/http/routes/EventStream.h"
 #include "driverhost/http/routes/Routes.h"
+#include "driverhost/http/server/ClientStream.h"
 #include "driverhost/http/server/RequestReader.h"
 #include "driverhost/runtime/DriverThread.h"
 #include "driverhost/settings/Limits.h"
@@ -33,9 +33,10 @@ struct SessionContext {
 /// All operations: [driver thread]
 class Session final : public EventReader, public std::enable_shared_from_this<Session> {
 public:
-    using Socket = boost::asio::generic::stream_protocol::socket;
+    using Socket = ClientStream::Socket;
 
-    Session(Socket socket, Door door, SessionContext& context);
+    /// With `tls` the connection begins with a handshake.
+    Session(Socket socket, std::shared_ptr<ClientStream::Context> tls, Door door, SessionContext& context);
 
     /// Begins to serve the connection.
     void Start();
@@ -45,6 +46,8 @@ public:
     /// Checks whether a time has run out.
     void Tick(Clock::time_point now);
 
+    bool IsShakingHands() const { return phase_ == Phase::Handshake; }
+
     /// Closes now, or after the answer that is in progress.
     void Stop();
 
@@ -52,10 +55,11 @@ public:
     void OnEvents() override;
 
 private:
-    enum class Phase { Idle, Head, Body, Answering, Writing, Streaming, Lingering, Closed };
+    enum class Phase { Handshake, Idle, Head, Body, Answering, Writing, Streaming, Lingering, Closed };
     using Duration = std::chrono::milliseconds;
 
     void Enter(Phase phase, Duration time);
+    void ShakeHands();
     Request Received() const;
     void Read();
     void OnRead(std::size_t bytes);
@@ -76,13 +80,14 @@ private:
     void WatchReader();
 
     void Linger();
+    void EndSending();
     void Drain();
     void Close();
 
     template <class Handler>
     auto Guarded(Handler handler);
 
-    Socket socket_;
+    ClientStream stream_;
     const Door door_;
     SessionContext& context_;
     RequestReader reader_;

@@ -19,9 +19,13 @@ void HostFixture::Add(const std::string& name, const std::string& library, const
 void HostFixture::Load() {
     table_.emplace(home_, services_);
     pages_.emplace(thread_, webFolder_);
-    routes_.emplace(Served{*table_, keeper_, events_, metrics_, reports_, trust_, limits_, *pages_, [this] {
+    certificate_.emplace(tlsFiles_);
+    routes_.emplace(Served{*table_, keeper_, events_, metrics_, reports_, trust_, limits_, *pages_,
+                           *certificate_,
+                           [this] {
                                return Gauges{events_.Readers(), 0, 0};
-                           }});
+                           },
+                           [this] { return port_; }});
     table_->LoadLibraries();
     roots_.Load();
     table_->LoadStates();

@@ -88,7 +88,10 @@ protected:
     Trust trust_{{"127.0.0.1", 8350}, "", "box"};
     std::string webFolder_;  // empty: no pages
     std::optional<WebPages> pages_;
+    TlsFiles tlsFiles_;  // empty: no TLS
+    std::optional<TlsCertificate> certificate_;
     std::optional<Routes> routes_;
+    unsigned short port_ = 0;  // of a server, for tests that have one
 };
 
 }  // namespace driverhost

@@ -45,7 +45,6 @@ protected:
     }
 
     std::optional<Server> server_;
-    unsigned short port_ = 0;
 };
 
 }  // namespace driverhost
