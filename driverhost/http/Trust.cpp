@@ -13,6 +13,7 @@ namespace driverhost {
 namespace {
 
 constexpr std::string_view kBearer = "Bearer ";
+
 // How the origin of a page begins, and the port that browsers leave out.
 struct Scheme {
     std::string_view begin;

@@ -26,8 +26,8 @@ constexpr std::string_view kTabletMay =
     "Permissions-Policy: camera=(self), microphone=(self), geolocation=(), display-capture=()\r\n";
 constexpr std::string_view kOthersMay =
     "Permissions-Policy: camera=(), microphone=(), geolocation=(), display-capture=()\r\n";
-constexpr std::string_view kAskAgain =
-    "no-cache";  // may be kept, but the host is asked whether it has changed
+// It may be kept, but the host is asked each time whether it has changed.
+constexpr std::string_view kAskAgain = "no-cache";
 
 std::string_view Trimmed(std::string_view text) {
     const std::size_t begin = text.find_first_not_of(" \t");
