@@ -50,13 +50,18 @@ bool IsZero(std::string_view weight) {
     return boost::istarts_with(weight, "q=0") && weight.find_first_not_of("0.", 2) == std::string_view::npos;
 }
 
+// Another one for each form, since their bytes differ.
+std::string TagOf(const WebFile& file, bool packed) {
+    return "\"" + file.hash + (packed ? "-gzip\"" : "\"");
+}
+
 Response PageResponse(const WebFile& file, bool isTablet, bool packed) {
     Response response;
     response.status = 200;
     response.contentType = file.type;
     response.caching = kAskAgain;
     response.sharedBody = packed ? file.packed : file.content;
-    response.headers.append("ETag: \"").append(file.hash).append(packed ? "-gzip\"\r\n" : "\"\r\n");
+    response.headers = "ETag: " + TagOf(file, packed) + "\r\n";
     if (file.packed) response.headers.append("Vary: Accept-Encoding\r\n");
     if (packed) response.headers.append("Content-Encoding: gzip\r\n");
     response.headers.append(kEveryPage).append(isTablet ? kTabletMay : kOthersMay);
@@ -144,8 +149,7 @@ std::optional<Response> WebPages::Answer(const Request& request, const std::vect
     if (request.method != "GET" && request.method != "HEAD") return OtherMethodResponse("GET, HEAD");
     const bool packed = file->packed && request.acceptEncoding && AllowsGzip(*request.acceptEncoding);
     Response response = PageResponse(*file, path.front() == kTabletFolder, packed);
-    const std::string tag = "\"" + file->hash + (packed ? "-gzip\"" : "\"");
-    if (!request.ifNoneMatch || !HasTag(*request.ifNoneMatch, tag)) return response;
+    if (!request.ifNoneMatch || !HasTag(*request.ifNoneMatch, TagOf(*file, packed))) return response;
     response.status = 304;
     response.contentType = {};
     response.sharedBody = nullptr;
