@@ -21,7 +21,7 @@ namespace asio = boost::asio;
 namespace ssl = boost::asio::ssl;
 using ErrorCode = boost::system::error_code;
 
-constexpr std::chrono::hours kDay{24};
+constexpr std::chrono::hours kOneDay{24};
 constexpr int kWarnedDays = 30;
 constexpr std::size_t kMostBytes = 64 * 1024;  // of a file
 // What every browser of these days has, with keys that are forgotten after each connection.
@@ -143,7 +143,7 @@ bool TlsCertificate::IsFor(const std::string& name) const {
 }
 
 std::string TlsCertificate::Warning(Time now) const {
-    if (!IsThere() || loaded_.end - now > kWarnedDays * kDay) return {};
+    if (!IsThere() || loaded_.end - now > kWarnedDays * kOneDay) return {};
     const std::string what = loaded_.end < now ? "the certificate has ended on " : "the certificate ends on ";
     return what + DateOf(loaded_.end) +
            ", and then browsers refuse it: make a new one with scripts/certificate, then send SIGHUP";
