@@ -23,7 +23,7 @@ namespace fs = std::filesystem;
 constexpr std::string_view kPackedEnd = ".gz";
 constexpr std::size_t kHashBytes = 16;  // of SHA-256: two contents with the same ones will not be met
 
-constexpr std::array<std::pair<std::string_view, std::string_view>, 18> kTypes = {{
+constexpr std::array<std::pair<std::string_view, std::string_view>, 18> kWebTypes = {{
     {".html", "text/html; charset=utf-8"},
     {".js", "text/javascript; charset=utf-8"},
     {".mjs", "text/javascript; charset=utf-8"},
@@ -165,9 +165,9 @@ Reading::Text Reading::ReadFile(const fs::path& path) {
 }  // namespace
 
 std::string_view WebTypeOf(std::string_view name) {
-    const auto found = std::find_if(kTypes.begin(), kTypes.end(),
+    const auto found = std::find_if(kWebTypes.begin(), kWebTypes.end(),
                                     [&](const auto& type) { return name.ends_with(type.first); });
-    return found == kTypes.end() ? std::string_view() : found->second;
+    return found == kWebTypes.end() ? std::string_view() : found->second;
 }
 
 WebFolder ReadWebFolder(const std::string& folder) {
