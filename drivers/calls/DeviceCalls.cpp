@@ -224,6 +224,10 @@ void DeviceCalls::OnEvent(const Event& event) {
             return TakeRefusal(event);
         case EventKind::Dtmf:
             return owner_.Log(dv::LOG_LEVEL_INFO, event.leg + " sent the digits " + event.digits);
+        case EventKind::PageInvite:
+        case EventKind::PageOffer:
+        case EventKind::PageKeyframe:
+            return;  // sent to devices with pages only
         case EventKind::Proxy:
         case EventKind::Media:
             return owner_.Log(

@@ -12,10 +12,6 @@
 
 namespace telephony {
 
-/// libre cuts datagrams at 8192 bytes without a word, and a call with half a description would look
-/// established.
-inline constexpr std::size_t kLongestSdp = 7000;
-
 /// The description that stands for the end that is not called yet: an address that is real and a port that is
 /// dead, since phones take "0.0.0.0" for a call on hold. The directions are those of who is offered it, the
 /// codecs (of kCodecs) those of its sound.

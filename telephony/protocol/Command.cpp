@@ -11,13 +11,22 @@ namespace {
 
 using nlohmann::json;
 
-constexpr Words<CommandKind, 7> kCommands{{{CommandKind::Hello, "hello"},
-                                           {CommandKind::Call, "call"},
-                                           {CommandKind::Hangup, "hangup"},
-                                           {CommandKind::Hold, "hold"},
-                                           {CommandKind::Resume, "resume"},
-                                           {CommandKind::Dtmf, "dtmf"},
-                                           {CommandKind::Status, "status"}}};
+constexpr Words<CommandKind, 12> kCommands{{{CommandKind::Hello, "hello"},
+                                            {CommandKind::Call, "call"},
+                                            {CommandKind::Hangup, "hangup"},
+                                            {CommandKind::Hold, "hold"},
+                                            {CommandKind::Resume, "resume"},
+                                            {CommandKind::Dtmf, "dtmf"},
+                                            {CommandKind::Status, "status"},
+                                            {CommandKind::PagePresent, "page-present"},
+                                            {CommandKind::PageRinging, "page-ringing"},
+                                            {CommandKind::PageAnswer, "page-answer"},
+                                            {CommandKind::PageReject, "page-reject"},
+                                            {CommandKind::PageKeyframe, "page-keyframe"}}};
+// What ends an INVITE.
+constexpr int kLowestRefusal = 400;
+constexpr int kHighestRefusal = 699;
+
 constexpr Words<CallKind, 3> kCallKinds{
     {{CallKind::Regular, "regular"}, {CallKind::Monitor, "monitor"}, {CallKind::Broadcast, "broadcast"}}};
 constexpr Words<Direction, 4> kDirections{{{Direction::None, "none"},
@@ -121,6 +130,7 @@ Device ParseDevice(const json& object) {
     device.answer = fields.OneOf("answer", kAnswerStyles, AnswerStyle::None);
     device.hold = fields.OneOf("hold", kHoldStyles, HoldStyle::Reinvite);
     device.mayBeMonitored = fields.Flag("mayBeMonitored", false);
+    device.page = fields.Flag("page", false);
     ParseCodecs(fields, device.codecs);
     fields.EndOfFields();
     return device;
@@ -170,18 +180,45 @@ void ParseDtmf(Fields& fields, Command& command) {
     command.by = fields.OneOf("by", kDigitStyles, DigitStyle::Info);
 }
 
+bool IsOfPages(CommandKind kind) {
+    return kind >= CommandKind::PagePresent && kind <= CommandKind::PageKeyframe;
+}
+
+void ParsePage(Fields& fields, Command& command) {
+    command.leg = fields.Name(fields.Get("leg"), "leg");
+    if (command.kind == CommandKind::PagePresent) {
+        fields.Get("present");
+        command.present = fields.Flag("present", false);
+    }
+    if (command.kind == CommandKind::PageAnswer) {
+        const json& sdp = fields.Get("sdp");
+        if (!sdp.is_string() || sdp.get_ref<const std::string&>().empty())
+            fields.Refuse("sdp", "must be a text that is not empty");
+        command.sdp = sdp.get<std::string>();
+    }
+    if (command.kind == CommandKind::PageReject) {
+        const json& code = fields.Get("code");
+        const long number = code.is_number_integer() ? code.get<long>() : 0;
+        if (number < kLowestRefusal || number > kHighestRefusal)
+            fields.Refuse("code", "must be a whole number from 400 to 699");
+        command.code = static_cast<int>(number);
+        command.reason = fields.OptionalName("reason");
+    }
+}
+
 Command ParseFields(const json& object) {
     Fields fields(object, "command");
     Command command;
     const auto kind = fields.OneOf("cmd", kCommands, CommandKind::Status);
     fields.Get("cmd");
     command.kind = kind;
-    if (kind != CommandKind::Hello && kind != CommandKind::Status)
+    if (kind != CommandKind::Hello && kind != CommandKind::Status && kind != CommandKind::PagePresent)
         command.id = fields.Name(fields.Get("id"), "id");
     if (kind == CommandKind::Hello) ParseHello(fields, command);
     if (kind == CommandKind::Call) ParseCall(fields, command);
     if (kind == CommandKind::Dtmf) ParseDtmf(fields, command);
     if (kind == CommandKind::Hangup) command.leg = fields.OptionalName("leg");
+    if (IsOfPages(kind)) ParsePage(fields, command);
     fields.EndOfFields();
     return command;
 }
@@ -193,6 +230,7 @@ json ToJson(const Device& device) {
     object["hold"] = TextIn(kHoldStyles, device.hold);
     object["mayBeMonitored"] = device.mayBeMonitored;
     if (!device.codecs.empty()) object["codecs"] = device.codecs;
+    if (device.page) object["page"] = true;
     return object;
 }
 
@@ -233,6 +271,20 @@ std::string ToLine(const Command& command) {
         case CommandKind::Hangup:
             if (!command.leg.empty()) object["leg"] = command.leg;
             break;
+        case CommandKind::PagePresent:
+            object.update({{"leg", command.leg}, {"present", command.present}});
+            break;
+        case CommandKind::PageAnswer:
+            object.update({{"leg", command.leg}, {"sdp", command.sdp}});
+            break;
+        case CommandKind::PageReject:
+            object.update({{"leg", command.leg}, {"code", command.code}});
+            if (!command.reason.empty()) object["reason"] = command.reason;
+            break;
+        case CommandKind::PageRinging:
+        case CommandKind::PageKeyframe:
+            object["leg"] = command.leg;
+            break;
         case CommandKind::Hold:
         case CommandKind::Resume:
         case CommandKind::Status:
@@ -261,6 +313,9 @@ std::optional<CallKind> ToCallKind(std::string_view text) {
 }
 std::string_view TextOf(Direction direction) {
     return TextIn(kDirections, direction);
+}
+std::optional<Direction> ToDirection(std::string_view text) {
+    return ValueIn(kDirections, text);
 }
 std::string_view TextOf(DigitStyle style) {
     return TextIn(kDigitStyles, style);

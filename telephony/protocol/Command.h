@@ -21,13 +21,30 @@ inline constexpr int kProtocolVersion = 1;
 inline constexpr std::size_t kLongestName = 128;  // of a user, a call, a shown name
 inline constexpr std::size_t kMostCallees = 256;
 inline constexpr std::size_t kMostDigits = 32;
+/// Of a description. libre cuts datagrams at 8192 bytes without a word, and a call with half a description
+/// would look established.
+inline constexpr std::size_t kLongestSdp = 7000;
 
 /// What phones may be offered for sound: rtpengine turns each of them into each other.
 inline constexpr std::array<std::string_view, 4> kCodecs{"PCMA", "PCMU", "G722", "opus"};
 /// As it stands in kCodecs, in whatever case it was written; empty when it is none of them.
 std::string_view FindCodec(std::string_view name);
 
-enum class CommandKind { Hello, Call, Hangup, Hold, Resume, Dtmf, Status };
+enum class CommandKind {
+    Hello,
+    Call,
+    Hangup,
+    Hold,
+    Resume,
+    Dtmf,
+    Status,
+    // Of a client that speaks for pages.
+    PagePresent,
+    PageRinging,
+    PageAnswer,
+    PageReject,
+    PageKeyframe
+};
 
 enum class CallKind {
     Regular,    // both hear each other
@@ -56,13 +73,15 @@ struct Device {
     HoldStyle hold = HoldStyle::Reinvite;
     bool mayBeMonitored = false;
     std::vector<std::string> codecs =
-        {};  // of kCodecs, the best first; empty: PCMA, PCMU and what the other end has
+        {};             // of kCodecs, the best first; empty: PCMA, PCMU and what the other end has
+    bool page = false;  // no phone: its client speaks for browser pages, by WebRTC
 };
 
 struct Command {
     CommandKind kind = CommandKind::Status;
-    std::string id;    // of the call
-    std::string leg;   // the user that Dtmf is for, empty: all but the caller; that Hangup is for, empty: all
+    std::string id;   // of the call
+    std::string leg;  // the user that Dtmf is for, empty: all but the caller; that Hangup is for, empty: all;
+                      // whose page it is, in those of pages
     std::string from;  // user
     std::vector<std::string> to;
     std::string called;  // the name that they were called by; empty: none beside theirs
@@ -73,7 +92,11 @@ struct Command {
     std::string digits;
     DigitStyle by = DigitStyle::Info;
     int version = 0;
-    bool all = false;  // Hello: events of all devices
+    bool all = false;      // Hello: events of all devices
+    bool present = false;  // PagePresent: at least one page is open
+    std::string sdp;       // PageAnswer. That it is no longer than kLongestSdp is not looked at here
+    int code = 0;          // PageReject: SIP status
+    std::string reason;    // PageReject: in words
     std::vector<Device> devices;
 };
 
@@ -94,6 +117,7 @@ std::string_view TextOf(CommandKind kind);
 std::string_view TextOf(CallKind kind);
 std::optional<CallKind> ToCallKind(std::string_view text);
 std::string_view TextOf(Direction direction);
+std::optional<Direction> ToDirection(std::string_view text);
 std::string_view TextOf(DigitStyle style);
 
 }  // namespace telephony

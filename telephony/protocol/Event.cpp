@@ -9,7 +9,7 @@ namespace {
 
 using nlohmann::json;
 
-constexpr Words<EventKind, 15> kEvents{{{EventKind::Snapshot, "snapshot"},
+constexpr Words<EventKind, 18> kEvents{{{EventKind::Snapshot, "snapshot"},
                                         {EventKind::Refused, "refused"},
                                         {EventKind::Registered, "registered"},
                                         {EventKind::Lost, "lost"},
@@ -23,7 +23,10 @@ constexpr Words<EventKind, 15> kEvents{{{EventKind::Snapshot, "snapshot"},
                                         {EventKind::Modified, "modified"},
                                         {EventKind::Dtmf, "dtmf"},
                                         {EventKind::LegDown, "leg-down"},
-                                        {EventKind::Ended, "ended"}}};
+                                        {EventKind::Ended, "ended"},
+                                        {EventKind::PageInvite, "page-invite"},
+                                        {EventKind::PageOffer, "page-offer"},
+                                        {EventKind::PageKeyframe, "page-keyframe"}}};
 constexpr Words<LegRole, 2> kRoles{{{LegRole::Caller, "caller"}, {LegRole::Callee, "callee"}}};
 constexpr Words<LegState, 5> kStates{{{LegState::Waiting, "waiting"},
                                       {LegState::Calling, "calling"},
@@ -107,6 +110,31 @@ RegisteredPhone ToPhone(const json& object) {
             object.at("since"), object.value("name", ""), object.value("reason", "")};
 }
 
+json ToJson(const PageInvitation& page) {
+    json object{
+        {"kind", TextOf(page.kind)}, {"audio", TextOf(page.audio)},       {"video", TextOf(page.video)},
+        {"answers", page.answers},   {"role", TextIn(kRoles, page.role)}, {"from", page.from},
+        {"name", page.name}};
+    if (!page.called.empty()) object["called"] = page.called;
+    return object;
+}
+
+PageInvitation ToPage(const json& object) {
+    PageInvitation page;
+    const std::string kind = object.at("kind");
+    const std::string audio = object.at("audio");
+    const std::string video = object.at("video");
+    page.kind = Known(ToCallKind(kind), kind);
+    page.audio = Known(ToDirection(audio), audio);
+    page.video = Known(ToDirection(video), video);
+    page.answers = object.at("answers");
+    page.role = EnumIn(kRoles, object, "role");
+    page.from = object.at("from");
+    page.name = object.at("name");
+    page.called = object.value("called", "");
+    return page;
+}
+
 // The fields that hold one text or number, and are sent when they say something.
 template <typename Visitor>
 void VisitPlainFields(Visitor visit) {
@@ -119,6 +147,7 @@ void VisitPlainFields(Visitor visit) {
     visit("digits", &Event::digits);
     visit("codecs", &Event::codecs);
     visit("seconds", &Event::seconds);
+    visit("sdp", &Event::sdp);
 }
 
 bool CarriesCall(EventKind kind) {
@@ -162,6 +191,7 @@ Event FromJson(const json& object) {
     if (event.kind == EventKind::Registered || event.kind == EventKind::Lost)
         event.phone = ToPhone(object.at("phone"));
     if (event.kind == EventKind::Snapshot) ReadSnapshot(object, event);
+    if (event.kind == EventKind::PageInvite) event.page = ToPage(object);
     return event;
 }
 
@@ -176,6 +206,7 @@ std::string ToLine(const Event& event) {
     if (event.kind == EventKind::Registered || event.kind == EventKind::Lost)
         object["phone"] = ToJson(event.phone);
     if (event.kind == EventKind::Snapshot) AddSnapshot(object, event);
+    if (event.kind == EventKind::PageInvite) object.update(ToJson(event.page));
     // Texts of phones may hold anything, also what is no UTF-8.
     return object.dump(-1, ' ', false, json::error_handler_t::replace);
 }

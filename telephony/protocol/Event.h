@@ -28,7 +28,11 @@ enum class EventKind {
     Modified,     // held, resumed, or by a phone's own wish
     Dtmf,         // a phone has sent digits
     LegDown,      // a leg is over
-    Ended         // the call is over, with what became of every leg
+    Ended,        // the call is over, with what became of every leg
+    // To the client that speaks for the page, and to no other.
+    PageInvite,   // a page is called, or is to begin a call
+    PageOffer,    // other media within the call
+    PageKeyframe  // who looks has no picture to begin with
 };
 
 enum class LegRole { Caller, Callee };
@@ -69,6 +73,18 @@ struct RegisteredPhone {
     std::string reason = {};  // why it is away: expired or unregistered
 };
 
+/// What a page is asked for; its offer stands in Event::sdp.
+struct PageInvitation {
+    CallKind kind = CallKind::Regular;
+    Direction audio = Direction::Both;  // seen from the page
+    Direction video = Direction::None;
+    bool answers = false;  // at once and by itself
+    LegRole role = LegRole::Callee;
+    std::string from = {};    // the user at the other end
+    std::string name = {};    // as it is to be shown
+    std::string called = {};  // the name that was called; empty: none beside the page's own
+};
+
 /// Only the fields of its kind have a meaning; the others keep their defaults and are not sent.
 struct Event {
     EventKind kind = EventKind::Snapshot;
@@ -81,7 +97,9 @@ struct Event {
     std::string digits;
     std::string codecs;
     double seconds = 0;  // Ended: since it was established
-    CallReport call;     // PhoneCall, Calling, Ended
+    std::string sdp;     // PageInvite, PageOffer
+    PageInvitation page;
+    CallReport call;  // PhoneCall, Calling, Ended
     RegisteredPhone phone;
     // Snapshot
     std::vector<RegisteredPhone> phones;

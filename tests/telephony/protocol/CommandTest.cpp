@@ -49,23 +49,57 @@ TEST(Command, NobodyMayBeMonitoredWhoseDriverDoesNotSaySo) {
 TEST(Command, EveryCommandReadsWhatItWrites) {
     for (
         const char* line :
-        {R"({"cmd":"hello","version":1,"all":true,"devices":[{"user":"a","name":"A \"B\"","mayBeMonitored":true,"codecs":["opus","PCMU"]}]})",
+        {R"({"cmd":"hello","version":1,"all":true,"devices":[{"user":"a","name":"A \"B\"","mayBeMonitored":true,"codecs":["opus","PCMU"]},{"user":"t","page":true}]})",
          R"({"cmd":"call","id":"1","from":"a","to":["b","c"],"kind":"broadcast","video":"send","ring":false,"called":"All"})",
          R"({"cmd":"hangup","id":"1"})", R"({"cmd":"hangup","id":"1","leg":"b"})",
          R"({"cmd":"hold","id":"1"})", R"({"cmd":"resume","id":"1"})",
          R"({"cmd":"dtmf","id":"1","leg":"b","digits":"12#"})",
-         R"({"cmd":"dtmf","id":"1","digits":"1","by":"rfc4733"})", R"({"cmd":"status"})"}) {
+         R"({"cmd":"dtmf","id":"1","digits":"1","by":"rfc4733"})", R"({"cmd":"status"})",
+         R"({"cmd":"page-present","leg":"t","present":false})",
+         R"({"cmd":"page-ringing","id":"1","leg":"t"})",
+         R"({"cmd":"page-answer","id":"1","leg":"t","sdp":"v=0
+"})",
+         R"({"cmd":"page-reject","id":"1","leg":"t","code":486,"reason":"Busy"})",
+         R"({"cmd":"page-keyframe","id":"1","leg":"t"})"}) {
         const std::string once = ToLine(ParseCommand(line));
         EXPECT_EQ(ToLine(ParseCommand(once)), once);
         EXPECT_EQ(once.find('\n'), std::string::npos);
     }
 }
 
+TEST(Command, APagesDescriptionComesAsItWasWritten) {
+    const Command command =
+        ParseCommand(R"({"cmd":"page-answer","id":"7","leg":"tablet","sdp":"v=0\r\na=x \"y\"\r\n"})");
+    EXPECT_EQ(command.kind, CommandKind::PageAnswer);
+    EXPECT_EQ(command.id, "7");
+    EXPECT_EQ(command.leg, "tablet");
+    EXPECT_EQ(command.sdp, "v=0\r\na=x \"y\"\r\n");
+}
+
+TEST(Command, WhoSpeaksForPagesSaysWhoseWhatAndWhy) {
+    EXPECT_TRUE(
+        ParseCommand(R"({"cmd":"hello","version":1,"devices":[{"user":"t","page":true}]})").devices[0].page);
+    EXPECT_TRUE(ParseCommand(R"({"cmd":"page-present","leg":"t","present":true})").present);
+    EXPECT_EQ(ErrorOf(R"({"cmd":"page-present","leg":"t"})"), "command: the field \"present\" is missing");
+    EXPECT_EQ(ErrorOf(R"({"cmd":"page-present","id":"1","leg":"t","present":true})"),
+              "command: unknown field \"id\"");
+    EXPECT_EQ(ErrorOf(R"({"cmd":"page-ringing","id":"1"})"), "command: the field \"leg\" is missing");
+    EXPECT_EQ(ErrorOf(R"({"cmd":"page-answer","id":"1","leg":"t","sdp":""})"),
+              "command: \"sdp\" must be a text that is not empty");
+    for (const char* code : {"200", "700", "4.86", "\"486\"", "-1", "99999999999999999999"})
+        EXPECT_EQ(ErrorOf(R"({"cmd":"page-reject","id":"1","leg":"t","code":)" + std::string(code) + "}"),
+                  "command: \"code\" must be a whole number from 400 to 699");
+    EXPECT_EQ(
+        ErrorOf("{\"cmd\":\"page-reject\",\"id\":\"1\",\"leg\":\"t\",\"code\":486,\"reason\":\"a\\nb\"}"),
+        "command: \"reason\" must not contain control characters");
+}
+
 TEST(Command, WhatIsNoObjectIsRefused) {
     for (const char* line : {"", "garbage", "{", "[]", "7", "\"call\"", "null", "\xff\xfe", "{\"cmd\":"})
         EXPECT_NE(ErrorOf(line), "none") << line;
     EXPECT_EQ(ErrorOf(R"({"cmd":"fly"})"),
-              "command: \"cmd\" must be one of hello, call, hangup, hold, resume, dtmf, status");
+              "command: \"cmd\" must be one of hello, call, hangup, hold, resume, dtmf, status, "
+              "page-present, page-ringing, page-answer, page-reject, page-keyframe");
     EXPECT_EQ(ErrorOf("{}"), "command: the field \"cmd\" is missing");
 }
 

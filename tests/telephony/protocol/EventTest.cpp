@@ -49,6 +49,30 @@ TEST(Event, ASnapshotHoldsPhonesAndCalls) {
     EXPECT_EQ(ToLine(read), ToLine(event));
 }
 
+TEST(Event, APageIsToldAllThatItShowsAndNeeds) {
+    Event event;
+    event.kind = EventKind::PageInvite;
+    event.id = "7";
+    event.leg = "tablet";
+    event.sdp = "v=0\r\n";
+    event.page = {CallKind::Monitor, Direction::Send, Direction::None, true,
+                  LegRole::Callee,   "hall",          "Hall \"1\"",    "Everybody"};
+    const std::string line = ToLine(event);
+    EXPECT_EQ(
+        line,
+        R"({"answers":true,"audio":"send","called":"Everybody","event":"page-invite","from":"hall","id":"7","kind":"monitor","leg":"tablet","name":"Hall \"1\"","role":"callee","sdp":"v=0\r\n","video":"none"})");
+    EXPECT_EQ(ToLine(ParseEvent(line)), line);
+}
+
+TEST(Event, OnlyAnInviteNeedsMoreThanTheDescription) {
+    const Event offer = ParseEvent(R"({"event":"page-offer","id":"7","leg":"tablet","sdp":"v=0\r\n"})");
+    EXPECT_EQ(offer.kind, EventKind::PageOffer);
+    EXPECT_EQ(offer.sdp, "v=0\r\n");
+    EXPECT_EQ(ParseEvent(R"({"event":"page-keyframe","id":"7","leg":"tablet"})").leg, "tablet");
+    EXPECT_THROW(ParseEvent(R"({"event":"page-invite","id":"7","leg":"tablet","sdp":"v=0\r\n"})"),
+                 std::runtime_error);
+}
+
 TEST(Event, ATextOfAPhoneThatIsNoUtf8StaysALine) {
     Event event;
     event.kind = EventKind::LegDown;
