@@ -7,8 +7,8 @@
 namespace telephony {
 
 BroadcastCall::BroadcastCall(CallServices& services, const Command& command)
-    : Call(services, command.id, CallKind::Broadcast, command.called),
-      video_(Common(command.video, Direction::Send)),
+    : Call(services, command.id, CallKind::Broadcast, command.called, Direction::Send,
+           Common(command.video, Direction::Send)),
       ringing_(services.loop) {
     AddLeg(command.from, LegRole::Caller, kCallerTag);
     for (const std::string& user : command.to)
@@ -19,10 +19,13 @@ void BroadcastCall::Start() {
     ringing_.Start(services_.ringing, [this] {
         if (!established_) End(END_NO_ANSWER, "Nobody has answered", kByCallControl);
     });
+    // A page that speaks opus would not be understood by phones: rtpengine turns it into nothing else here.
+    const auto codecs = Caller().IsPage() ? UsualCodecs() : Caller().Codecs();
     const std::string placeholder =
-        PlaceholderSdp(services_.address, Caller().Codecs(), Direction::Receive, Mirrored(video_));
-    room_.Offer(kPlaceholderTag, "", placeholder, {},
-                WithReply([this](const NgReply& reply) { Caller().Tell(reply.Sdp(), *legs_[1], true); }));
+        PlaceholderSdp(services_.address, codecs, Direction::Receive, Mirrored(video_));
+    room_.OfferPlaceholder(placeholder, WithReply([this](const NgReply& reply) {
+                               Caller().Tell(reply.Sdp(), *legs_[1], true);
+                           }));
 }
 
 void BroadcastCall::OnLegAnswers(CallLeg& leg) {
@@ -75,6 +78,10 @@ void BroadcastCall::OnLegRefusesReinvite(CallLeg& leg, int code) {
     const std::string reason = "The phone refused other media (" + std::to_string(code) + ")";
     HangUpLeg(leg, END_NO_MEDIA, reason);
     OnLegGone(leg, END_NO_MEDIA, reason);
+}
+
+void BroadcastCall::OnLegNeedsKeyframe(CallLeg& leg) {
+    if (&leg != &Caller() && Caller().IsUp()) Caller().sip->RequestKeyframe();
 }
 
 std::string BroadcastCall::PlayDigits(const std::string&, const std::string&) {

@@ -24,11 +24,11 @@ private:
     void OnLegAnswers(CallLeg& leg) override;
     void OnLegReoffers(CallLeg& leg, const std::string& sdp) override;
     void OnLegRefusesReinvite(CallLeg& leg, int code) override;
+    void OnLegNeedsKeyframe(CallLeg& leg) override;
     void OnLegGone(CallLeg& leg, int code, const std::string& reason) override;
     void Rebuild() override;
     bool ShouldBeHeard(const CallLeg& leg) const override { return &leg == &Caller(); }
 
-    const Direction video_;
     Timer ringing_;
 };
 

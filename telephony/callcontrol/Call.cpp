@@ -12,9 +12,6 @@ namespace {
 // rtpengine is started again within a second; a call that has heard nothing of it for so long has no sound.
 constexpr std::chrono::seconds kLongestWithoutMedia(10);
 
-// Every phone has them.
-const std::vector<std::string> kUsualCodecs{"PCMA", "PCMU"};
-
 std::uint64_t RandomSession() {
     std::random_device random;
     return random();
@@ -22,8 +19,13 @@ std::uint64_t RandomSession() {
 
 }  // namespace
 
-CallLeg::CallLeg(Call& call, std::string user, LegRole role, std::string tagInRoom)
-    : tag(std::move(tagInRoom)), call_(call), session_(RandomSession()) {
+const std::vector<std::string>& UsualCodecs() {
+    static const std::vector<std::string> codecs{"PCMA", "PCMU"};
+    return codecs;
+}
+
+CallLeg::CallLeg(Call& call, std::string user, LegRole role, std::string tagInRoom, bool isPage)
+    : tag(std::move(tagInRoom)), call_(call), isPage_(isPage), session_(RandomSession()) {
     report.user = std::move(user);
     report.role = role;
 }
@@ -35,7 +37,7 @@ std::string CallLeg::Own(const std::string& description) {
 
 std::vector<std::string> CallLeg::Codecs() const {
     const auto codecs = call_.services_.device(User()).codecs;
-    return codecs.empty() ? kUsualCodecs : codecs;
+    return codecs.empty() ? UsualCodecs() : codecs;
 }
 
 void CallLeg::Tell(const std::string& offer, const CallLeg& shown, bool answersByItself) {
@@ -47,8 +49,16 @@ void CallLeg::Tell(const std::string& offer, const CallLeg& shown, bool answersB
     invitation.fromName = call_.services_.device(shown.User()).name;
     invitation.sdp = Own(description);
     if (answersByItself) invitation.answer = call_.services_.device(User()).answer;
+    const bool isCaller = report.role == LegRole::Caller;
+    invitation.call = call_.id_;
+    invitation.kind = call_.kind_;
+    invitation.audio = isCaller ? call_.audio_ : Mirrored(call_.audio_);
+    invitation.video = isCaller ? call_.video_ : Mirrored(call_.video_);
+    invitation.answersByItself = answersByItself;
+    invitation.role = report.role;
+    invitation.called = call_.called_;
     report.state = LegState::Calling;
-    sip = call_.services_.signalling.NewLeg(*this);
+    sip = call_.services_.newLeg(User(), *this);
     sip->Invite(invitation);
     call_.WriteJournal(*this);
 }
@@ -101,12 +111,19 @@ void CallLeg::OnDigits(const std::string& digits) {
     call_.TellDigits(*this, digits, DigitStyle::Info);
 }
 
+void CallLeg::OnKeyframe() {
+    if (!call_.ended_) call_.OnLegNeedsKeyframe(*this);
+}
+
 void CallLeg::OnBye() {
     OnFailed(END_NORMAL, "Hung up");
 }
 
-Call::Call(CallServices& services, std::string id, CallKind kind, std::string called)
+Call::Call(CallServices& services, std::string id, CallKind kind, std::string called, Direction audio,
+           Direction video)
     : services_(services),
+      audio_(audio),
+      video_(video),
       room_(services.ng, services.newRoom()),
       id_(std::move(id)),
       kind_(kind),
@@ -143,7 +160,9 @@ double Call::Seconds() const {
 }
 
 CallLeg& Call::AddLeg(const std::string& user, LegRole role, const std::string& tag) {
-    legs_.push_back(std::make_unique<CallLeg>(*this, user, role, tag));
+    const bool isPage = services_.device(user).page;
+    if (isPage) room_.AddPage(tag);
+    legs_.push_back(std::make_unique<CallLeg>(*this, user, role, tag, isPage));
     return *legs_.back();
 }
 
@@ -223,7 +242,8 @@ Room::Handler Call::WithReply(std::function<void(const NgReply&)> handler) {
 std::vector<CallLeg*> Call::LegsForDigits(const std::string& user) const {
     std::vector<CallLeg*> legs;
     for (const auto& leg : legs_)
-        if (leg->IsUp() && (user.empty() ? leg->report.role == LegRole::Callee : leg->User() == user))
+        if (leg->IsUp() && !leg->IsPage() &&
+            (user.empty() ? leg->report.role == LegRole::Callee : leg->User() == user))
             legs.push_back(leg.get());
     return legs;
 }

@@ -37,6 +37,9 @@ inline constexpr char kHungUp[] = "Hung up from outside";
 /// Why digits cannot be sent.
 inline constexpr char kNobodyForDigits[] = "nobody that they are for has answered";
 
+/// For sound; every phone and browser has them.
+const std::vector<std::string>& UsualCodecs();
+
 class Call;
 using CallPtr = std::shared_ptr<Call>;
 
@@ -44,24 +47,27 @@ using CallPtr = std::shared_ptr<Call>;
 struct CallServices {
     Loop& loop;
     NgClient& ng;
-    Signalling& signalling;
     Journal& journal;
     std::string address;  // where we are, for the placeholder
     std::function<std::string()> newRoom;
     std::function<Device(const std::string& user)> device;
+    std::function<SipLegPtr(const std::string& user, LegEvents&)> newLeg;
     std::function<void(const Call&, Event)> tell;
     std::function<void(const Call&)> over;  // the call may be dropped
-    std::chrono::milliseconds silence;      // a phone that sends nothing for so long is lost; 0: never
+    std::chrono::milliseconds silence;      // an end that sends nothing for so long is lost; 0: never
     std::chrono::milliseconds ringing;      // nobody is called for longer
 };
 
 class CallLeg : public LegEvents {
 public:
-    CallLeg(Call& call, std::string user, LegRole role, std::string tag);
+    CallLeg(Call& call, std::string user, LegRole role, std::string tag, bool isPage);
 
     const std::string& User() const { return report.user; }
     bool IsUp() const { return report.state == LegState::Up; }
     bool IsOver() const { return report.state == LegState::Down; }
+
+    /// Browsers speak WebRTC, and take no digits.
+    bool IsPage() const { return isPage_; }
 
     /// INVITE, or a re-INVITE when the leg is up.
     void Tell(const std::string& sdp, const CallLeg& shown, bool answersByItself);
@@ -76,6 +82,7 @@ public:
     void OnReoffer(const std::string& sdp) override;
     void OnReanswer(int code, const std::string& sdp) override;
     void OnDigits(const std::string& digits) override;
+    void OnKeyframe() override;
     void OnBye() override;
 
     LegReport report;
@@ -89,13 +96,16 @@ public:
 
 private:
     Call& call_;
+    const bool isPage_;
     const std::uint64_t session_;
     std::uint64_t version_ = 0;
 };
 
 class Call : public std::enable_shared_from_this<Call> {
 public:
-    Call(CallServices& services, std::string id, CallKind kind, std::string called);
+    /// Directions are those that the caller is to have.
+    Call(CallServices& services, std::string id, CallKind kind, std::string called, Direction audio,
+         Direction video);
     virtual ~Call();
     Call(const Call&) = delete;
     Call& operator=(const Call&) = delete;
@@ -133,6 +143,8 @@ protected:
     virtual void OnLegAnswers(CallLeg& leg) = 0;
     virtual void OnLegReoffers(CallLeg& leg, const std::string& sdp) = 0;
     virtual void OnLegRefusesReinvite(CallLeg& leg, int code) = 0;
+    /// It cannot show the pictures of who sends to it.
+    virtual void OnLegNeedsKeyframe(CallLeg& leg) = 0;
     virtual void OnLegGone(CallLeg& leg, int code, const std::string& reason) = 0;
     /// rtpengine has started anew and knows nothing of the room.
     virtual void Rebuild() = 0;
@@ -161,6 +173,8 @@ protected:
     Room::Handler WithReply(std::function<void(const NgReply&)> handler);
 
     CallServices& services_;
+    const Direction audio_;
+    const Direction video_;
     Room room_;
     std::vector<std::unique_ptr<CallLeg>> legs_;  // the caller first
     bool byPhone_ = false;

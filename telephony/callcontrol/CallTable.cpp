@@ -1,5 +1,6 @@
 #include "telephony/callcontrol/CallTable.h"
 
+#include <algorithm>
 #include <ctime>
 #include <random>
 
@@ -12,6 +13,10 @@ namespace {
 
 constexpr std::chrono::seconds kWatchInterval(1);
 constexpr int kNoSuchCall = 481;
+constexpr int kTooLong = 413;
+// Why a page is away.
+constexpr char kPageClosed[] = "closed";
+constexpr char kSpeakerLost[] = "disconnected";
 
 std::string RandomPrefix() {
     std::random_device random;
@@ -25,7 +30,18 @@ CallTable::CallTable(Loop& loop, NgClient& ng, Journal& journal, Settings settin
       settings_(std::move(settings)),
       roomPrefix_(RandomPrefix()),
       ng_(ng),
-      journal_(journal),
+      services_{loop,
+                ng,
+                journal,
+                settings_.address,
+                [this] { return roomPrefix_ + std::to_string(nextRoom_++); },
+                [this](const std::string& user) { return FindDevice(user); },
+                [this](const std::string& user, LegEvents& events) { return NewLeg(user, events); },
+                [this](const Call& call, Event event) { TellOf(call, std::move(event)); },
+                [this](const Call& call) { calls_.erase(call.Id()); },
+                settings_.silence,
+                settings_.ringing},
+      pages_(loop),
       watch_(loop) {
     Watch();
 }
@@ -34,13 +50,11 @@ CallTable::~CallTable() = default;
 
 void CallTable::SetSignalling(Signalling* signalling) {
     signalling_ = signalling;
-    if (!signalling) return;
-    services_ = std::make_unique<CallServices>(CallServices{
-        loop_, ng_, *signalling, journal_, settings_.address,
-        [this] { return roomPrefix_ + std::to_string(nextRoom_++); },
-        [this](const std::string& user) { return FindDevice(user); },
-        [this](const Call& call, Event event) { TellOf(call, std::move(event)); },
-        [this](const Call& call) { calls_.erase(call.Id()); }, settings_.silence, settings_.ringing});
+}
+
+SipLegPtr CallTable::NewLeg(const std::string& user, LegEvents& events) {
+    const bool bySip = signalling_ && !pages_.Find(user);
+    return bySip ? signalling_->NewLeg(events) : pages_.NewLeg(user, events);
 }
 
 // ---- clients
@@ -51,6 +65,7 @@ void CallTable::Execute(Client& client, const Command& command) {
         return Refuse(client, command, END_FORBIDDEN, "the first line must be a hello");
     if (command.kind == CommandKind::Status) return client.Tell(ToLine(Snapshot()));
     if (command.kind == CommandKind::Call) return StartCall(client, command);
+    if (IsOfPages(command.kind)) return TakeFromPage(client, command);
     const CallPtr call = Find(client, command);
     if (!call) return;
     if (command.kind == CommandKind::Hangup && command.leg.empty())
@@ -71,11 +86,37 @@ void CallTable::Greet(Client& client, const Command& command) {
     interest.all = command.all;
     for (const Device& device : command.devices)
         interest.devices[device.user] = device;
+    for (const std::string& user : pages_.Speak(client, command.devices))
+        SetLost(user, kSpeakerLost);
     client.Tell(ToLine(Snapshot()));
+    pages_.Repeat(client);
 }
 
 void CallTable::Leave(Client& client) {
     clients_.erase(&client);
+    for (const std::string& user : pages_.Leave(client))
+        SetLost(user, kSpeakerLost);
+}
+
+void CallTable::TakeFromPage(Client& client, const Command& command) {
+    if (!pages_.SpeaksFor(client, command.leg))
+        return Refuse(client, command, END_FORBIDDEN,
+                      "this client does not speak for pages of \"" + command.leg + "\"");
+    if (command.kind == CommandKind::PagePresent) return SetPagePresent(command.leg, command.present);
+    if (command.sdp.size() > kLongestSdp)
+        return Refuse(client, command, kTooLong,
+                      "the description is longer than " + std::to_string(kLongestSdp) + " bytes");
+    if (!Find(client, command)) return;
+    const std::string why = pages_.Execute(command);
+    if (!why.empty()) Refuse(client, command, kNoSuchCall, why);
+}
+
+void CallTable::SetPagePresent(const std::string& user, bool present) {
+    if (!pages_.SetPresent(user, present)) return;
+    if (present)
+        SetRegistered({user, "", "page", std::time(nullptr)});
+    else
+        SetLost(user, kPageClosed);
 }
 
 void CallTable::Refuse(Client& client, const Command& command, int code, const std::string& reason) {
@@ -108,20 +149,28 @@ CallPtr CallTable::Find(Client& client, const Command& command) {
 void CallTable::StartCall(Client& client, const Command& command) {
     if (calls_.contains(command.id))
         return Refuse(client, command, END_NOT_ACCEPTABLE, "a call \"" + command.id + "\" is running");
-    if (!signalling_) return Refuse(client, command, END_NO_MEDIA, "the SIP proxy is not running");
+    const auto isPhone = [this](const std::string& user) { return !pages_.Find(user); };
+    if (!signalling_ && (isPhone(command.from) || std::ranges::all_of(command.to, isPhone)))
+        return Refuse(client, command, END_NO_MEDIA, "the SIP proxy is not running");
     if (command.callKind == CallKind::Monitor && !FindDevice(command.to.front()).mayBeMonitored)
         return Refuse(client, command, END_FORBIDDEN, "\"" + command.to.front() + "\" may not be monitored");
     CallPtr call;
     if (command.callKind == CallKind::Broadcast)
-        call = std::make_shared<BroadcastCall>(*services_, command);
+        call = std::make_shared<BroadcastCall>(services_, command);
     else
-        call = std::make_shared<TalkCall>(*services_, command);
+        call = std::make_shared<TalkCall>(services_, command);
     calls_[command.id] = call;
     Event event;
     event.kind = EventKind::Calling;
     event.id = command.id;
     event.call = call->Report();
     TellOf(*call, event);
+    const auto isAway = [this](const std::string& user) {
+        return pages_.Find(user) && !pages_.IsPresent(user);
+    };
+    // Nobody is called to hear that there is nobody.
+    if (std::ranges::all_of(command.to, isAway))
+        return call->End(END_UNAVAILABLE, "No page is open", kByCallControl);
     call->Start();
 }
 
@@ -135,7 +184,7 @@ LegEvents* CallTable::OnIncoming(SipLegPtr leg, const IncomingCall& incoming) {
         return nullptr;
     }
     const std::string id = "phone-" + std::to_string(nextPhoneCall_++);
-    const auto call = std::make_shared<TalkCall>(*services_, id, std::move(leg), std::move(taken));
+    const auto call = std::make_shared<TalkCall>(services_, id, std::move(leg), std::move(taken));
     calls_[id] = call;
     Event event;
     event.kind = EventKind::PhoneCall;
@@ -150,6 +199,7 @@ Device CallTable::FindDevice(const std::string& user) const {
     for (const auto& [client, interest] : clients_)
         if (const auto device = interest.devices.find(user); device != interest.devices.end())
             return device->second;
+    if (const Device* page = pages_.Find(user)) return *page;
     Device unknown;
     unknown.user = user;
     return unknown;

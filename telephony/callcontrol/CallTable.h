@@ -1,4 +1,4 @@
-// All calls, the phones that are there, and what clients want of them.
+// All calls, the phones and pages that are there, and what clients want of them.
 #ifndef TELEPHONY_CALLCONTROL_CALLTABLE_H
 #define TELEPHONY_CALLCONTROL_CALLTABLE_H
 
@@ -10,16 +10,9 @@
 
 #include "telephony/callcontrol/Call.h"
 #include "telephony/callcontrol/Counts.h"
+#include "telephony/callcontrol/Pages.h"
 
 namespace telephony {
-
-/// Who sends commands and hears events: the connection of a driver, or of a tool.
-class Client {
-public:
-    virtual ~Client() = default;
-    /// An event as it goes over the socket. The client does not leave the table meanwhile.
-    virtual void Tell(const std::string& line) = 0;
-};
 
 class CallTable : public IncomingCalls {
 public:
@@ -32,15 +25,13 @@ public:
     CallTable(Loop& loop, NgClient& ng, Journal& journal, Settings settings);
     ~CallTable() override;
 
-    /// Null while there is no proxy; calls that run keep what they have. Where SIP was stays valid until
-    /// Clear.
+    /// Null while there is no proxy: then pages can be called, and no phones. Calls that run keep what they
+    /// have. Where SIP was stays valid until Clear.
     void SetSignalling(Signalling* signalling);
     void SetProxyUp(bool up);
     /// Events of accounts, from the proxy.
     void SetRegistered(const RegisteredPhone& registered);
     void SetLost(const std::string& user, const std::string& reason);
-    /// The proxy will tell again who is there.
-    void ForgetPhones() { phones_.clear(); }
     /// From rtpengine.
     void TakeDigit(const RoomDigit& digit);
 
@@ -66,7 +57,10 @@ private:
 
     void Greet(Client& client, const Command& command);
     void SendDigits(Client& client, const Command& command, Call& call);
+    void TakeFromPage(Client& client, const Command& command);
+    void SetPagePresent(const std::string& user, bool present);
     void StartCall(Client& client, const Command& command);
+    SipLegPtr NewLeg(const std::string& user, LegEvents& events);
     CallPtr Find(Client& client, const Command& command);
     void Refuse(Client& client, const Command& command, int code, const std::string& reason);
     std::vector<RegisteredPhone> AwayPhones() const;
@@ -80,10 +74,10 @@ private:
     Loop& loop_;
     const Settings settings_;
     const std::string roomPrefix_;  // of this process: other rooms in rtpengine are left over
-    std::unique_ptr<CallServices> services_;
     NgClient& ng_;
-    Journal& journal_;
+    CallServices services_;
     Signalling* signalling_ = nullptr;
+    Pages pages_;
     std::map<Client*, Interest> clients_;
     std::map<std::string, CallPtr> calls_;
     std::map<std::string, RegisteredPhone> phones_;

@@ -19,6 +19,10 @@ constexpr milliseconds kProgressInterval(3000);
 // How long the other end may take for the answer to a phone's re-INVITE.
 constexpr seconds kReofferWait(8);
 
+constexpr char kPictureFastUpdate[] =
+    "<?xml version=\"1.0\" encoding=\"utf-8\"?><media_control><vc_primitive><to_encoder>"
+    "<picture_fast_update/></to_encoder></vc_primitive></media_control>";
+
 const char* AnswerHeaders(AnswerStyle style) {
     switch (style) {
         case AnswerStyle::CallInfo:
@@ -64,6 +68,7 @@ LibreLeg::LibreLeg(SipStack& stack, LegEvents* events)
 LibreLeg::~LibreLeg() {
     mem_deref(request_);
     mem_deref(info_);
+    mem_deref(keyframe_);
 }
 
 void LibreLeg::Invite(const Invitation& invitation) {
@@ -294,7 +299,7 @@ void LibreLeg::TakeAck(const struct sip_msg& request) {
     if (received_ && received_->answer && received_->message->cseq.num == request.cseq.num) received_.reset();
 }
 
-// DTMF in "application/dtmf-relay" (Signal=5) or "application/dtmf" (5).
+// DTMF in "application/dtmf-relay" (Signal=5) or "application/dtmf" (5); or the wish for a whole picture.
 void LibreLeg::TakeInfo(const struct sip_msg& request) {
     sip_treply(nullptr, stack_.Libre(), &request, 200, "OK");
     const std::string body = BodyOf(request);
@@ -304,6 +309,20 @@ void LibreLeg::TakeInfo(const struct sip_msg& request) {
     const bool isDtmf =
         View(request.ctyp.type) == "application" && View(request.ctyp.subtype).starts_with("dtmf");
     if (isDtmf && key != std::string::npos && events_) events_->OnDigits(body.substr(key, 1));
+    if (body.find("picture_fast_update") != std::string::npos && events_) events_->OnKeyframe();
+}
+
+// RFC 5168. One at a time: the next picture serves all who ask meanwhile.
+void LibreLeg::RequestKeyframe() {
+    if (state_ != State::Up || keyframe_) return;
+    const auto onResponse = [](int error, const struct sip_msg* message, void* argument) {
+        if (error == 0 && message && message->scode < 300) return;
+        LogLine("a key frame was refused by " + static_cast<LibreLeg*>(argument)->dialog_.remote + ": " +
+                (message ? Text(message->reason) : std::string("no answer")));
+    };
+    ++dialog_.cseq;
+    stack_.Send(&keyframe_, true, "INFO", dialog_, dialog_.cseq, auth_.get(),
+                BodyWith("application/media_control+xml", kPictureFastUpdate), nullptr, onResponse, this);
 }
 
 void LibreLeg::SendDigits(const std::string& digits) {

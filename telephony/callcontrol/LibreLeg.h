@@ -23,6 +23,7 @@ public:
     void Reanswer(const std::string& sdp) override;
     void RefuseReoffer(int code, const std::string& reason) override;
     void SendDigits(const std::string& digits) override;
+    void RequestKeyframe() override;
     void Hangup(int code, const std::string& reason) override;
     nlohmann::json Journal() const override;
 
@@ -67,6 +68,7 @@ private:
     std::unique_ptr<Received> received_;
     std::string digits_;  // not sent yet
     struct sip_request* info_ = nullptr;
+    struct sip_request* keyframe_ = nullptr;
     Timer timeout_;
 };
 

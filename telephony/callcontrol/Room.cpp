@@ -16,6 +16,43 @@ const json kFlags{"port-latching", "strict-source", "asymmetric"};
 // Else a listener must take every codec of the speaker, telephone-events with them.
 const json kListenerFlags{"port-latching", "strict-source", "asymmetric", "allow-transcoding"};
 constexpr char kPlaysDigits[] = "inject-DTMF";
+// Else the description has no a=mid, by which pages tell their media apart.
+constexpr char kNamesMedia[] = "generate-mid";
+
+// How the end that gets a description is spoken to.
+const json kPlain = json::object({{"ICE", "remove"}});
+// A phone across from a page; without these it would be told of WebRTC.
+const json kPlainFromPage = json::object(
+    {{"ICE", "remove"}, {"transport-protocol", "RTP/AVP"}, {"rtcp-mux", json::array({"demux"})}});
+// DTLS is begun by the page: rtpengine cannot know yet where the page is.
+const json kWebRtc = json::object({{"ICE", "force"},
+                                   {"transport-protocol", "UDP/TLS/RTP/SAVPF"},
+                                   {"DTLS", "passive"},
+                                   {"SDES", json::array({"off"})},
+                                   {"rtcp-mux", json::array({"accept"})}});
+
+// Without ICE-lite towards pages both ends claim one role of ICE for ever when the page's checks are faster
+// than its answer.
+json KeysOfOffer(bool fromPage, bool toPage) {
+    json keys = toPage ? kWebRtc : fromPage ? kPlainFromPage : kPlain;
+    if (toPage) {
+        keys["ICE-lite"] = fromPage ? "both" : "forward";
+        keys["rtcp-mux"] = json::array({"offer"});
+    } else if (fromPage) {
+        keys["ICE-lite"] = "backward";
+    }
+    return keys;
+}
+
+json KeysOfAnswer(bool fromPage, bool toPage) {
+    return toPage ? kWebRtc : fromPage ? kPlainFromPage : kPlain;
+}
+
+json FlagsFor(const json& flags, bool toPage) {
+    json all = flags;
+    if (toPage) all.push_back(kNamesMedia);
+    return all;
+}
 
 constexpr int kRate = 8000;
 constexpr int kToneHertz = 425;
@@ -85,10 +122,17 @@ Room::Handler Room::LogFailure(const char* what) const {
     };
 }
 
+void Room::OfferPlaceholder(const std::string& sdp, Handler handler) {
+    // The caller has no tag before it has answered.
+    json keys = KeysOfOffer(false, IsPage(kCallerTag));
+    keys.update({{"from-tag", kPlaceholderTag}, {"flags", FlagsFor(kFlags, IsPage(kCallerTag))}});
+    Negotiate("offer", std::move(keys), sdp, std::move(handler));
+}
+
 void Room::Offer(const std::string& from, const std::string& to, const std::string& sdp,
                  const std::vector<std::string>& codecs, Handler handler) {
-    json keys{{"from-tag", from}};
-    if (!to.empty()) keys["to-tag"] = to;
+    json keys = KeysOfOffer(IsPage(from), IsPage(to));
+    keys.update({{"from-tag", from}, {"to-tag", to}, {"flags", FlagsFor(kFlags, IsPage(to))}});
     // The answer of the one names one codec, and perhaps no digits; the other must be offered all the same.
     if (!codecs.empty()) keys["codec"] = {{"transcode", codecs}};
     if (!codecs.empty()) keys["codec"]["transcode"].push_back("telephone-event");
@@ -96,11 +140,13 @@ void Room::Offer(const std::string& from, const std::string& to, const std::stri
 }
 
 void Room::Answer(const std::string& from, const std::string& to, const std::string& sdp, Handler handler) {
-    Negotiate("answer", {{"from-tag", from}, {"to-tag", to}}, sdp, std::move(handler));
+    json keys = KeysOfAnswer(IsPage(to), IsPage(from));
+    keys.update({{"from-tag", from}, {"to-tag", to}, {"flags", FlagsFor(kFlags, IsPage(from))}});
+    Negotiate("answer", std::move(keys), sdp, std::move(handler));
 }
 
 void Room::Negotiate(const char* command, json keys, const std::string& sdp, Handler handler) {
-    keys.update({{"sdp", sdp}, {"flags", kFlags}, {"ICE", "remove"}});
+    keys["sdp"] = sdp;
     keys["replace"] = json{"origin", "session-connection"};
     if (takesDigits_) keys["flags"].push_back(kPlaysDigits);
     Ask(command, std::move(keys), std::move(handler));
@@ -108,19 +154,22 @@ void Room::Negotiate(const char* command, json keys, const std::string& sdp, Han
 
 void Room::Subscribe(const std::string& source, const std::string& listener,
                      const std::vector<std::string>& codecs, Handler handler) {
-    Ask("subscribe request",
-        {{"from-tags", {source}},
-         {"to-tag", listener},
-         {"flags", kListenerFlags},
-         {"ICE", "remove"},
-         {"codec", {{"transcode", codecs}}}},
-        std::move(handler));
+    json keys = ListenersKeys(listener);
+    keys.update({{"from-tags", {source}}, {"codec", {{"transcode", codecs}}}});
+    Ask("subscribe request", std::move(keys), std::move(handler));
+}
+
+json Room::ListenersKeys(const std::string& listener) const {
+    // Whoever speaks, it is rtpengine that offers it to the listener.
+    json keys = KeysOfOffer(false, IsPage(listener));
+    keys.update({{"to-tag", listener}, {"flags", FlagsFor(kListenerFlags, IsPage(listener))}});
+    return keys;
 }
 
 void Room::SubscribeAnswer(const std::string& listener, const std::string& sdp, Handler handler) {
-    Ask("subscribe answer",
-        {{"to-tag", listener}, {"sdp", sdp}, {"flags", kListenerFlags}, {"ICE", "remove"}},
-        std::move(handler));
+    json keys = ListenersKeys(listener);
+    keys["sdp"] = sdp;
+    Ask("subscribe answer", std::move(keys), std::move(handler));
 }
 
 void Room::Unsubscribe(const std::string& listener) {

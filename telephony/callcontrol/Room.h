@@ -1,5 +1,6 @@
-// The media of one call in rtpengine. Every message carries the flags that keep what was told to a phone true
-// for the whole call: the phone hears everything from the address and port in its first description.
+// The media of one call in rtpengine. Every message carries the flags that keep what was told to an end true
+// for the whole call: it hears everything from the address and port in its first description. Ends are phones
+// (plain RTP) or browser pages (ICE, DTLS, SRTP), which rtpengine turns into each other.
 #ifndef TELEPHONY_CALLCONTROL_ROOM_H
 #define TELEPHONY_CALLCONTROL_ROOM_H
 
@@ -7,6 +8,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,7 +20,7 @@ namespace telephony {
 /// Names of ends in a room. The placeholder stands for the callee while only the caller is called.
 inline constexpr char kPlaceholderTag[] = "placeholder";
 inline constexpr char kCallerTag[] = "caller";
-inline constexpr char kCalleeTag[] = "callee";
+inline constexpr char kCalleeTag[] = "callee";  // of phones; a page that is called has one to itself
 
 /// A digit with the pause behind it, and what rtpengine needs beyond. So long it also needs from TakeDigits
 /// on, until it has seen packets of both ends.
@@ -39,14 +41,18 @@ public:
     Room(NgClient& ng, std::string name) : ng_(ng), name_(std::move(name)) {}
 
     const std::string& Name() const { return name_; }
+    /// This end is a page. The others are phones.
+    void AddPage(const std::string& tag) { pages_.insert(tag); }
     /// What was settled is forgotten: rtpengine has started anew.
     void StartAnew(std::string name) {
         name_ = std::move(name);
         takesDigits_ = false;
     }
 
+    /// The first offer of a room: what the placeholder offers, as the caller is to be told.
+    void OfferPlaceholder(const std::string& sdp, Handler handler);
     /// What `from` offers, as `to` is to be told: with these codecs beside its own, which rtpengine turns
-    /// into each other. `to` may be empty in the first offer of a room.
+    /// into each other.
     void Offer(const std::string& from, const std::string& to, const std::string& sdp,
                const std::vector<std::string>& codecs, Handler handler);
     /// What `to` answers, as `from` is to be told.
@@ -80,13 +86,16 @@ public:
 
 private:
     void Ask(const char* command, nlohmann::json keys, Handler handler);
-    /// An offer or an answer.
+    bool IsPage(const std::string& tag) const { return pages_.contains(tag); }
+    nlohmann::json ListenersKeys(const std::string& listener) const;
+    /// An offer or an answer; `keys` say how the end that gets it is spoken to.
     void Negotiate(const char* command, nlohmann::json keys, const std::string& sdp, Handler handler);
     /// Of a request whose failure changes nothing for the call: it is logged.
     Handler LogFailure(const char* what) const;
 
     NgClient& ng_;
     std::string name_;
+    std::set<std::string> pages_;
     bool takesDigits_ = false;
 };
 

@@ -1,5 +1,5 @@
 // One end of a call as the call sees it: what can be asked of a phone and what it tells. SipStack.h does it
-// with libre; tests do it without a network.
+// with libre, Pages.h for browser pages, which speak no SIP; tests do it without a network.
 #ifndef TELEPHONY_CALLCONTROL_SIP_H
 #define TELEPHONY_CALLCONTROL_SIP_H
 
@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "telephony/protocol/Command.h"
+#include "telephony/protocol/Event.h"
 
 namespace telephony {
 
@@ -19,6 +19,14 @@ struct Invitation {
     std::string fromName;
     std::string sdp;
     AnswerStyle answer = AnswerStyle::None;
+    // What a page is told beside that.
+    std::string call;
+    CallKind kind = CallKind::Regular;
+    Direction audio = Direction::Both;  // seen from this end
+    Direction video = Direction::None;
+    bool answersByItself = false;
+    LegRole role = LegRole::Callee;
+    std::string called = {};
 };
 
 /// What a phone does. The leg may be hung up from within each of them.
@@ -36,6 +44,8 @@ public:
     /// What came back for Reinvite: 200 with a description, or the refusal.
     virtual void OnReanswer(int code, const std::string& sdp) = 0;
     virtual void OnDigits(const std::string& digits) = 0;
+    /// It cannot show the pictures that come.
+    virtual void OnKeyframe() = 0;
     /// The phone has hung up. The leg is over.
     virtual void OnBye() = 0;
 };
@@ -56,6 +66,8 @@ public:
     virtual void Reanswer(const std::string& sdp) = 0;
     virtual void RefuseReoffer(int code, const std::string& reason) = 0;
     virtual void SendDigits(const std::string& digits) = 0;
+    /// The next picture is to be a whole one.
+    virtual void RequestKeyframe() = 0;
 
     /// Ends it in any state, by CANCEL, a refusal or BYE, which say the code and words. No event comes any
     /// more.

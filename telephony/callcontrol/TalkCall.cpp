@@ -12,28 +12,40 @@ namespace {
 // A phone that answers by itself does so at once; a tone of 20 ms before would sound like a fault.
 constexpr std::chrono::milliseconds kRingbackDelay(50);
 
+Direction OfCaller(const Command& command, Direction direction) {
+    return command.callKind == CallKind::Monitor ? Common(direction, Direction::Receive) : direction;
+}
+
+Direction VideoOfPhone(const std::string& offer) {
+    return offer.find("\nm=video ") == std::string::npos ? Direction::None : Direction::Both;
+}
+
+// All that these may be offered, none twice.
+std::vector<std::string> CodecsOf(const std::vector<CallLeg*>& legs) {
+    std::vector<std::string> codecs;
+    for (const CallLeg* const leg : legs)
+        for (const std::string& codec : leg->Codecs())
+            if (std::ranges::find(codecs, codec) == codecs.end()) codecs.push_back(codec);
+    return codecs;
+}
+
 }  // namespace
 
 TalkCall::TalkCall(CallServices& services, const Command& command)
-    : Call(services, command.id, command.callKind, command.called),
-      audio_(command.callKind == CallKind::Monitor ? Common(command.audio, Direction::Receive)
-                                                   : command.audio),
-      video_(command.callKind == CallKind::Monitor ? Common(command.video, Direction::Receive)
-                                                   : command.video),
+    : Call(services, command.id, command.callKind, command.called, OfCaller(command, command.audio),
+           OfCaller(command, command.video)),
       answersByItself_(command.callKind == CallKind::Monitor || !command.ring),
       isMonitor_(command.callKind == CallKind::Monitor),
       ringbackTimer_(services.loop),
       ringing_(services.loop),
       digitTimer_(services.loop) {
     AddLeg(command.from, LegRole::Caller, kCallerTag);
-    for (const std::string& user : command.to)
-        AddLeg(user, LegRole::Callee, kCalleeTag);
+    AddCallees(command.to);
 }
 
 TalkCall::TalkCall(CallServices& services, std::string id, SipLegPtr caller, IncomingCall incoming)
-    : Call(services, std::move(id), CallKind::Regular, std::move(incoming.dialled)),
-      audio_(Direction::Both),
-      video_(incoming.sdp.find("\nm=video ") == std::string::npos ? Direction::None : Direction::Both),
+    : Call(services, std::move(id), CallKind::Regular, std::move(incoming.dialled), Direction::Both,
+           VideoOfPhone(incoming.sdp)),
       answersByItself_(false),
       isMonitor_(false),
       ringbackTimer_(services.loop),
@@ -44,8 +56,14 @@ TalkCall::TalkCall(CallServices& services, std::string id, SipLegPtr caller, Inc
     leg.sip = std::move(caller);
     leg.sdp = std::move(incoming.sdp);
     leg.report.state = LegState::Calling;
-    for (const std::string& user : incoming.to)
-        AddLeg(user, LegRole::Callee, kCalleeTag);
+    AddCallees(incoming.to);
+}
+
+void TalkCall::AddCallees(const std::vector<std::string>& users) {
+    for (const std::string& user : users) {
+        const std::string ofPage = "page" + std::to_string(legs_.size());
+        AddLeg(user, LegRole::Callee, services_.device(user).page ? ofPage : kCalleeTag);
+    }
 }
 
 void TalkCall::Start() {
@@ -60,38 +78,44 @@ void TalkCall::TellCaller() {
     // The placeholder stands for the other end, so it does what that end does.
     const std::string placeholder =
         PlaceholderSdp(services_.address, Caller().Codecs(), Mirrored(audio_), Mirrored(video_));
-    room_.Offer(kPlaceholderTag, "", placeholder, {}, WithReply([this](const NgReply& reply) {
-                    const CallLeg& shown = answered_ ? *answered_ : *legs_[1];
-                    Caller().Tell(reply.Sdp(), shown, true);
-                }));
+    room_.OfferPlaceholder(placeholder, WithReply([this](const NgReply& reply) {
+                               const CallLeg& shown = answered_ ? *answered_ : *legs_[1];
+                               Caller().Tell(reply.Sdp(), shown, true);
+                           }));
 }
 
-// All of a group are told one offer, of which each takes its own.
-std::vector<std::string> TalkCall::CodecsOfCallees() const {
-    std::vector<std::string> codecs;
+// All phones of a group are told one offer, of which each takes its own. A page has one to itself, since the
+// first packet to an offer's keys settles who speaks there.
+void TalkCall::OfferToCallees() {
+    if (answered_) return OfferTo({answered_});
+    std::vector<CallLeg*> phones;
     for (const auto& leg : legs_) {
         if (leg->report.role != LegRole::Callee || leg->IsOver()) continue;
-        for (const std::string& codec : leg->Codecs())
-            if (std::ranges::find(codecs, codec) == codecs.end()) codecs.push_back(codec);
+        if (leg->IsPage())
+            OfferTo({leg.get()});
+        else
+            phones.push_back(leg.get());
     }
-    return codecs;
+    if (!phones.empty()) OfferTo(phones);
 }
 
-void TalkCall::OfferToCallees() {
-    room_.Offer(kCallerTag, kCalleeTag, Caller().sdp, CodecsOfCallees(),
-                WithReply([this](const NgReply& reply) {
+void TalkCall::OfferTo(const std::vector<CallLeg*>& callees) {
+    room_.Offer(kCallerTag, callees.front()->tag, Caller().sdp, CodecsOf(callees),
+                WithReply([this, callees](const NgReply& reply) {
                     if (isMonitor_) room_.Block(kCallerTag);
-                    if (answered_)
-                        answered_->Tell(reply.Sdp(), Caller(), false);
-                    else
-                        TellCallees(reply.Sdp());
+                    TellCallees(callees, reply.Sdp());
                 }));
 }
 
-void TalkCall::TellCallees(const std::string& offer) {
-    for (const auto& leg : legs_)
-        if (leg->report.role == LegRole::Callee) leg->Tell(offer, Caller(), answersByItself_);
-    if (byPhone_) return;  // a phone that calls makes its tone itself
+void TalkCall::TellCallees(const std::vector<CallLeg*>& callees, const std::string& offer) {
+    for (CallLeg* const leg : callees)
+        if (!leg->IsOver()) leg->Tell(offer, Caller(), answersByItself_);
+    if (!answered_) StartRingback();
+}
+
+void TalkCall::StartRingback() {
+    // A phone that calls makes its tone itself.
+    if (byPhone_ || ringback_ || ringbackTimer_.IsRunning()) return;
     ringbackTimer_.Start(kRingbackDelay, [this] {
         ringback_ = true;
         room_.PlayRingback(kCallerTag, [weak = weak_from_this(), this](const NgReply&) {
@@ -116,7 +140,7 @@ void TalkCall::OnLegRings(CallLeg& leg, const std::string& sdp) {
     if (sdp.empty() || legs_.size() != 2 || earlyMedia_) return;
     earlyMedia_ = true;
     StopRingback();
-    room_.Answer(kCallerTag, kCalleeTag, sdp, WithReply([this](const NgReply& reply) {
+    room_.Answer(kCallerTag, leg.tag, sdp, WithReply([this](const NgReply& reply) {
                      if (byPhone_ && !answered_) Caller().sip->Progress(Caller().Own(reply.Sdp()));
                  }));
 }
@@ -145,7 +169,7 @@ void TalkCall::TakeCalleesAnswer(CallLeg& callee) {
     for (const auto& leg : legs_)
         if (leg->report.role == LegRole::Callee && leg.get() != &callee)
             HangUpLeg(*leg, END_NORMAL, "Call completed elsewhere");
-    room_.Answer(kCallerTag, kCalleeTag, callee.sdp,
+    room_.Answer(kCallerTag, callee.tag, callee.sdp,
                  WithReply([this, &callee](const NgReply& reply) { CompleteAnswer(callee, reply.Sdp()); }));
 }
 
@@ -162,6 +186,23 @@ void TalkCall::CompleteAnswer(CallLeg& callee, const std::string& answer) {
         SetHeld(false, kByCallControl);
     else
         SetEstablished();
+    StartPictures(callee);
+}
+
+// Between a page and a phone. While ICE and DTLS are on their way pictures are lost, and a phone's next whole
+// one may be far.
+void TalkCall::StartPictures(CallLeg& callee) {
+    const auto pictures = [](const CallLeg& leg) {
+        const std::size_t end = leg.report.codecs.find(' ');
+        return end == std::string::npos ? std::string() : leg.report.codecs.substr(end);
+    };
+    CallLeg& caller = Caller();
+    if (caller.IsPage() == callee.IsPage() || pictures(callee).empty()) return;
+    (caller.IsPage() ? callee : caller).sip->RequestKeyframe();
+    // A page that calls has agreed to all that a phone might take, and now sends the first of it.
+    if (!caller.IsPage() || step_ != Step::Idle || pictures(caller) == pictures(callee)) return;
+    toRenegotiate_ = {&caller};
+    NextRenegotiation();
 }
 
 void TalkCall::OnLegGone(CallLeg& leg, int code, const std::string& reason) {
@@ -198,6 +239,7 @@ void TalkCall::Resume() {
 
 void TalkCall::StartRenegotiation(Direction direction) {
     renegotiated_ = direction;
+    holdToTell_ = true;
     toRenegotiate_ = {&Caller(), answered_};
     if (step_ == Step::Idle) NextRenegotiation();
     // Else it begins when what is under way is done.
@@ -209,6 +251,7 @@ void TalkCall::NextRenegotiation() {
         toRenegotiate_.pop_front();
     if (toRenegotiate_.empty()) {
         step_ = Step::Idle;
+        if (!std::exchange(holdToTell_, false)) return;
         if (!held_) {
             room_.Unblock("");
             if (isMonitor_) room_.Block(kCallerTag);
@@ -220,7 +263,8 @@ void TalkCall::NextRenegotiation() {
     const CallLeg& other = Other(leg);
     const Direction allowed =
         isMonitor_ ? (&leg == &Caller() ? Direction::Send : Direction::Receive) : Direction::Both;
-    const std::string offer = WithDirection(other.sdp, Common(renegotiated_, allowed));
+    const std::string offer =
+        holdToTell_ ? WithDirection(other.sdp, Common(renegotiated_, allowed)) : other.sdp;
     room_.Offer(other.tag, leg.tag, offer, leg.Codecs(), WithReply([this, &leg](const NgReply& reply) {
                     asked_ = &leg;
                     leg.Tell(reply.Sdp(), leg, false);
@@ -283,6 +327,13 @@ void TalkCall::OnLegRefusesReinvite(CallLeg& leg, int code) {
     NextRenegotiation();
 }
 
+// Phones are left to ask each other by RTCP, as they always have.
+void TalkCall::OnLegNeedsKeyframe(CallLeg& leg) {
+    if (!answered_ || (&leg != &Caller() && &leg != answered_)) return;
+    CallLeg& other = Other(leg);
+    if (other.IsUp() && (leg.IsPage() || other.IsPage())) other.sip->RequestKeyframe();
+}
+
 // ---- digits into the sound
 
 std::string TalkCall::PlayDigits(const std::string& user, const std::string& digits) {
@@ -319,10 +370,10 @@ void TalkCall::TakeDigits() {
             if (call && !ended_ && step_ == Step::TakingDigits) handler(reply);
         };
     };
-    room_.Offer(kCallerTag, kCalleeTag, Caller().sdp, CodecsOfCallees(),
+    room_.Offer(kCallerTag, answered_->tag, Caller().sdp, answered_->Codecs(),
                 check([this, check](const NgReply& offered) {
                     if (!offered.ok) return FinishTakingDigits(offered);
-                    room_.Answer(kCallerTag, kCalleeTag, answered_->sdp,
+                    room_.Answer(kCallerTag, answered_->tag, answered_->sdp,
                                  check([this](const NgReply& reply) { FinishTakingDigits(reply); }));
                 }));
 }
@@ -367,6 +418,7 @@ void TalkCall::Rebuild() {
     asking_ = asked_ = nullptr;
     toRenegotiate_.clear();
     toPlay_.clear();
+    holdToTell_ = false;
     step_ = Step::Building;
     held_ = false;
     TellCaller();

@@ -27,14 +27,18 @@ public:
     std::string PlayDigits(const std::string& user, const std::string& digits) override;
 
 private:
+    void AddCallees(const std::vector<std::string>& users);
+
     // The steps of setting media up, in their order. They are also taken when rtpengine was started anew;
     // then the phones hear of it by re-INVITE.
     void TellCaller();
     void OfferToCallees();
-    std::vector<std::string> CodecsOfCallees() const;
-    void TellCallees(const std::string& offer);
+    void OfferTo(const std::vector<CallLeg*>& callees);
+    void TellCallees(const std::vector<CallLeg*>& callees, const std::string& offer);
+    void StartRingback();
     void TakeCalleesAnswer(CallLeg& callee);
     void CompleteAnswer(CallLeg& callee, const std::string& answer);
+    void StartPictures(CallLeg& callee);
 
     // A change of a call that is up: the other end is asked, and its answer goes back.
     void StartRenegotiation(Direction direction);
@@ -53,6 +57,7 @@ private:
     void OnLegAnswers(CallLeg& leg) override;
     void OnLegReoffers(CallLeg& leg, const std::string& sdp) override;
     void OnLegRefusesReinvite(CallLeg& leg, int code) override;
+    void OnLegNeedsKeyframe(CallLeg& leg) override;
     void OnLegGone(CallLeg& leg, int code, const std::string& reason) override;
     void Rebuild() override;
     bool ShouldBeHeard(const CallLeg& leg) const override;
@@ -62,8 +67,6 @@ private:
     void StopRingback();
     bool CanBeReinvited(const CallLeg& leg) const;
 
-    const Direction audio_;
-    const Direction video_;
     const bool answersByItself_;
     const bool isMonitor_;
 
@@ -84,6 +87,7 @@ private:
     Timer ringing_;
     std::deque<CallLeg*> toRenegotiate_;
     Direction renegotiated_ = Direction::Both;
+    bool holdToTell_ = false;    // when all are told
     CallLeg* asked_ = nullptr;   // whose re-INVITE is under way
     CallLeg* asking_ = nullptr;  // whose re-INVITE waits for the answer
     std::string askedFor_;

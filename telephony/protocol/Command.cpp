@@ -180,10 +180,6 @@ void ParseDtmf(Fields& fields, Command& command) {
     command.by = fields.OneOf("by", kDigitStyles, DigitStyle::Info);
 }
 
-bool IsOfPages(CommandKind kind) {
-    return kind >= CommandKind::PagePresent && kind <= CommandKind::PageKeyframe;
-}
-
 void ParsePage(Fields& fields, Command& command) {
     command.leg = fields.Name(fields.Get("leg"), "leg");
     if (command.kind == CommandKind::PagePresent) {
@@ -300,6 +296,10 @@ std::string_view FindCodec(std::string_view name) {
     const auto found = std::ranges::find_if(
         kCodecs, [&](std::string_view codec) { return std::ranges::equal(codec, name, {}, lower, lower); });
     return found == kCodecs.end() ? std::string_view() : *found;
+}
+
+bool IsOfPages(CommandKind kind) {
+    return kind >= CommandKind::PagePresent;
 }
 
 std::string_view TextOf(CommandKind kind) {

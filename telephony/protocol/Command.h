@@ -38,7 +38,7 @@ enum class CommandKind {
     Resume,
     Dtmf,
     Status,
-    // Of a client that speaks for pages.
+    // Of a client that speaks for pages; see IsOfPages.
     PagePresent,
     PageRinging,
     PageAnswer,
@@ -113,6 +113,7 @@ Command ParseCommand(std::string_view line);
 /// The line that ParseCommand reads as this command.
 std::string ToLine(const Command& command);
 
+bool IsOfPages(CommandKind kind);
 std::string_view TextOf(CommandKind kind);
 std::string_view TextOf(CallKind kind);
 std::optional<CallKind> ToCallKind(std::string_view text);

@@ -41,6 +41,7 @@ void FakeMedia::Receive(std::string_view datagram) {
         if (request.contains("from-tag")) line += " " + request.at("from-tag").get<std::string>();
         if (request.contains("to-tag")) line += ">" + request.at("to-tag").get<std::string>();
         asked_.push_back(line);
+        last_[line] = request;
     }
     if (away) return;
     json reply{{"result", "ok"}};
@@ -56,6 +57,15 @@ void FakeMedia::Receive(std::string_view datagram) {
 std::vector<std::string> FakeMedia::Take() {
     loop_.Advance(std::chrono::milliseconds(1));
     return std::exchange(asked_, {});
+}
+
+json FakeMedia::Asked(const std::string& line) const {
+    const auto found = last_.find(line);
+    if (found == last_.end()) return {};
+    json request = found->second;
+    for (const char* name : {"command", "call-id", "from-tag", "from-tags", "to-tag", "sdp"})
+        request.erase(name);
+    return request;
 }
 
 void FakeLeg::Invite(const telephony::Invitation& told) {

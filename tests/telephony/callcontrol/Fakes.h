@@ -46,6 +46,8 @@ public:
     std::vector<std::string> Take();
     /// All keys of the last request of a command.
     const nlohmann::json& Last(const std::string& command) { return last_[command]; }
+    /// The same of a request as Take names it, without what differs in every call. Null when there was none.
+    nlohmann::json Asked(const std::string& line) const;
 
     bool away = false;                               // no answer at all
     std::map<std::string, std::string> refusals;     // by command: the reason
@@ -57,7 +59,7 @@ private:
     FakeLoop& loop_;
     telephony::NgClient client_;
     std::vector<std::string> asked_;
-    std::map<std::string, nlohmann::json> last_;
+    std::map<std::string, nlohmann::json> last_;  // by command, and by line
     int offers_ = 0;
 };
 
@@ -74,6 +76,7 @@ public:
     void Reanswer(const std::string&) override { Note("reanswer"); }
     void RefuseReoffer(int code, const std::string&) override { Note("refuse " + std::to_string(code)); }
     void SendDigits(const std::string& digits) override { Note("digits " + digits); }
+    void RequestKeyframe() override { Note("keyframe"); }
     void Hangup(int code, const std::string& reason) override;
     nlohmann::json Journal() const override { return {{"leg", user}}; }
 
