@@ -9,6 +9,9 @@ TEST_PACKAGES=(libgtest-dev libgmock-dev clang libclang-rt-14-dev lld openssl)
 # What real calls are made with, and the phones that the tests call with.
 CALL_PACKAGES=(kamailio kamailio-extra-modules kamailio-sqlite-modules rtpengine-daemon iproute2)
 CALL_TEST_PACKAGES=("${CALL_PACKAGES[@]}" baresip-core baresip-ffmpeg linphone-cli sip-tester)
+# What the tests in browsers need. npm is a package to itself in Debian, and part of nodejs elsewhere.
+WEB_TEST_PACKAGES=(nodejs chromium)
+command -v npm >/dev/null || WEB_TEST_PACKAGES+=(npm)
 # What counting the instructions of operations needs beside what it is built with.
 GUARD_PACKAGES=(libbenchmark-dev valgrind)
 # What bench/run needs beside what the system is built with, and the peers that it compares with, as PROGRAM:PACKAGE.
@@ -56,6 +59,12 @@ install_packages() {
         echo "These packages are missing and could not be installed: ${missing[*]}" >&2
         return 1
     fi
+}
+
+# install_npm_packages FOLDER: what its package-lock.json names, into its node_modules. Returns at once when all is there.
+install_npm_packages() {
+    cmp -s "$1/package-lock.json" "$1/node_modules/.lock" && return 0
+    npm ci --prefix "$1" --ignore-scripts --no-audit --no-fund && cp "$1/package-lock.json" "$1/node_modules/.lock"
 }
 
 # install_if_possible PACKAGE...: for what can be done without. Says nothing where installing is not possible at all:
