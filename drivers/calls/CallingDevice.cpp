@@ -1,6 +1,7 @@
 #include "drivers/calls/CallingDevice.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <exception>
 #include <limits>
 #include <utility>
@@ -18,6 +19,8 @@ using telephony::Direction;
 namespace {
 
 constexpr char kStateElement[] = "callingDevice";
+// Where call control's socket is, for a device whose configuration does not tell.
+constexpr char kSocketVariable[] = "INTERCOM_CALLCONTROL_SOCKET";
 
 std::optional<Direction> DirectionOf(MediaMode mode) {
     switch (mode) {
@@ -103,6 +106,8 @@ void CallingDevice::StartDevice(Identity identity, DeviceSettings settings, cons
                 if (const std::string fault = settings_.Change(row, std::string(saved->NodeGetText()));
                     !fault.empty())
                     Log(dv::LOG_LEVEL_ERROR, "saved state: " + fault);
+    if (const char* const socket = std::getenv(kSocketVariable); socket && identity_.callControl.empty())
+        identity_.callControl = socket;
     if (identity_.callControl.empty())
         Log(dv::LOG_LEVEL_ERROR,
             "no call control is given: set <callControl> or INTERCOM_CALLCONTROL_SOCKET to the path of its "
@@ -176,6 +181,7 @@ void CallingDevice::ChangeSetting(const DeviceSettings::Row& row, const std::str
     if (!fault.empty()) return Log(dv::LOG_LEVEL_ERROR, "setDeviceState: " + fault);
     if (Text(settings_, row) == before) return;
     DmInvalidateState();
+    OnSettingsChanged();
     link_.NotifyChanged(row.property);
 }
 
@@ -184,6 +190,7 @@ void CallingDevice::Set(Value DeviceSettings::*member, Value value, DeviceProps 
     if (settings_.*member == value) return;
     settings_.*member = value;
     DmInvalidateState();
+    OnSettingsChanged();
     link_.NotifyChanged(property);
 }
 
@@ -212,8 +219,10 @@ void CallingDevice::setRingDoorbell(bool on) {
 }
 
 void CallingDevice::setSpeakerVol(unsigned short volume, bool notify) {
-    if (settings_.speakerVolume != volume) DmInvalidateState();
-    settings_.speakerVolume = volume;
+    if (std::exchange(settings_.speakerVolume, volume) != volume) {
+        DmInvalidateState();
+        OnSettingsChanged();
+    }
     if (notify) link_.NotifyChanged(DEVICE_VOLUME);
 }
 

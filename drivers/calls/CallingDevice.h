@@ -39,7 +39,7 @@ struct DeviceSettings {
 
 class CallingDevice : public DvBaseDriver,
                       public ISupportIntercom,
-                      private CallsOwner,
+                      protected CallsOwner,
                       private CallControlUser {
 public:
     explicit CallingDevice(IInstanceManager& instanceManager);
@@ -111,23 +111,26 @@ protected:
     void StartDevice(Identity identity, DeviceSettings settings, const DvXML::INode* savedState);
 
     DeviceCalls& Calls() { return calls_; }
+    const DeviceSettings& Settings() const { return settings_; }
     /// One request of setDeviceState's "call". False when there is no call for it.
     virtual bool CarryOutCall(const std::string& request);
-
-    void Log(unsigned int level, const std::string& text) const override;
-
-private:
-    // CallsOwner
-    const std::string& User() const override { return identity_.device.user; }
-    std::string Key() override { return key; }
-    IIntercomAgent* FindAgent() const override { return link_.Find(); }
-    bool SendToCallControl(const telephony::Command& command) override;
-    void OnStateChanged() override;
+    /// Some setting has another value than before.
+    virtual void OnSettingsChanged() {}
 
     // CallControlUser
     void OnCallControlEvent(const telephony::Event& event) override;
     void OnCallControlLost(const std::string& reason) override;
 
+    // CallsOwner
+    const std::string& User() const override { return identity_.device.user; }
+    std::string Key() override { return key; }
+    bool IsRegistered() const override { return !identity_.device.page; }
+    IIntercomAgent* FindAgent() const override { return link_.Find(); }
+    bool SendToCallControl(const telephony::Command& command) override;
+    void OnStateChanged() override;
+    void Log(unsigned int level, const std::string& text) const override;
+
+private:
     void StartCall(telephony::CallKind kind, dvIntercom::MediaMode audio, dvIntercom::MediaMode video,
                    const std::vector<std::string>& addresses);
     void AddPeers(DeviceCalls::Order& order, const std::string& address);

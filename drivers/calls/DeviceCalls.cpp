@@ -26,6 +26,9 @@ namespace {
 // SIP statuses of call control's.
 constexpr int kNoCallOfThatId = 481;
 constexpr int kNotHeardOf = 408;
+// With these words it ends the leg of a page that is gone.
+constexpr int kAway = 480;
+constexpr char kPageGone[] = "The page is gone";
 constexpr int kLeastFailure = 300;
 // The peer's key in a report that the device itself is lost.
 constexpr char kDown[] = "down";
@@ -131,30 +134,51 @@ bool DeviceCalls::HangUp(const Call& call, Session& session) {
         command.leg = owner_.User();
     else if (call.sessions.size() > 1)
         command.leg = session.peer.user;
-    if (owner_.SendToCallControl(command)) return true;
+    if (!owner_.SendToCallControl(command)) NoteHangup(session);
+    return true;
+}
+
+void DeviceCalls::NoteHangup(Session& session) {
     session.hangupDue = true;
     owner_.Log(dv::LOG_LEVEL_ERROR, "the call with " + session.peer.name +
                                         " is hung up as soon as call control, which is away, is back");
+}
+
+bool DeviceCalls::HangUpCall(const std::string& id) {
+    Call* const call = FindCall(id);
+    if (!call) return false;
+    Command command = About(CommandKind::Hangup, id);
+    command.leg = owner_.User();
+    if (owner_.SendToCallControl(command)) return true;
+    for (Session& session : call->sessions)
+        NoteHangup(session);
     return true;
 }
 
 bool DeviceCalls::SetHeld(unsigned char number, bool held) {
     Call* const call = FindCallOf(number);
     if (!call) return false;
-    const char* const verb = held ? "held" : "resumed";
     const Session& session = *std::ranges::find(call->sessions, number, &Session::number);
-    std::string why;
-    if (!session.answered)
-        why = "it is not answered";
-    else if (session.received && call->report.kind == telephony::CallKind::Broadcast)
-        why = "a broadcast is held by who speaks";
-    else if (!owner_.SendToCallControl(
-                 About(held ? CommandKind::Hold : CommandKind::Resume, call->report.id)))
-        why = "call control is away";
-    if (!why.empty())
-        owner_.Log(dv::LOG_LEVEL_ERROR,
-                   "the call with " + session.peer.name + " cannot be " + verb + ": " + why);
+    const std::string why = Hold(*call, session, held);
+    if (!why.empty()) owner_.Log(dv::LOG_LEVEL_ERROR, why);
     return true;
+}
+
+std::string DeviceCalls::HoldCall(const std::string& id, bool held) {
+    const Call* const call = FindCall(id);
+    if (!call || call->sessions.empty()) return "there is no call " + id;
+    return Hold(*call, call->sessions.front(), held);
+}
+
+std::string DeviceCalls::Hold(const Call& call, const Session& session, bool held) {
+    const std::string head =
+        "the call with " + session.peer.name + " cannot be " + (held ? "held" : "resumed") + ": ";
+    if (!session.answered) return head + "it is not answered";
+    if (session.received && call.report.kind == telephony::CallKind::Broadcast)
+        return head + "a broadcast is held by who speaks";
+    if (!owner_.SendToCallControl(About(held ? CommandKind::Hold : CommandKind::Resume, call.report.id)))
+        return head + "call control is away";
+    return {};
 }
 
 bool DeviceCalls::SetAllHeld(bool held) {
@@ -182,6 +206,19 @@ bool DeviceCalls::SendDigits(const std::string& digits, telephony::DigitStyle by
     return owner_.SendToCallControl(command);
 }
 
+std::string DeviceCalls::SendDigitsTo(const std::string& id, const std::string& digits,
+                                      telephony::DigitStyle by) {
+    const Call* const call = FindCall(id);
+    if (!call || call->sessions.empty()) return "there is no call " + id;
+    const Session& session = call->sessions.front();
+    if (!session.answered) return "the call with " + session.peer.name + " is not answered";
+    Command command = About(CommandKind::Dtmf, id);
+    if (session.received) command.leg = session.peer.user;
+    command.digits = digits;
+    command.by = by;
+    return owner_.SendToCallControl(command) ? "" : "call control is away";
+}
+
 std::optional<int> DeviceCalls::State() const {
     bool rings = false;
     bool calls = false;
@@ -206,7 +243,8 @@ void DeviceCalls::OnEvent(const Event& event) {
             return TakeSnapshot(event);
         case EventKind::Registered:
         case EventKind::Lost:
-            if (event.phone.user == owner_.User()) SetPresent(event.kind == EventKind::Registered);
+            if (owner_.IsRegistered() && event.phone.user == owner_.User())
+                SetPresent(event.kind == EventKind::Registered);
             return;
         case EventKind::PhoneCall:
         case EventKind::Calling:
@@ -227,7 +265,7 @@ void DeviceCalls::OnEvent(const Event& event) {
         case EventKind::PageInvite:
         case EventKind::PageOffer:
         case EventKind::PageKeyframe:
-            return;  // sent to devices with pages only
+            return;  // for the driver that has pages
         case EventKind::Proxy:
         case EventKind::Media:
             return owner_.Log(
@@ -252,7 +290,7 @@ void DeviceCalls::TakeSnapshot(const Event& event) {
         if (std::ranges::find(report.legs, owner_.User(), &LegReport::user) != report.legs.end())
             TakeCall(report);
     // A proxy that has just come does not know yet who is there.
-    if (event.proxy == "up")
+    if (event.proxy == "up" && owner_.IsRegistered())
         SetPresent(std::ranges::find(event.phones, owner_.User(), &telephony::RegisteredPhone::user) !=
                    event.phones.end());
     std::vector<unsigned char> due;
@@ -313,7 +351,8 @@ void DeviceCalls::AddSessions(Call& call) {
 }
 
 void DeviceCalls::TakeLeg(const Event& event) {
-    if (event.kind == EventKind::LegDown && event.code == kNotHeardOf) TellOfLoss(event.id, event.leg);
+    const bool isLost = event.code == kNotHeardOf || (event.code == kAway && event.reason == kPageGone);
+    if (event.kind == EventKind::LegDown && isLost) TellOfLoss(event.id, event.leg);
     Call* const call = FindCall(event.id);
     if (!call) return;
     if (event.kind == EventKind::Established) call->report.state = kEstablished;
@@ -337,6 +376,8 @@ void DeviceCalls::TellOfLoss(const std::string& id, const std::string& user) {
     if (!leg || leg->state != LegState::Up || call->endsByLoss) return;
     const bool isCaller = leg->role == LegRole::Caller;
     if (isCaller && !call->lost.empty()) return;
+    // Of several pages of one device the others are still there.
+    if (user == owner_.User() && !owner_.IsRegistered() && present_) return;
     call->lost.insert(user);
     call->endsByLoss = isCaller || call->report.kind != telephony::CallKind::Broadcast;
     const auto session =

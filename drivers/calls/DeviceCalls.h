@@ -21,6 +21,8 @@ class CallsOwner {
 public:
     virtual const std::string& User() const = 0;
     virtual std::string Key() = 0;
+    /// Whether a registration tells if it is there. Otherwise whoever owns the calls says so, by SetPresent.
+    virtual bool IsRegistered() const = 0;
     /// The agent, or null when none is running.
     virtual IIntercomAgent* FindAgent() const = 0;
     /// False when call control is away; then nothing was sent.
@@ -62,8 +64,16 @@ public:
     /// To the device itself, in its call that has run longest.
     bool SendDigits(const std::string& digits, telephony::DigitStyle by);
 
-    /// Whether the device's phone is registered.
+    // The same with call control's id of the call. The first is false when there is no such call; the others
+    // return why not, and nothing when it is done.
+    bool HangUpCall(const std::string& id);
+    std::string HoldCall(const std::string& id, bool held);
+    /// To the other end, or to all that have answered.
+    std::string SendDigitsTo(const std::string& id, const std::string& digits, telephony::DigitStyle by);
+
+    /// Whether the device is there: its phone is registered, or whatever it has instead.
     bool IsPresent() const { return present_; }
+    void SetPresent(bool present);
     /// None while there is no call.
     std::optional<int> State() const;
 
@@ -99,7 +109,6 @@ private:
     void TakeLeg(const telephony::Event& event);
     void TakeEnd(const telephony::Event& event);
     void TakeRefusal(const telephony::Event& event);
-    void SetPresent(bool present);
     /// Whoever rings for the door chimes: the driver of who has rung sees to it.
     void RingChimes(const telephony::CallReport& report);
     void TellOfLoss(const std::string& id, const std::string& user);
@@ -112,6 +121,8 @@ private:
     void LogFailure(const Session& session, int code, const std::string& reason) const;
     void Report(const std::vector<Finished>& finished);
     bool HangUp(const Call& call, Session& session);
+    void NoteHangup(Session& session);
+    std::string Hold(const Call& call, const Session& session, bool held);
 
     Call* FindCall(const std::string& id);
     Call* FindCallOf(unsigned char session);

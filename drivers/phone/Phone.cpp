@@ -1,13 +1,9 @@
 #include "drivers/phone/Phone.h"
 
-#include <cstdlib>
-
 #include "host/glue/Log.h"
 
 namespace {
 
-// Where call control's socket is, for a phone whose configuration does not tell.
-constexpr char kSocketVariable[] = "INTERCOM_CALLCONTROL_SOCKET";
 // The same for every device, so that digests survive another address of the proxy.
 constexpr char kRealm[] = "intercom";
 
@@ -42,8 +38,6 @@ long Phone::Initialize(unsigned long id, DvXML::INode& element, DvXML::INode* sa
                        config.hold, config.mayBeMonitored, config.codecs};
     identity.callControl = config.callControl;
     identity.times = times_.callControl;
-    if (const char* const socket = std::getenv(kSocketVariable); socket && identity.callControl.empty())
-        identity.callControl = socket;
     StartDevice(std::move(identity), config.settings, savedState);
     return 0;
 }

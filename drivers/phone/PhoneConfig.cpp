@@ -12,8 +12,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <functional>
-#include <map>
 #include <memory>
 #include <set>
 #include <sstream>
@@ -30,54 +28,11 @@ namespace {
 // Set by the host.
 constexpr char kHomeFolderVariable[] = "INTERCOM_HOME_FOLDER";
 
-constexpr std::size_t kLongestUser = 64;
-// What a SIP address may carry left of the "@" without escapes, less what only confuses.
-constexpr std::string_view kUserLetters =
-    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_.+~!*";
 constexpr std::string_view kMethodLetters = "ABCDEFGHIJKLMNOPQRSTUVWXYZ";
 constexpr std::string_view kDigits = "0123456789*#ABCD";
 
-using Readers = std::map<std::string, std::function<void(const DvXML::INode&)>, std::less<>>;
-
-std::string TextOf(const DvXML::INode& element) {
-    return std::string(element.NodeGetText());
-}
-
 bool IsMadeOf(std::string_view text, std::string_view letters) {
     return !text.empty() && text.find_first_not_of(letters) == std::string_view::npos;
-}
-
-// Every child has a reader, and stands there once unless it is a button.
-void ReadChildren(const DvXML::INode& element, const Readers& readers) {
-    const std::string place(element.NodeGetName());
-    std::set<std::string> seen;
-    for (const DvXML::INode* const child : element.NodeChildren()) {
-        const std::string name(child->NodeGetName());
-        const auto reader = readers.find(name);
-        if (reader == readers.end()) {
-            std::string known;
-            for (const auto& [row, read] : readers)
-                known += (known.empty() ? "" : ", ") + row;
-            throw ConfigError("<" + name + "> means nothing in <" + place + ">; it takes " + known);
-        }
-        if (!seen.insert(name).second && name != "button")
-            throw ConfigError("<" + name + "> stands twice in <" + place + ">");
-        reader->second(*child);
-    }
-}
-
-auto IntoText(std::string& out) {
-    return [&out](const DvXML::INode& element) { out = TextOf(element); };
-}
-
-auto IntoFlag(bool& out) {
-    return [&out](const DvXML::INode& element) {
-        const auto flag = Values::ReadFlag(element.NodeGetText());
-        if (!flag)
-            throw ConfigError("<" + std::string(element.NodeGetName()) + "> must be true or false, not \"" +
-                              TextOf(element) + "\"");
-        out = *flag;
-    };
 }
 
 auto IntoCodecs(std::vector<std::string>& codecs) {
@@ -231,14 +186,7 @@ PhoneButton ReadButton(const DvXML::INode& element) {
 }
 
 void Check(PhoneConfig& config) {
-    if (config.key.empty()) throw ConfigError("<key> is missing; it names the device, and its SIP user");
-    if (config.name.empty()) config.name = config.key;
-    if (config.user.empty()) config.user = config.key;
-    if (!IsMadeOf(config.user, kUserLetters) || config.user.size() > kLongestUser)
-        throw ConfigError("the SIP user \"" + config.user + "\" must be up to " +
-                          std::to_string(kLongestUser) + " letters, digits or - _ . + ~ ! *; give <user>");
-    if (config.name.size() > telephony::kLongestName)
-        throw ConfigError("<name> is longer than " + std::to_string(telephony::kLongestName) + " bytes");
+    config.Complete();
     if (config.password.empty())
         throw ConfigError("<password> or <passwordFile> is missing; the phone registers with it");
     std::set<std::string> names;
@@ -252,38 +200,25 @@ void Check(PhoneConfig& config) {
 PhoneConfig PhoneConfig::Read(const DvXML::INode& element) {
     PhoneConfig config;
     std::string file;
-    Readers readers = {
-        {"key", IntoText(config.key)},
-        {"name", IntoText(config.name)},
-        {"user", IntoText(config.user)},
-        {"password", IntoText(config.password)},
-        {"passwordFile", IntoText(file)},
-        {"doorStation", IntoFlag(config.doorStation)},
-        {"camera", IntoFlag(config.camera)},
-        {"display", IntoFlag(config.display)},
-        {"mayBeMonitored", IntoFlag(config.mayBeMonitored)},
-        {"codecs", IntoCodecs(config.codecs)},
-        {"callControl", IntoText(config.callControl)},
-        {"autoAnswerStyle", IntoChoice(config.answer, {{"none", AnswerStyle::None},
-                                                       {"call-info", AnswerStyle::CallInfo},
-                                                       {"alert-info", AnswerStyle::AlertInfo},
-                                                       {"answer-mode", AnswerStyle::AnswerMode}})},
-        {"hold", IntoChoice(config.hold, {{"re-invite", HoldStyle::Reinvite}, {"gate", HoldStyle::Gate}})},
-        {"chime",
-         [&](const DvXML::INode& part) {
-             ReadChildren(part, {{"http", [&](const DvXML::INode& http) { config.chime = ReadHttp(http); }}});
-             if (!config.chime) throw ConfigError("<chime> has no <http>");
-         }},
-        {"buttons", [&](const DvXML::INode& list) {
-             ReadChildren(list, {{"button", [&](const DvXML::INode& button) {
-                                      config.buttons.push_back(ReadButton(button));
-                                  }}});
-         }}};
-    for (const DeviceSettings::Row& row : DeviceSettings::Rows())
-        readers[row.name] = [&config, &row](const DvXML::INode& setting) {
-            if (const std::string fault = config.settings.Change(row, TextOf(setting)); !fault.empty())
-                throw ConfigError(fault);
-        };
+    ConfigReaders readers = config.Readers();
+    readers["password"] = IntoText(config.password);
+    readers["passwordFile"] = IntoText(file);
+    readers["doorStation"] = IntoFlag(config.doorStation);
+    readers["codecs"] = IntoCodecs(config.codecs);
+    readers["autoAnswerStyle"] = IntoChoice(config.answer, {{"none", AnswerStyle::None},
+                                                            {"call-info", AnswerStyle::CallInfo},
+                                                            {"alert-info", AnswerStyle::AlertInfo},
+                                                            {"answer-mode", AnswerStyle::AnswerMode}});
+    readers["hold"] =
+        IntoChoice(config.hold, {{"re-invite", HoldStyle::Reinvite}, {"gate", HoldStyle::Gate}});
+    readers["chime"] = [&](const DvXML::INode& part) {
+        ReadChildren(part, {{"http", [&](const DvXML::INode& http) { config.chime = ReadHttp(http); }}});
+        if (!config.chime) throw ConfigError("<chime> has no <http>");
+    };
+    readers["buttons"] = [&](const DvXML::INode& list) {
+        const auto read = [&](const DvXML::INode& button) { config.buttons.push_back(ReadButton(button)); };
+        ReadChildren(list, {{"button", read}}, "button");
+    };
     ReadChildren(element, readers);
     TakePassword(config.password, file, std::string(element.NodeGetName()));
     Check(config);

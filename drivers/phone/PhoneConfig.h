@@ -3,11 +3,10 @@
 #define DRIVERS_PHONE_PHONECONFIG_H
 
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "drivers/calls/CallingDevice.h"
+#include "drivers/calls/DeviceConfig.h"
 
 /// An HTTP request that makes a station do something. Its secrets appear nowhere but in the request.
 struct HttpAction {
@@ -28,26 +27,12 @@ struct PhoneButton {
     std::optional<HttpAction> http;
 };
 
-/// Tells in one line what is wrong with a configuration.
-class ConfigError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
-
-struct PhoneConfig {
-    std::string key;
-    std::string name;  // the key, when none is given
-    std::string user;  // the same
+struct PhoneConfig : DeviceConfig {
     std::string password;
     bool doorStation = false;
-    bool camera = false;
-    bool display = false;
-    DeviceSettings settings;
-    bool mayBeMonitored = false;
     telephony::AnswerStyle answer = telephony::AnswerStyle::None;
     telephony::HoldStyle hold = telephony::HoldStyle::Reinvite;
     std::vector<std::string> codecs;  // the best first
-    std::string callControl;
     std::vector<PhoneButton> buttons;
     std::optional<HttpAction> chime;
 

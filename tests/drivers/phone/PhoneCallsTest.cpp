@@ -323,6 +323,26 @@ TEST_F(PhoneCalls, SetDeviceStateHangsUpHoldsAndResumesAllCalls) {
     EXPECT_TRUE(IsLogged("call must be hangup, hold or resume, not \"sing\""));
 }
 
+TEST_F(PhoneCalls, APeerWhosePageIsGoneIsLost) {
+    StartConnected();
+    BeCalledByTheKitchen();
+    TakeAgent();
+    auto down = About(EventKind::LegDown, "1", "kitchen", 480);
+    down.reason = "The page is gone";
+    Tell(down);
+    EXPECT_THAT(TakeAgent(), Contains("agent EndOfflineSession [hall] [kitchen]"));
+}
+
+TEST_F(PhoneCalls, NobodyIsLostWhenCallControlEndsItsCalls) {
+    StartConnected();
+    BeCalledByTheKitchen();
+    TakeAgent();
+    auto down = About(EventKind::LegDown, "1", "kitchen", 480);
+    down.reason = "Call control ends";
+    Tell(down);
+    EXPECT_THAT(TakeAgent(), testing::Not(Contains(testing::HasSubstr("EndOfflineSession"))));
+}
+
 TEST_F(PhoneCalls, APeerThatIsLostInACallIsToldOnceBeforeItsSessionEnds) {
     StartConnected();
     BeCalledByTheKitchen();

@@ -1,10 +1,11 @@
 // As much of call control as a driver sees: a unix socket, the lines that it reads, the lines that it writes.
-#ifndef TESTS_DRIVERS_PHONE_FAKECALLCONTROL_H
-#define TESTS_DRIVERS_PHONE_FAKECALLCONTROL_H
+#ifndef TESTS_DRIVERS_CALLS_FAKECALLCONTROL_H
+#define TESTS_DRIVERS_CALLS_FAKECALLCONTROL_H
 
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "telephony/protocol/Event.h"
 #include "telephony/protocol/Lines.h"
@@ -26,6 +27,9 @@ public:
     nlohmann::json Read();
     /// The next line, whatever it is; null when none comes.
     nlohmann::json ReadAny();
+    /// One look without waiting, for whoever plays call control in a thread: greets who waits, answers each
+    /// "status" with the snapshot, and returns the other commands.
+    std::vector<nlohmann::json> Attend();
     /// Whether the driver closes the connection.
     bool IsClosed();
 

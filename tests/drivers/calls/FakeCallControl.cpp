@@ -1,4 +1,4 @@
-#include "tests/drivers/phone/FakeCallControl.h"
+#include "tests/drivers/calls/FakeCallControl.h"
 
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -11,9 +11,9 @@
 namespace test {
 namespace {
 
-bool BecomesReadable(int descriptor) {
+bool BecomesReadable(int descriptor, std::chrono::milliseconds most = kPatience) {
     pollfd ready{descriptor, POLLIN, 0};
-    return poll(&ready, 1, static_cast<int>(std::chrono::milliseconds(kPatience).count())) == 1;
+    return poll(&ready, 1, static_cast<int>(most.count())) == 1;
 }
 
 }  // namespace
@@ -44,8 +44,7 @@ bool FakeCallControl::Accept() {
 }
 
 void FakeCallControl::GreetWhoWaits() {
-    pollfd waiting{listening_, POLLIN, 0};
-    if (poll(&waiting, 1, 0) != 1) return;
+    if (!BecomesReadable(listening_, std::chrono::milliseconds(0))) return;
     Drop();
     Accept();
     Read();
@@ -71,6 +70,20 @@ nlohmann::json FakeCallControl::Read() {
         nlohmann::json command = ReadAny();
         if (command.is_null() || command.at("cmd") != "status") return command;
     }
+}
+
+std::vector<nlohmann::json> FakeCallControl::Attend() {
+    GreetWhoWaits();
+    if (connection_ >= 0 && BecomesReadable(connection_, std::chrono::milliseconds(0)) && !Fill()) Drop();
+    std::vector<nlohmann::json> commands;
+    while (const auto line = connection_ >= 0 ? reader_->Next() : std::nullopt) {
+        const auto command = nlohmann::json::parse(*line);
+        if (command.at("cmd") == "status")
+            Send(snapshot);
+        else
+            commands.push_back(command);
+    }
+    return commands;
 }
 
 bool FakeCallControl::IsClosed() {
