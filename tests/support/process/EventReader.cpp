@@ -18,8 +18,15 @@ std::string ValueOf(const std::string& line) {
 
 }  // namespace
 
-EventReader::EventReader(int port, const std::string& lastEventId) : connection_(port) {
-    connection_.Send(TextOf({"GET", "/events", {{"Last-Event-ID", lastEventId}}, ""}, true));
+EventReader::EventReader(int port, const std::string& lastEventId)
+    : EventReader(port, HttpRequest{"GET", "/events", {{"Last-Event-ID", lastEventId}}, ""}) {}
+
+EventReader EventReader::Of(int port, const std::string& path) {
+    return EventReader(port, HttpRequest{"GET", path});
+}
+
+EventReader::EventReader(int port, const HttpRequest& request) : connection_(port) {
+    connection_.Send(TextOf(request, true));
     const auto end = steady_clock::now() + kPatience;
     while (text_.find("\r\n\r\n") == std::string::npos) {
         if (connection_.Ended() || steady_clock::now() > end)
