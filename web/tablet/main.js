@@ -1,0 +1,56 @@
+// The page /tablet/NAME: makes the tablet of that name and draws it whenever it changes.
+import { render } from '../vendor/lit/lit.js';
+import { Tablet } from './tablet.js';
+import { appView } from './views/app.js';
+
+const root = /** @type {HTMLElement} */ (document.querySelector('#app'));
+const name = decodeURIComponent(location.pathname.split('/').filter(Boolean)[1] ?? '');
+
+let isDue = false;
+/** Many changes in a row are drawn once. */
+function draw() {
+    if (isDue) return;
+    isDue = true;
+    queueMicrotask(() => {
+        isDue = false;
+        render(appView(tablet), root);
+    });
+}
+
+const tablet = new Tablet(name, draw);
+
+/** The touch that wakes the screen does nothing else; every touch lets the page sound. @param {Event} event */
+function touched(event) {
+    if (tablet.sounds.needsTouch) tablet.unlockSound().then(playAll);
+    if (!tablet.screen.isResting) {
+        tablet.screen.touch();
+        return;
+    }
+    event.preventDefault();
+    event.stopPropagation();
+    // Woken by the end of the touch, so that none of it reaches what lies below.
+    if (event.type !== 'pointerdown') tablet.screen.touch();
+}
+
+/** Browsers stop what would sound before the first touch. */
+function playAll() {
+    for (const element of document.querySelectorAll('audio')) element.play().catch((error) => tablet.report(error));
+}
+
+for (const type of ['pointerdown', 'click', 'keydown']) addEventListener(type, touched, { capture: true });
+addEventListener('pagehide', () => tablet.leave());
+// A page that comes back from the browser's cache has lost its stream.
+addEventListener('pageshow', (event) => event.persisted && tablet.events.start());
+addEventListener('online', () => tablet.events.start());
+document.addEventListener('visibilitychange', () => tablet.screen.keepAwake());
+addEventListener('keydown', (event) => {
+    if (event.key === 'Escape' && !tablet.calls.list.length) tablet.go('home');
+});
+
+document.title = name;
+tablet.applyLook();
+tablet.screen.keepAwake();
+tablet.start();
+
+// For who looks for a fault in the browser's tools, and for the tests.
+Object.assign(window, { tablet });

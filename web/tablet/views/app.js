@@ -1,0 +1,57 @@
+// Which screen is shown: who rings goes before who talks, calls before everything else.
+import { html, keyed, nothing, repeat } from '../../vendor/lit/lit.js';
+import { announceView, liveBar, ringingView, talkingView } from './call.js';
+import { homeView, notices } from './home.js';
+import { contactsView, deviceView, groupView, recentsView, settingsView } from './pages.js';
+import { clockTime } from './parts.js';
+
+/** @typedef {import('../tablet.js').Tablet} Tablet */
+/** @typedef {import('../calls.js').Call} Call */
+
+/** Where the clock of the resting screen stands: it wanders, since a picture that never changes burns in. */
+const PLACES = 8;
+
+const PAGES = {
+    home: homeView,
+    device: deviceView,
+    group: groupView,
+    recents: recentsView,
+    contacts: contactsView,
+    settings: settingsView,
+};
+
+/** @param {Tablet} tablet */
+export const appView = (tablet) => html`
+    ${liveBar(tablet)}
+    ${screen(tablet)}
+    ${sounds(tablet)}
+    <p class="sentence" role="status">${tablet.sentence}</p>
+    ${tablet.screen.isResting ? rest(tablet) : nothing}`;
+
+/** @param {Tablet} tablet */
+function screen(tablet) {
+    const { ringing, foremost } = tablet.calls;
+    if (ringing) return keyed('ringing', ringingView(tablet, ringing));
+    if (foremost?.isSpeaking) return keyed('announce', announceView(tablet, foremost));
+    if (foremost) return keyed('talking', talkingView(tablet, foremost));
+    const { place } = tablet.at;
+    if (place === 'announce') return keyed('announce', announceView(tablet, undefined));
+    return keyed(place, PAGES[place](tablet));
+}
+
+/** What is heard of all calls: a place of its own, so that no change of screens interrupts it. @param {Tablet} tablet */
+const sounds = (tablet) =>
+    repeat(
+        tablet.calls.list.filter((call) => call.leg && !call.isOver),
+        (call) => call,
+        (call) => html`<audio autoplay .srcObject=${call.leg?.remote ?? null} .muted=${call.isSilenced} .volume=${tablet.settings.volume / 100}></audio>`,
+    );
+
+/** @param {Tablet} tablet */
+function rest(tablet) {
+    const minute = Math.floor(Date.now() / 60_000);
+    return html`<button type="button" class="rest place-${minute % PLACES}" aria-label=${tablet.t('touchToWake')}>
+        <span class="clock">${clockTime(tablet, Date.now())}</span>
+        ${notices(tablet).length ? html`<span class="rest-warning">!</span>` : nothing}
+    </button>`;
+}
