@@ -1,7 +1,7 @@
 // Calls between pages: real connections, known tones, through the fake host's relay.
 import assert from 'node:assert/strict';
 import { after, afterEach, before, beforeEach, test } from 'node:test';
-import { addRelay, closeAll, launch, openTablet, startHome, touchTile, until, untilHeard, untilTrue } from './support.mjs';
+import { addRelay, cleanUp, closeAll, launch, openTablet, startHome, touchTile, until, untilHeard, untilTrue } from './support.mjs';
 
 let browser;
 let host;
@@ -11,7 +11,7 @@ beforeEach(async () => {
     host = await startHome();
     await addRelay(host, browser);
 });
-afterEach(() => host.stop());
+afterEach(() => cleanUp(browser, host));
 
 const open = (name, tone, more) => openTablet(browser, host, name, { tone, ...more });
 const both = () => Promise.all([open('kitchen', 440), open('study', 880)]);
@@ -128,7 +128,6 @@ test('who is not to be disturbed does not ring; who is not there is said', async
     await touchTile(kitchen, 'Study', 'Call');
     await says(kitchen, 'Study is busy');
     assert.equal(await study.locator('.ringing').count(), 0);
-    await press(kitchen, 'Back');
     await press(kitchen, 'Back');
     await touchTile(kitchen, 'Nursery', 'Call');
     await says(kitchen, 'Nursery cannot be reached');
@@ -289,7 +288,6 @@ test('a whole call by keys alone', async () => {
     await untilHeard(kitchen, 880);
     await study.keyboard.press('Enter');
     await isAtHome(study);
-    await kitchen.keyboard.press('Escape');
     await isAtHome(kitchen);
     await closeAll(kitchen, study);
 });

@@ -150,7 +150,7 @@ export class FakeHost {
         response.writeHead(200, { 'content-type': 'text/event-stream', 'cache-control': 'no-store' });
         this.readers.set(number, { tablet, response, greeted: false });
         response.on('close', () => this.readers.delete(number));
-        this.toReader(number, element('page', { reader: number }));
+        this.toReader(number, element('opened', { reader: number }));
     }
 
     async takeCommand(request, response, driver, command) {

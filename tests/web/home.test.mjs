@@ -1,14 +1,14 @@
 // The tablet at rest: what it shows of the home, what it says is missing, its settings.
 import assert from 'node:assert/strict';
 import { after, afterEach, before, beforeEach, test } from 'node:test';
-import { closeAll, launch, openTablet, startHome, until, untilTrue } from './support.mjs';
+import { cleanUp, closeAll, launch, openTablet, startHome, until, untilTrue } from './support.mjs';
 
 let browser;
 let host;
 before(async () => (browser = await launch()));
 after(() => browser.close());
 beforeEach(async () => (host = await startHome()));
-afterEach(() => host.stop());
+afterEach(() => cleanUp(browser, host));
 
 const tiles = (page) => page.locator('.tile-name').allTextContents();
 const stateOf = (page, name) => page.locator('.tile', { hasText: name }).locator('.tile-state').innerText();

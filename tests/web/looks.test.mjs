@@ -3,7 +3,7 @@
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
 import { after, afterEach, before, beforeEach, test } from 'node:test';
-import { addRelay, closeAll, faults, launch, openTablet, startHome, until, untilTrue } from './support.mjs';
+import { addRelay, cleanUp, closeAll, faults, launch, openTablet, startHome, until, untilTrue } from './support.mjs';
 
 const FIRST_LOAD_BYTES = 60 * 1024;
 const SIZES = [[320, 640], [768, 1024], [1280, 800]];
@@ -16,7 +16,7 @@ beforeEach(async () => {
     host = await startHome();
     await addRelay(host, browser);
 });
-afterEach(() => host.stop());
+afterEach(() => cleanUp(browser, host));
 
 const says = (page, text) => page.getByText(text).first().waitFor();
 

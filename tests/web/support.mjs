@@ -5,7 +5,7 @@ import { chromium } from 'playwright-core';
 import { FakeHost } from './fake-host.mjs';
 
 /** As long as a busy machine may take; nothing waits this long when all is well. */
-export const LONG_MS = 30_000;
+export const LONG_MS = Number(process.env.WAIT_MS ?? 30_000);
 const ARGUMENTS = [
     '--no-sandbox', '--use-fake-device-for-media-stream', '--use-fake-ui-for-media-stream', '--allow-loopback-in-peer-connection',
     // A name that is no secure address, as http://tablet.home would be.
@@ -83,6 +83,12 @@ export async function closeAll(...pages) {
         await page.context().close();
         assert.deepEqual(page.errors, []);
     }
+}
+
+/** After each test, also one that failed half-way. */
+export async function cleanUp(browser, host) {
+    await Promise.all(browser.contexts().map((context) => context.close()));
+    await host.stop();
 }
 
 /** Waits until a check passes. */

@@ -62,6 +62,9 @@ export class Call {
         this.end = null;
         this.isCancelled = false;
         this.isConfirmed = true;
+        /** Another page of this tablet is let answer first. */
+        this.isWaiting = false;
+        this.isPinging = false;
         this.isSilenced = false;
         this.hasKeypad = false;
         /** What was typed into it. */
@@ -120,7 +123,8 @@ export class Calls {
 
     /** The call that fills the screen. */
     get foremost() {
-        const shown = this.list.filter((call) => call.state !== 'ringing' && !call.isMonitored && !call.isCancelled);
+        const isShown = (/** @type {Call} */ call) => call.state !== 'ringing' && !call.isMonitored && !call.isCancelled && !call.isWaiting;
+        const shown = this.list.filter(isShown);
         const isActive = (/** @type {Call} */ call) => !call.isOver && call.state !== 'held';
         return shown.findLast(isActive) ?? shown.findLast((call) => !call.isOver) ?? shown.at(-1);
     }
@@ -175,8 +179,9 @@ export class Calls {
         if (known) return this.inviteAgain(known, element.value('sdp'));
         const role = element.attribute('role') === 'caller' ? 'caller' : 'callee';
         const kind = kindOf(element.attribute('kind'));
-        const ordered = role === 'caller' ? this.list.find((call) => !call.id && call.kind === kind && !call.end) : undefined;
-        const call = ordered ?? new Call(kind, role, element.attribute('name'));
+        const name = element.attribute('name');
+        const ordered = role === 'caller' ? this.findOrder(kind, name) : undefined;
+        const call = ordered ?? new Call(kind, role, name);
         call.id = element.attribute('call');
         call.from = element.attribute('from');
         call.called = element.attribute('called');
@@ -187,9 +192,25 @@ export class Calls {
         if (!ordered) this.list.push(call);
         if (call.isCancelled) this.hangUp(call);
         else if (role === 'caller') this.pickUp(call, ordered ? 0 : OTHER_PAGE_MS);
-        else if (call.answers) this.answer(call, this.surroundings.answersWithPicture(call));
+        else if (call.answers && !this.isDisturbedBy(call)) this.answer(call, this.surroundings.answersWithPicture(call));
         else this.letRing(call);
         this.surroundings.changed();
+    }
+
+    /**
+     * What the user ordered, also when it was given up since: then its call is ended. An order that the home dropped is
+     * never mistaken for a later one.
+     * @param {CallKind} kind @param {string} name
+     */
+    findOrder(kind, name) {
+        const orders = this.list.filter((call) => !call.id && call.kind === kind && !call.end);
+        const wanted = orders.filter((call) => !call.isCancelled);
+        return wanted.find((call) => call.name === name) ?? orders.find((call) => call.name === name) ?? wanted[0] ?? orders[0];
+    }
+
+    /** Nobody takes a conversation away from the user: one more rings, even if it would be answered by itself. @param {Call} call */
+    isDisturbedBy(call) {
+        return call.kind === 'regular' && this.list.some((other) => other !== call && other.kind === 'regular' && !other.isOver);
     }
 
     /** The driver was started anew, or the stream; an answer that was on its way is lost. @param {Call} call @param {string} offer */
@@ -207,17 +228,19 @@ export class Calls {
     /** Our end of a call that this tablet makes. @param {Call} call @param {number} delay */
     pickUp(call, delay) {
         call.state = 'connecting';
+        call.isWaiting = delay > 0;
         if (delay) setTimeout(() => !call.isOver && this.answer(call, call.camera), delay);
         else this.answer(call, call.camera);
     }
 
     /**
-     * Answers with sound, and with the camera's picture if wanted. Whatever else goes on is held.
+     * Answers with sound, and with the camera's picture if wanted. Another conversation is held.
      * @param {Call} call @param {boolean} camera
      */
     answer(call, camera) {
-        for (const other of this.list)
-            if (other !== call && other.kind === 'regular' && other.state === 'up') this.setHeld(other, true);
+        const talks = this.list.filter((other) => other !== call && other.kind === 'regular' && other.state === 'up');
+        if (call.kind === 'regular') for (const other of talks) this.setHeld(other, true);
+        call.isWaiting = false;
         call.state = 'connecting';
         call.camera = camera;
         const leg = new Leg(this.surroundings.media, { audio: call.audio, video: call.video, camera }, this.surroundings.changed);
@@ -282,13 +305,15 @@ export class Calls {
 
     /** Each second: signs of life, and a look at what arrives. */
     async tick() {
-        await Promise.all(this.running.map((call) => call.leg && this.ping(call)));
+        for (const call of this.running) if (call.leg && !call.isPinging) this.ping(call);
         for (const call of this.running) if (call.leg) await this.look(call, call.leg);
         if (this.list.length) this.surroundings.changed();
     }
 
     /** @param {Call} call */
     async ping(call) {
+        // A browser has few connections: pings that hang must leave some for what the user does.
+        call.isPinging = true;
         try {
             await this.tell(call, 'tabletPing');
             call.refusedPings = 0;
@@ -298,6 +323,7 @@ export class Calls {
             call.refusedPings = isRefused ? call.refusedPings + 1 : 0;
             if (call.refusedPings >= REFUSED_PINGS) this.finish(call, { ...noEnd, code: 480, by: 'page' });
         }
+        call.isPinging = false;
     }
 
     /** @param {Call} call @param {Leg} leg */
@@ -347,8 +373,9 @@ export class Calls {
         call.end = end;
         call.leg?.close();
         const isElsewhere = role === 'caller' && end.where !== undefined;
-        const isSilent = isElsewhere || (kind !== 'regular' && role === 'callee');
-        if (isSilent || (end.code === 200 && state !== 'up' && state !== 'held')) this.forget(call);
+        const isGivenUp = end.code === 200 && (state === 'ordered' || state === 'connecting');
+        const isSilent = isElsewhere || isGivenUp || call.isWaiting || (kind !== 'regular' && role === 'callee');
+        if (isSilent) this.forget(call);
         else setTimeout(() => this.forget(call), FAREWELL_MS);
         this.surroundings.changed();
     }

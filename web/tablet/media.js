@@ -17,6 +17,9 @@ const CODECS = {
     video: ['video/vp8', 'video/h264', 'video/rtx'],
 };
 
+/** Of H.264's many forms the one that every phone and door station knows. @param {RTCRtpCodec} codec */
+const isPlain = ({ mimeType, sdpFmtpLine = '' }) => !/h264$/i.test(mimeType) || /packetization-mode=1.*profile-level-id=42/.test(sdpFmtpLine);
+
 /** @typedef {'audio' | 'video'} Kind */
 /** What a leg may carry, seen from this page. @typedef {'none' | 'send' | 'receive' | 'both'} Direction */
 /**
@@ -174,7 +177,7 @@ export class Leg {
         const canReceive = offered === 'sendrecv' || offered === 'sendonly';
         transceiver.direction = canSend ? (canReceive ? 'sendrecv' : 'sendonly') : canReceive ? 'recvonly' : 'inactive';
         const all = RTCRtpReceiver.getCapabilities(kind)?.codecs ?? [];
-        const known = CODECS[kind].flatMap((type) => all.filter((codec) => codec.mimeType.toLowerCase() === type));
+        const known = CODECS[kind].flatMap((type) => all.filter((codec) => codec.mimeType.toLowerCase() === type && isPlain(codec)));
         if (known.length) transceiver.setCodecPreferences(known);
     }
 

@@ -291,20 +291,23 @@ this.calls.confirmRinging();
 
     // ---- what the user does
 
-    /** @param {Device} device @param {Wish} wish */
+    /** Afterwards the home is shown, not the page behind its tile. @param {Device} device @param {Wish} wish */
     call(device, wish) {
+        this.go('home');
         const call = this.newCall('regular', device.name, wish);
         this.order(call, 'SIP_REGULAR_CALL', { destination: device.id, video: VIDEO_MODES[wish], ring: '1' });
     }
 
     /** Whoever of the group answers first. @param {Group} group */
     callGroup(group) {
+        this.go('home');
         const call = this.newCall('regular', group.name, 'sound');
         this.order(call, 'SIP_EXTERNAL_CALL', { destination: `${group.name}@intercom`, video: VIDEO_MODES.sound });
     }
 
     /** @param {Device} device */
     monitor(device) {
+        this.go('home');
         const call = this.newCall('monitor', device.name, 'sound');
         this.order(call, 'SIP_MONITOR_CALL', { destination: device.id, video: VIDEO_MODES.picture });
     }

@@ -65,8 +65,8 @@ function tiles(tablet) {
 function deviceTile(tablet, device) {
     const [state, stateIcon, style] = stateOf(device);
     return html`<button type="button" class="tile ${style}" @click=${() => tablet.go('device', device.id)}>
-        <span class="tile-icons">${icon(device.doorStation ? 'station' : 'panel')}${device.camera ? namedIcon('camera', tablet.t('withCamera')) : nothing}</span>
         <span class="tile-name">${device.name || device.key}</span>
+        <span class="tile-icons">${icon(device.doorStation ? 'station' : 'panel')}${device.camera ? namedIcon('camera', tablet.t('withCamera')) : nothing}</span>
         <span class="tile-state">${icon(stateIcon)}<span>${tablet.t(state)}</span></span>
     </button>`;
 }
@@ -74,8 +74,8 @@ function deviceTile(tablet, device) {
 /** @param {Tablet} tablet @param {Group} group */
 const groupTile = (tablet, group) =>
     html`<button type="button" class="tile group" @click=${() => tablet.go('group', group.id)}>
-        <span class="tile-icons">${icon('group')}</span>
         <span class="tile-name">${group.name}</span>
+        <span class="tile-icons">${icon('group')}</span>
         <span class="tile-state"><span>${tablet.t('members', { count: group.members.length })}</span></span>
     </button>`;
 
