@@ -40,23 +40,23 @@ read_arguments() {
     token_file=$(option token-file "${options[@]}") || true
 }
 
-# A line "ID USER PASSWORD-FILE NAME" for each phone of the home file, with tabs between. What is wrong with the file is
-# the host's to say.
-phones() {
+# devices LIBRARY: a line "ID USER PASSWORD-FILE NAME DRIVER" for each of the home file, with tabs between. What is wrong
+# with the file is the host's to say.
+devices() {
     [ -r "$home" ] || return 0
-    HOME_FOLDER=$(dirname "$(realpath "$home")") perl -0777 -ne '
+    HOME_FOLDER=$(dirname "$(realpath "$home")") LIBRARY=$1 perl -0777 -ne '
         my %letter = (amp => "&", lt => "<", gt => ">", quot => "\"", apos => chr(39));
         sub inside { my ($text, $name) = @_; $text =~ m{<$name>\s*(.*?)\s*</$name>}s ? $1 : "" }
         sub text { inside(@_) =~ s/&(amp|lt|gt|quot|apos);/$letter{$1}/gr }
         s/<!--.*?-->//gs;
         for my $driver (m{<driver>(.*?)</driver>}gs) {
-            next if text($driver, "library") ne "phone";
+            next if text($driver, "library") ne $ENV{LIBRARY};
             my $config = inside($driver, "config") =~ s{<(buttons|chime)>.*?</\1>}{}gsr;
             my $key = text($config, "key");
             my $file = text($config, "passwordFile");
             $file = "$ENV{HOME_FOLDER}/$file" if $file ne "" && $file !~ m{^/};
             print join("\t", text($driver, "id"), text($config, "user") || $key, $file || "-",
-                       text($config, "name") || $key), "\n";
+                       text($config, "name") || $key, text($driver, "name")), "\n";
         }' "$home"
 }
 
@@ -81,9 +81,9 @@ media_address() {
 # Each phone whose password file lies in our folder gets a random one, once. It has no letters that look alike, for it
 # is typed in by hand.
 make_passwords() {
-    local id user file name folder
+    local id user file name driver folder
     folder=$(realpath -m "$state/passwords")
-    while IFS=$'\t' read -r id user file name; do
+    while IFS=$'\t' read -r id user file name driver; do
         file=$(realpath -m "$file")
         if [ "$(dirname "$file")" != "$folder" ] || [ -s "$file" ]; then continue; fi
         (
@@ -92,7 +92,7 @@ make_passwords() {
             head -c 2000 /dev/urandom | tr -dc 'a-km-z2-9' | cut -c 1-16 >"$file.new"
             mv "$file.new" "$file"
         )
-    done < <(phones)
+    done < <(devices phone)
 }
 
 # Another host that listens there would answer in the place of ours.

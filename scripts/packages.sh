@@ -63,8 +63,8 @@ install_packages() {
 
 # install_npm_packages FOLDER: what its package-lock.json names, into its node_modules. Returns at once when all is there.
 install_npm_packages() {
-    cmp -s "$1/package-lock.json" "$1/node_modules/.lock" && return 0
-    npm ci --prefix "$1" --ignore-scripts --no-audit --no-fund && cp "$1/package-lock.json" "$1/node_modules/.lock"
+    cmp -s "$1/package-lock.json" "$1/node_modules/.lock" 2>/dev/null && return 0
+    npm ci --prefix "$1" --ignore-scripts --no-audit --no-fund --loglevel=error && cp "$1/package-lock.json" "$1/node_modules/.lock"
 }
 
 # install_if_possible PACKAGE...: for what can be done without. Says nothing where installing is not possible at all:

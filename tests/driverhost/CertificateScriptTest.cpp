@@ -86,7 +86,7 @@ TEST(CertificateScript, KeysAreTheirOwnersAlone) {
 }
 
 TEST(CertificateScript, WithoutNamesItIsForThisMachine) {
-    const Certificates made({});
+    const Certificates made(std::vector<std::string>{});
     EXPECT_TRUE(IsTaken(made, "-verify_hostname", "localhost"));
     EXPECT_TRUE(IsTaken(made, "-verify_ip", "127.0.0.1"));
 }

@@ -152,6 +152,7 @@ TEST_F(SuperviseTest, TellsWhatToTypeIntoThePhonesOfTheSampleHome) {
     EXPECT_THAT(Log(), HasSubstr("user door (Door station)"));
     EXPECT_THAT(Log(), HasSubstr("intercomctl SIP_REGULAR_CALL source=201 destination=202"));
     EXPECT_THAT(Log(), HasSubstr("driver hall runs (phone)"));
+    EXPECT_THAT(Log(), HasSubstr("/tablet/tablet-kitchen   (Kitchen tablet)\n"));
 }
 
 TEST_F(SuperviseTest, PasswordsAreMadeOnceAndToldToNobody) {

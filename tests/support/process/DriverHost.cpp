@@ -72,7 +72,7 @@ DriverHost::DriverHost(const std::string& home, std::map<std::string, std::strin
     WriteFile(folder_ / "home.xml", home);
 }
 
-void DriverHost::Start() {
+void DriverHost::Start(int wanted) {
     startOfRun_ = Log().size();
     Process::Command command;
     command.words = {DRIVERHOST_PROGRAM,
@@ -81,7 +81,7 @@ void DriverHost::Start() {
                      "--state-dir",
                      (folder_ / "state").string(),
                      "--listen",
-                     "127.0.0.1:0",
+                     "127.0.0.1:" + std::to_string(wanted),
                      "--plugin-dir",
                      DRIVERHOST_PLUGINS,
                      "--log-level",

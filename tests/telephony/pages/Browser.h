@@ -71,14 +71,6 @@ private:
     std::unique_ptr<Process> process_;
 };
 
-/// For SetUp, behind EnterOwnNetworkOrSkip.
-inline void FindBrowserOrSkip() {
-    if (std::filesystem::exists(PLAYWRIGHT) && std::filesystem::exists("/usr/bin/chromium")) return;
-    const std::string trouble = "there is no Chromium, or no Playwright: run npm ci in tests/web";
-    if (std::getenv("CALL_TESTS_MUST_RUN")) FAIL() << trouble;
-    GTEST_SKIP() << trouble;
-}
-
 }  // namespace test
 
 #endif

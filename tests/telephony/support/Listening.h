@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <thread>
 #include <vector>
 
@@ -13,13 +14,23 @@
 
 namespace test {
 
+/// The pipeline must not take a run without these tests for a whole one: then it fails.
+inline void SkipFor(const std::string& trouble) {
+    if (std::getenv("CALL_TESTS_MUST_RUN")) FAIL() << trouble;
+    GTEST_SKIP() << trouble;
+}
+
 /// For SetUp. Where that is refused the test is skipped, or fails if it must run.
 inline void EnterOwnNetworkOrSkip() {
     const std::string trouble = EnterOwnNetwork();
-    if (trouble.empty()) return;
-    // The pipeline must not take a run without these tests for a whole one.
-    if (std::getenv("CALL_TESTS_MUST_RUN")) FAIL() << trouble;
-    GTEST_SKIP() << trouble;
+    if (!trouble.empty()) SkipFor(trouble);
+}
+
+/// The same for tests with pages.
+inline void FindBrowserOrSkip() {
+    if (!std::filesystem::exists("/usr/bin/chromium")) return SkipFor("Chromium is not installed");
+    if (!std::filesystem::exists(WEB_TESTS "/node_modules/playwright-core"))
+        SkipFor("Playwright is not installed: run tests/web/run --install");
 }
 
 /// Long enough that half a second of silence would be heard.

@@ -42,7 +42,8 @@ public:
     void HangUp(unsigned id) const;
 
     void KillHost() { host_->Kill(); }
-    void StartHost() { host_->Start(); }
+    /// Where it was: pages look for it there.
+    void StartHost() { host_->Start(host_->Port()); }
     /// The processes of Kamailio, the main one first.
     std::vector<pid_t> Kamailios() const;
     bool ProxyTakesRequests() const;
