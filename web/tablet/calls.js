@@ -101,6 +101,7 @@ export class Calls {
     /** @param {Surroundings} surroundings */
     constructor(surroundings) {
         this.surroundings = surroundings;
+        this.farewellTime = FAREWELL_MS;
         /** The newest last. @type {Call[]} */
         this.list = [];
         /** @type {Record<string, (call: Call, element: XmlElement) => void>} */
@@ -376,7 +377,7 @@ export class Calls {
         const isGivenUp = end.code === 200 && (state === 'ordered' || state === 'connecting');
         const isSilent = isElsewhere || isGivenUp || call.isWaiting || (kind !== 'regular' && role === 'callee');
         if (isSilent) this.forget(call);
-        else setTimeout(() => this.forget(call), FAREWELL_MS);
+        else setTimeout(() => this.forget(call), this.farewellTime);
         this.surroundings.changed();
     }
 

@@ -229,9 +229,9 @@ export function announceView(tablet, call) {
                 <circle class="ring-full" cx="50" cy="50" r="46" pathLength="100" stroke-dasharray="${rows.length ? (100 * up) / rows.length : 0} 100" />
             </svg>
             ${icon('announce')}
-            <span role="status">${t(!isOn ? 'holdToTalk' : up > 0 ? 'speakNow' : 'connecting')}</span>
+            <span>${t(!isOn ? 'holdToTalk' : up > 0 ? 'speakNow' : 'connecting')}</span>
         </button>
-        <p class="hint">${call?.end ? endText(tablet, call, call.end) : t(tablet.isLatched ? 'announceLatchHint' : 'announceHint')}</p>
+        <p class="hint" role="status">${call?.end ? endText(tablet, call, call.end) : t(tablet.isLatched ? 'announceLatchHint' : 'announceHint')}</p>
         ${button({ icon: 'lock', text: t('latch'), isOn: tablet.isLatched, isOff: isOn, style: 'latch', deed: latch })}
         <ul class="listeners" role="list">
             ${rows.map(({ name, party }) => listener(tablet, name, isOn ? (party?.state ?? 'called') : 'idle'))}
