@@ -88,6 +88,11 @@ export class Tablet {
         return this.settings.language || languageOf(navigator.languages);
     }
 
+    /** For times and dates: the browser's own variety of the language. */
+    get locale() {
+        return navigator.languages.find((wish) => wish.startsWith(this.language)) ?? this.language;
+    }
+
     /** One of the device's own settings. @param {string} name */
     isSet(name) {
         return isYes(this.own[name] ?? '');

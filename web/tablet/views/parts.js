@@ -85,11 +85,11 @@ export function deviceButtons(tablet, device) {
 }
 
 /** @param {Tablet} tablet @param {number | Date} time */
-export const clockTime = (tablet, time) => new Intl.DateTimeFormat(tablet.language, { hour: '2-digit', minute: '2-digit' }).format(time);
+export const clockTime = (tablet, time) => new Intl.DateTimeFormat(tablet.locale, { hour: '2-digit', minute: '2-digit' }).format(time);
 
 /** @param {Tablet} tablet @param {number | Date} time */
 export const longDate = (tablet, time) =>
-    new Intl.DateTimeFormat(tablet.language, { weekday: 'long', day: 'numeric', month: 'long' }).format(time);
+    new Intl.DateTimeFormat(tablet.locale, { weekday: 'long', day: 'numeric', month: 'long' }).format(time);
 
 /** When a call was: as a driver told it where that is no time. @param {Tablet} tablet @param {string} text */
 export function callTime(tablet, text) {
@@ -99,7 +99,7 @@ export function callTime(tablet, text) {
     const clock = clockTime(tablet, time);
     if (days === 0) return `${tablet.t('today')}, ${clock}`;
     if (days === 1) return `${tablet.t('yesterday')}, ${clock}`;
-    return `${new Intl.DateTimeFormat(tablet.language, { day: 'numeric', month: 'short' }).format(time)}, ${clock}`;
+    return `${new Intl.DateTimeFormat(tablet.locale, { day: 'numeric', month: 'short' }).format(time)}, ${clock}`;
 }
 
 /** @param {Date} time */
