@@ -57,8 +57,7 @@ TEST(Command, EveryCommandReadsWhatItWrites) {
          R"({"cmd":"dtmf","id":"1","digits":"1","by":"rfc4733"})", R"({"cmd":"status"})",
          R"({"cmd":"page-present","leg":"t","present":false})",
          R"({"cmd":"page-ringing","id":"1","leg":"t"})",
-         R"({"cmd":"page-answer","id":"1","leg":"t","sdp":"v=0
-"})",
+         R"({"cmd":"page-answer","id":"1","leg":"t","sdp":"v=0\r\n"})",
          R"({"cmd":"page-reject","id":"1","leg":"t","code":486,"reason":"Busy"})",
          R"({"cmd":"page-keyframe","id":"1","leg":"t"})"}) {
         const std::string once = ToLine(ParseCommand(line));
