@@ -160,8 +160,9 @@ void Room::Subscribe(const std::string& source, const std::string& listener,
 }
 
 json Room::ListenersKeys(const std::string& listener) const {
-    // Whoever speaks, it is rtpengine that offers it to the listener.
-    json keys = KeysOfOffer(false, IsPage(listener));
+    // Whoever speaks, it is rtpengine that offers it to the listener; but what it offers is made of what the
+    // speaker, who is the caller, has told.
+    json keys = IsPage(listener) ? KeysOfOffer(false, true) : IsPage(kCallerTag) ? kPlainFromPage : kPlain;
     keys.update({{"to-tag", listener}, {"flags", FlagsFor(kListenerFlags, IsPage(listener))}});
     return keys;
 }
