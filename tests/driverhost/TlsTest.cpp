@@ -335,7 +335,7 @@ TEST_F(TlsCertificateTest, ItsEndIsAnnounced30DaysBefore) {
     EXPECT_EQ(read.Warning(InDays(366)), "");
     EXPECT_THAT(read.Warning(InDays(368)), StartsWith("the certificate ends on 20"));
     EXPECT_THAT(read.Warning(InDays(398)), StartsWith("the certificate has ended on 20"));
-    EXPECT_EQ(TlsCertificate({}).Warning(InDays(0)), "");
+    EXPECT_EQ(TlsCertificate(TlsFiles{}).Warning(InDays(0)), "");
 }
 
 TEST_F(TlsCertificateTest, AKeyThatOthersMayReadIsRefused) {
