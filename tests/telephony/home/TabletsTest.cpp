@@ -36,7 +36,9 @@ protected:
         return "<driver><id>" + std::to_string(id) + "</id><name>" + key +
                "</name><library>tablet</library><config><key>" + key + "</key><name>" + name +
                "</name><camera>true</camera><display>true</display><answerWithVideo>true</answerWithVideo>"
-               "<ringDoorbell>true</ringDoorbell><mayBeMonitored>true</mayBeMonitored></config></driver>";
+               "<ringDoorbell>true</ringDoorbell><mayBeMonitored>true</mayBeMonitored>"
+               // However late a busy machine lets a page say that it is alive.
+               "<silence>3600000</silence></config></driver>";
     }
 
     /// Somebody opens the pages of tablets and does what house.mjs says under that name.
