@@ -4,7 +4,8 @@ import { CommandClient } from '../../web/shared/commands.js';
 import { EventClient } from '../../web/shared/events.js';
 import { languageOf, translator } from '../../web/shared/i18n.js';
 import { Settings } from '../../web/tablet/settings.js';
-import { texts } from '../../web/tablet/texts.js';
+import { de } from '../../web/tablet/texts-de.js';
+import { en } from '../../web/tablet/texts.js';
 import { FakeHost } from './fake-host.mjs';
 
 let host;
@@ -150,8 +151,8 @@ test('values stand in texts as they are, numbers choose the form', () => {
 
 test('every text is there in every language, with the same values', () => {
     const valuesOf = (text) => JSON.stringify([...JSON.stringify(text).matchAll(/\{(\w+)\}/g)].map(([, name]) => name).sort());
-    assert.deepEqual(Object.keys(texts.de).sort(), Object.keys(texts.en).sort());
-    for (const [key, text] of Object.entries(texts.en)) assert.equal(valuesOf(texts.de[key]), valuesOf(text), key);
+    assert.deepEqual(Object.keys(de).sort(), Object.keys(en).sort());
+    for (const [key, text] of Object.entries(en)) assert.equal(valuesOf(de[key]), valuesOf(text), key);
 });
 
 const storage = (content) => ({ getItem: () => content, setItem: (_key, value) => (content = value) });

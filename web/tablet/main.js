@@ -48,7 +48,7 @@ addEventListener('keydown', (event) => {
 });
 
 document.title = name;
-tablet.applyLook();
+await tablet.applyLanguage();
 tablet.screen.keepAwake();
 tablet.start();
 

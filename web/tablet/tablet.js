@@ -9,7 +9,7 @@ import { Media } from './media.js';
 import { Screen } from './screen.js';
 import { Settings } from './settings.js';
 import { Sounds } from './sounds.js';
-import { texts } from './texts.js';
+import { en, textsOf } from './texts.js';
 
 const VERSION = '1';
 /** A loss that is mended in this time is not worth a sentence. */
@@ -35,7 +35,7 @@ export class Tablet {
         this.changed = changed;
         this.commands = new CommandClient();
         this.settings = new Settings(localStorage);
-        this.t = translator(texts[this.language], this.language);
+        this.t = translator(en, 'en');
         this.media = new Media();
         this.sounds = new Sounds();
         this.screen = new Screen(changed);
@@ -443,7 +443,12 @@ this.calls.confirmRinging();
     /** @param {import('../shared/i18n.js').Language | ''} language */
     setLanguage(language) {
         this.settings.language = language;
-        this.t = translator(texts[this.language], this.language);
+        return this.applyLanguage();
+    }
+
+    async applyLanguage() {
+        const { language } = this;
+        this.t = translator(await textsOf(language), language);
         this.applyLook();
     }
 

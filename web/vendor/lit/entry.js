@@ -1,4 +1,4 @@
-export * from 'lit';
+export * from 'lit/html.js';
 export {keyed} from 'lit/directives/keyed.js';
 export {live} from 'lit/directives/live.js';
 export {ref} from 'lit/directives/ref.js';
