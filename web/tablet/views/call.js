@@ -30,7 +30,7 @@ export function ringingView(tablet, call) {
     const hasPicture = sends(call.video) && tablet.hasCamera;
     return html`<main class="call ringing">
         <div class="pulse" aria-hidden="true"></div>
-        <header role="alert">
+        <header aria-live="assertive">
             <p class="subject">${icon('bell')}${tablet.isDoor(call) ? t('atTheDoor') : t('incoming')}</p>
             <h1 class="who">${nameOf(tablet, call)}</h1>
         </header>

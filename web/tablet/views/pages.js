@@ -185,7 +185,7 @@ function settingSwitch(tablet, name) {
 /** @param {Tablet} tablet */
 export const volume = (tablet) => html`<label class="volume">
     ${icon('sound')}<span>${tablet.t('volume')}</span>
-    <input type="range" min="1" max="100" .value=${String(tablet.settings.volume)}
+    <input type="range" min="1" max="100" aria-label=${tablet.t('volume')} .value=${String(tablet.settings.volume)}
         @input=${(/** @type {Event} */ event) => tablet.sounds.setVolume(Number(/** @type {HTMLInputElement} */ (event.target).value) / 100)}
         @change=${(/** @type {Event} */ event) => tablet.setVolume(Number(/** @type {HTMLInputElement} */ (event.target).value))} />
 </label>`;
