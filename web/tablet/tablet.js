@@ -448,7 +448,12 @@ this.calls.confirmRinging();
 
     async applyLanguage() {
         const { language } = this;
-        this.t = translator(await textsOf(language), language);
+        try {
+            this.t = translator(await textsOf(language), language);
+        } catch (error) {
+            // Better in another language than not at all.
+            this.report(error);
+        }
         this.applyLook();
     }
 
