@@ -26,8 +26,7 @@ std::string RandomPrefix() {
 }  // namespace
 
 CallTable::CallTable(Loop& loop, NgClient& ng, Journal& journal, Settings settings)
-    : loop_(loop),
-      settings_(std::move(settings)),
+    : settings_(std::move(settings)),
       roomPrefix_(RandomPrefix()),
       ng_(ng),
       services_{loop,

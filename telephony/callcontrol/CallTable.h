@@ -71,7 +71,6 @@ private:
     void Watch();
     void SetMediaUp(bool up);
 
-    Loop& loop_;
     const Settings settings_;
     const std::string roomPrefix_;  // of this process: other rooms in rtpengine are left over
     NgClient& ng_;

@@ -17,8 +17,8 @@ namespace {
 constexpr int kHighestPort = 65535;
 constexpr int kAddressBits = 32;
 constexpr std::size_t kLongestUser = 64;
-constexpr std::size_t kMostRoutes = 1000;  // Kamailio's bound on rounds of a loop, as it is configured
-constexpr std::size_t kMostBranches = 30;  // what Kamailio forks at most
+constexpr std::size_t kMostRoutes = 1000;     // Kamailio's bound on rounds of a loop, as it is configured
+constexpr std::ptrdiff_t kMostBranches = 30;  // what Kamailio forks at most
 
 // Numbers of the records.
 constexpr int kFamilyIpv4 = AF_INET;
@@ -320,13 +320,13 @@ private:
     // the phones ring when it is away.
     void StoreGroup(const std::string& name, std::vector<std::string> users) {
         const auto isPhone = [&](const std::string& user) { return plan_.live["users"].contains(user); };
-        const auto phones = std::ranges::stable_partition(users, isPhone);
+        const auto others = std::stable_partition(users.begin(), users.end(), isPhone);
         std::string list;
         for (const std::string& user : users)
             list += (list.empty() ? "" : ",") + user;
         // A group of nobody is a name of the home all the same.
         plan_.live["groups"].emplace(name, list.empty() ? "," : list);
-        if (users.size() - phones.size() > kMostBranches)
+        if (others - users.begin() > kMostBranches)
             throw std::invalid_argument("it has more than 30 phones; without call control the first 30 ring");
     }
 

@@ -109,8 +109,8 @@ TEST_F(DriverReadersTest, NothingOfThePastIsTold) {
 TEST_F(DriverReadersTest, TheDriverMaySendWhenAReaderComes) {
     Listen();
     const std::string told = With([this] {
-        return Reader("/tablets/front%20hall/events")->ReadUntil("\n\n") +
-               Reader("/tablets/2/events")->ReadUntil("\n\n");
+        const std::string byName = Reader("/tablets/front%20hall/events")->ReadUntil("\n\n");
+        return byName + Reader("/tablets/2/events")->ReadUntil("\n\n");
     });
     EXPECT_EQ(told, "event: tablet\ndata: <Hello>1</Hello>\n\nevent: tablet\ndata: <Hello>2</Hello>\n\n");
 }

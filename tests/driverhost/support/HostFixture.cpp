@@ -20,7 +20,8 @@ void HostFixture::Load() {
     table_.emplace(home_, services_);
     pages_.emplace(thread_, webFolder_);
     certificate_.emplace(tlsFiles_);
-    routes_.emplace(Served{*table_, keeper_, events_, metrics_, reports_, trust_, limits_, *pages_,
+    trust_.emplace(ListenAddress{"127.0.0.1", 8350}, "", "box", &*certificate_);
+    routes_.emplace(Served{*table_, keeper_, events_, metrics_, reports_, *trust_, limits_, *pages_,
                            *certificate_,
                            [this] {
                                return Gauges{events_.Readers(), 0, 0};

@@ -85,11 +85,11 @@ protected:
                            }};
     Home home_;
     std::optional<DriverTable> table_;
-    Trust trust_{{"127.0.0.1", 8350}, "", "box"};
     std::string webFolder_;  // empty: no pages
     std::optional<WebPages> pages_;
     TlsFiles tlsFiles_;  // empty: no TLS
     std::optional<TlsCertificate> certificate_;
+    std::optional<Trust> trust_;
     std::optional<Routes> routes_;
     unsigned short port_ = 0;  // of a server, for tests that have one
 };

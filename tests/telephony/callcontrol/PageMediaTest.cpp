@@ -141,8 +141,8 @@ TEST_F(PageMedia, ABroadcastReachesPhonesAndPages) {
                                                "allow-transcoding","generate-mid"])"));
     page["flags"] = listener(Page("offer"))["flags"];
     EXPECT_EQ(page, listener(Page("offer", Lite("forward", transcode))));
-    EXPECT_EQ(media_.Asked("subscribe request>listener2"), listener(Phone(transcode)));
-    EXPECT_EQ(media_.Asked("subscribe answer>listener2"), listener(Phone()));
+    EXPECT_EQ(media_.Asked("subscribe request>listener2"), listener(PhoneAcrossFromPage(transcode)));
+    EXPECT_EQ(media_.Asked("subscribe answer>listener2"), listener(PhoneAcrossFromPage()));
 }
 
 TEST_F(PageMedia, APageThatSpeaksToAllIsOfferedWhatPhonesUnderstand) {
