@@ -223,15 +223,17 @@ TEST_F(RealPages, PicturesAreSeenAtBothEnds) {
     Baresip hall(*home_, "hall", 6100, 660, {.video = true});
     Browser browser(*home_, {{"tablet", 440}, {"attic", 880}});
     const std::string video = R"(,"video":"both")";
-    const std::string pairs[][2] = {{"hall", "tablet"}, {"tablet", "hall"}, {"tablet", "attic"}};
-    for (const auto& [from, to] : pairs) {
-        Call(from, "\"" + to + "\"", video);
+    const std::pair<std::string, std::string> pairs[] = {
+        {"hall", "tablet"}, {"tablet", "hall"}, {"tablet", "attic"}};
+    for (const auto& pair : pairs) {
+        Call(pair.first, "\"" + pair.second + "\"", video);
         client_->Wait(EventKind::Established);
         const auto sees = [&](const std::string& user) {
             if (user != "hall") return browser.Pictures(user) > 5;
             return hall.Pictures() > 20;
         };
-        EXPECT_TRUE(WaitUntil([&] { return sees(from) && sees(to); })) << from << " " << to;
+        EXPECT_TRUE(WaitUntil([&] { return sees(pair.first) && sees(pair.second); }))
+            << pair.first << " " << pair.second;
         HangUp();
     }
 }
