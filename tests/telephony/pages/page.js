@@ -116,12 +116,16 @@ window.page = {
             received: 0,
             sent: 0,
             pictures: 0,
+            waiting: false, // pictures come, and none can be shown
             state: pc.connectionState,
         };
         for (const report of (await pc.getStats()).values()) {
             if (report.type === 'inbound-rtp' && report.kind === 'audio') heard.received += report.packetsReceived;
             if (report.type === 'outbound-rtp' && report.kind === 'audio') heard.sent += report.packetsSent;
-            if (report.type === 'inbound-rtp' && report.kind === 'video') heard.pictures += report.framesDecoded ?? 0;
+            if (report.type === 'inbound-rtp' && report.kind === 'video') {
+                heard.pictures += report.framesDecoded ?? 0;
+                heard.waiting = report.packetsReceived > 0 && !report.framesDecoded;
+            }
         }
         return heard;
     },

@@ -84,7 +84,9 @@ connect();
 while (browser.isConnected()) {
     for (const [user, page] of pages) {
         const file = path.join(folder, `${user}.json`);
-        fs.writeFileSync(`${file}.new`, JSON.stringify(await page.evaluate(() => window.page.hears())));
+        const heard = await page.evaluate(() => window.page.hears());
+        if (heard.waiting) tell({cmd: 'page-keyframe', id: heard.call, leg: user});
+        fs.writeFileSync(`${file}.new`, JSON.stringify(heard));
         fs.renameSync(`${file}.new`, file);
     }
     await new Promise((done) => setTimeout(done, kBetweenLooks));
