@@ -189,18 +189,19 @@ void TalkCall::CompleteAnswer(CallLeg& callee, const std::string& answer) {
     StartPictures(callee);
 }
 
-// Between a page and a phone. While ICE and DTLS are on their way pictures are lost, and a phone's next whole
-// one may be far.
+// For pages. While ICE and DTLS are on their way pictures are lost, and a phone's next whole one may be far.
 void TalkCall::StartPictures(CallLeg& callee) {
-    const auto pictures = [](const CallLeg& leg) {
-        const std::size_t end = leg.report.codecs.find(' ');
-        return end == std::string::npos ? std::string() : leg.report.codecs.substr(end);
+    const auto pictures = [](const std::string& codecs) {
+        const std::size_t end = codecs.find(' ');
+        return end == std::string::npos ? std::string() : codecs.substr(end);
     };
     CallLeg& caller = Caller();
-    if (caller.IsPage() == callee.IsPage() || pictures(callee).empty()) return;
-    (caller.IsPage() ? callee : caller).sip->RequestKeyframe();
-    // A page that calls has agreed to all that a phone might take, and now sends the first of it.
-    if (!caller.IsPage() || step_ != Step::Idle || pictures(caller) == pictures(callee)) return;
+    const std::string taken = pictures(callee.report.codecs);
+    if (taken.empty()) return;
+    if (caller.IsPage() != callee.IsPage()) (caller.IsPage() ? callee : caller).sip->RequestKeyframe();
+    // A page sends the first codec of what it was told, whatever it has answered: one that calls was told of
+    // all that the other end might take.
+    if (!caller.IsPage() || step_ != Step::Idle || pictures(CodecsOf(caller.told)) == taken) return;
     toRenegotiate_ = {&caller};
     NextRenegotiation();
 }

@@ -207,6 +207,22 @@ TEST_F(PageMedia, APageThatCallsSendsThePicturesThatThePhoneTakes) {
     EXPECT_THAT(pages_.Take(), ElementsAre("leg-up hall", "established", "page-offer tablet"));
 }
 
+// Chromium sends what it was told first, although its answer names another codec alone.
+TEST_F(PageMedia, APageThatCallsAPageIsToldWhatTheOtherTakesToo) {
+    Call("tablet", "attic", R"(,"video":"both")");
+    telephony::Command answer;
+    answer.kind = telephony::CommandKind::PageAnswer;
+    answer.id = "1";
+    answer.sdp = WithPictures("VP8");
+    for (const char* user : {"tablet", "attic"}) {
+        answer.leg = user;
+        Do(ToLine(answer));
+    }
+    EXPECT_EQ(Told(EventKind::PageOffer).leg, "tablet");
+    EXPECT_EQ(media_.Asked("offer page1>caller"), Page("offer", Lite("both", Codecs())));
+    EXPECT_EQ(media_.Last("offer").at("sdp"), WithPictures("VP8"));
+}
+
 TEST_F(PageMedia, ThePageStaysOneWhileNobodySpeaksForIt) {
     EstablishHallAndTablet();
     table_.Leave(pages_);
