@@ -46,6 +46,10 @@ endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     target_compile_options(project_options INTERFACE -fno-gnu-unique)
 endif()
+# Where several sources are compiled at once, g++ takes what is hidden in one of them for a header's.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_UNITY_BUILD)
+    target_compile_options(project_options INTERFACE -Wno-subobject-linkage)
+endif()
 
 if(COUNT_OBJECTS)
     target_compile_definitions(project_options INTERFACE DVHOST_COUNT_OBJECTS)
