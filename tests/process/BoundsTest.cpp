@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "driverhost/settings/Limits.h"
+#include "tests/driverhost/support/Certificates.h"
 #include "tests/process/support/ProcessFixture.h"
 
 namespace driverhost {
@@ -216,6 +217,44 @@ TEST_F(BoundsTest, ReaderEventsBeyondDropTheReader) {
                 HasSubstr(" 6 host an event reader was too slow and has been dropped; it may resume\n"));
 }
 
+TEST_F(BoundsTest, ReaderBytesBeyondDropTheReader) {
+    WriteHome(Driver(1, "lamp", "probe", "<config><readers>yes</readers></config>"));
+    StartWith({"--reader-bytes", "1000"});
+    HttpConnection lazy(port_);
+    lazy.Send(RequestText("GET", "/tablets/lamp/events"));
+    lazy.ReadUntil("\r\n\r\n");
+    EXPECT_EQ(Command("lamp", "tell", "reader=1&times=1&text=" + std::string(1000, 'x')), "<told>0</told>");
+    WaitForMetric("driverhost_event_readers", 0);
+}
+
+// Connections with TLS that say nothing.
+class TlsBoundsTest : public BoundsTest {
+protected:
+    void StartWithTls(const std::vector<std::string>& bound) {
+        const TlsFiles files = made_.Files();
+        std::vector<std::string> options = {"--tls-certificate", files.certificate, "--tls-key",
+                                            files.key,           "--tick-time",     "20"};
+        options.insert(options.end(), bound.begin(), bound.end());
+        Launch(options);
+        host_->WaitForLog("host listening on https://127.0.0.1:");
+        port_ = host_->WaitUntilListening();
+    }
+
+    const Certificates made_;
+};
+
+TEST_F(TlsBoundsTest, HandshakesBeyondCloseTheOldest) {
+    StartWithTls({"--handshakes", "1"});
+    HttpConnection first(port_);
+    HttpConnection second(port_);
+    EXPECT_EQ(first.ReadToEnd(), "");
+}
+
+TEST_F(TlsBoundsTest, HandshakeTimeOverCloses) {
+    StartWithTls({"--handshake-time", "100"});
+    EXPECT_EQ(ConversationOf(""), "");
+}
+
 TEST_F(BoundsTest, EndTimeOverDropsAnswers) {
     StartWith({"--end-time", "200"});
     HttpConnection lazy(port_);
@@ -252,7 +291,9 @@ std::vector<std::string> TestsOf(const std::string& suite) {
 }
 
 TEST(Bounds, EachHasATestThatHitsIt) {
-    const std::vector<std::string> here = TestsOf("BoundsTest");
+    std::vector<std::string> here = TestsOf("BoundsTest");
+    for (const std::string& name : TestsOf("TlsBoundsTest"))
+        here.push_back(name);
     const std::map<std::string, std::pair<std::string, std::string>> elsewhere = {
         {"held-time", {"TroubleTest", "AHeldThreadIsAnsweredForByTheWatchdog"}},
         {"library-time", {"LibraryTest", "ThatHangsWhileItIsLoadedIsLeftOutAfterItsTime"}}};

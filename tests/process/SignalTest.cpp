@@ -163,7 +163,12 @@ TEST_F(SignalTest, AFaultyHomeFileChangesNothingAndIsOneLine) {
     std::filesystem::remove(folder_.Path() + "/home.xml");
     Reread();
     const std::string said = Log().substr(before.size());
-    EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 4) << said;
+    const std::string pages = "the pages were read again";
+    std::istringstream lines(said);
+    int count = 0;
+    for (std::string line; std::getline(lines, line);)
+        count += line.find(pages) == line.npos;
+    EXPECT_EQ(count, 4) << said;
     EXPECT_THAT(said, HasSubstr(" 3 host the home file was read again and nothing changed: " +
                                 folder_.Path() + "/home.xml:4: the driver id 1 is used twice"));
     EXPECT_THAT(said, HasSubstr("nothing changed: driver gate: its library ends the process that loads it: "

@@ -57,8 +57,11 @@ TEST_F(Doorbell, RingsAtWhoChimesAndTheFirstThatAnswersTalksToTheDoor) {
 
 TEST_F(Doorbell, AGroupOfThatNameIsWhoRings) {
     EXPECT_NE(Command("addGroup", {{"name", "doorbell"}}).find("<groupId>1</groupId>"), std::string::npos);
-    Command("setGroupState", {{"groupId", "1"}, {"name", "doorbell"}, {"xml", "<ids><id>103</id></ids>"}});
     EXPECT_TRUE(WaitUntil([this] { return ProxyLog().find("taken over") != std::string::npos; })) << Logs();
+    const std::size_t before = ProxyLog().size();
+    Command("setGroupState", {{"groupId", "1"}, {"name", "doorbell"}, {"xml", "<ids><id>103</id></ids>"}});
+    EXPECT_TRUE(WaitUntil([&] { return ProxyLog().find("taken over", before) != std::string::npos; }))
+        << Logs();
     Press();
     EXPECT_TRUE(StateBecomes(103, 2));
     EXPECT_TRUE(StateBecomes(101, 0));
