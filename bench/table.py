@@ -1,7 +1,7 @@
 """The table that bench/run prints: every row, what it is held against, and its goal.
 
 Goals are ratios against a reference that is measured in the same run, since machines differ and are never quiet.
-They are told, never asserted. Units: seconds, commands a
+They are told, never asserted. Units: seconds, commands a second, bytes, shares of a processor, counts.
 second, bytes, shares of a processor, counts.
 """
 import dataclasses
