@@ -2,7 +2,6 @@
 
 Goals are ratios against a reference that is measured in the same run, since machines differ and are never quiet.
 They are told, never asserted. Units: seconds, commands a second, bytes, shares of a processor, counts.
-second, bytes, shares of a processor, counts.
 """
 import dataclasses
 import json
