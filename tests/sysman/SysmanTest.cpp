@@ -151,6 +151,7 @@ TEST_F(Sysman, WhatEndsThoughItIsWantedIsStartedAgainWithoutARequest) {
     Ask("enable");
     for (int round = 0; round < 2; ++round) {
         const pid_t program = Noted();
+        EXPECT_TRUE(test::Eventually([&] { return File("sipproxy.log").ends_with("started\n"); }));
         ::kill(program, SIGKILL);
         EXPECT_TRUE(test::Eventually([&] { return Noted() > 0 && Noted() != program; }));
         EXPECT_TRUE(Lives(Noted()));
