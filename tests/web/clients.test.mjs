@@ -1,8 +1,8 @@
 import assert from 'node:assert/strict';
 import { afterEach, beforeEach, test } from 'node:test';
-import { CommandClient } from '../../web/shared/commands.js';
-import { EventClient } from '../../web/shared/events.js';
-import { languageOf, translator } from '../../web/shared/i18n.js';
+import { CommandClient } from '../../web/common/commands.js';
+import { EventClient } from '../../web/common/events.js';
+import { languageOf, translator } from '../../web/common/i18n.js';
 import { Settings } from '../../web/tablet/settings.js';
 import { de } from '../../web/tablet/texts-de.js';
 import { en } from '../../web/tablet/texts.js';

@@ -6,7 +6,7 @@ import http from 'node:http';
 import path from 'node:path';
 import { fileURLToPath } from 'node:url';
 import zlib from 'node:zlib';
-import { escaped, parse, quoted } from '../../web/shared/xml.js';
+import { escaped, parse, quoted } from '../../web/common/xml.js';
 
 const WEB = fileURLToPath(new URL('../../web', import.meta.url));
 const RELAY = fileURLToPath(new URL('relay.html', import.meta.url));

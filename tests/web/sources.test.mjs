@@ -23,7 +23,7 @@ test('no source makes markup of texts, and none is inline', () => {
 
 test('all modules of the page are loaded at once', () => {
     const page = fs.readFileSync(`${web}tablet/index.html`, 'utf8');
-    const used = ['tablet', 'shared', 'vendor'].flatMap((folder) => filesOf(`${web}${folder}/`))
+    const used = ['tablet', 'common', 'vendor'].flatMap((folder) => filesOf(`${web}${folder}/`))
         .map((file) => file.slice(web.length))
         .filter((file) => file.endsWith('.js') && !/tablet\/main|entry\.js|texts-de/.test(file));
     for (const file of used) assert.ok(page.includes(`<link rel="modulepreload" href="/${file}">`), file);

@@ -1,6 +1,6 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { idList, parse, write, XmlError } from '../../web/shared/xml.js';
+import { idList, parse, write, XmlError } from '../../web/common/xml.js';
 
 /** Reading and writing again gives the same document. */
 const keeps = (text) => assert.equal(write(parse(text)), text);

@@ -1,5 +1,5 @@
 // The calls of this page: what the driver tells of them, and what the user does.
-import { isYes } from '../shared/xml.js';
+import { isYes } from '../common/xml.js';
 import { Leg, sends } from './media.js';
 import { Quality } from './quality.js';
 
@@ -14,8 +14,8 @@ const CONFIRMED_MS = 2_000;
 /** The driver takes a page for gone after as many missed pings as refused ones end the call here. */
 const REFUSED_PINGS = 3;
 
-/** @typedef {import('../shared/xml.js').XmlElement} XmlElement */
-/** @typedef {import('../shared/commands.js').CommandError} CommandError */
+/** @typedef {import('../common/xml.js').XmlElement} XmlElement */
+/** @typedef {import('../common/commands.js').CommandError} CommandError */
 /** @typedef {import('./media.js').Direction} Direction */
 /** @typedef {'regular' | 'monitor' | 'broadcast'} CallKind */
 /** How a call ended: the code is SIP's, and the reason what the other end said of it.

@@ -1,14 +1,14 @@
 // The home as the agent tells of it: devices, groups, contacts, recent calls. Follows its notifications.
-import { isYes } from '../shared/xml.js';
+import { isYes } from '../common/xml.js';
 
 const AGENT = 'agent';
 /** Many changes come together, as at the start of the host. */
 const GATHER_MS = 60;
 const RETRY_MS = 2_000;
 
-/** @typedef {import('../shared/xml.js').XmlElement} XmlElement */
-/** @typedef {import('../shared/commands.js').CommandClient} CommandClient */
-/** @typedef {import('../shared/commands.js').CommandError} CommandError */
+/** @typedef {import('../common/xml.js').XmlElement} XmlElement */
+/** @typedef {import('../common/commands.js').CommandClient} CommandClient */
+/** @typedef {import('../common/commands.js').CommandError} CommandError */
 /** @typedef {{ id: string, name: string }} Button */
 /**
  * @typedef {{ id: string, key: string, user: string, name: string, state: string, dnd: boolean, monitorMode: boolean,

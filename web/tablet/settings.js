@@ -4,7 +4,7 @@
 
 const KEY = 'intercom.tablet';
 const DEFAULTS = {
-    /** Empty: the browser's. @type {import('../shared/i18n.js').Language | ''} */
+    /** Empty: the browser's. @type {import('../common/i18n.js').Language | ''} */
     language: '',
     /** Empty: the system's. @type {'' | 'light' | 'dark'} */
     theme: '',

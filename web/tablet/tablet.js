@@ -1,8 +1,8 @@
 // The tablet: what it is, what it knows, and what its user can do. The views draw it and call its operations.
-import { CommandClient, CommandError } from '../shared/commands.js';
-import { EventClient } from '../shared/events.js';
-import { languageOf, translator } from '../shared/i18n.js';
-import { idList, isYes } from '../shared/xml.js';
+import { CommandClient, CommandError } from '../common/commands.js';
+import { EventClient } from '../common/events.js';
+import { languageOf, translator } from '../common/i18n.js';
+import { idList, isYes } from '../common/xml.js';
 import { Call, Calls } from './calls.js';
 import { Home } from './home.js';
 import { Media } from './media.js';
@@ -22,7 +22,7 @@ const SENTENCE_MS = 5_000;
 /** MEDIA_SEND_RECEIVE and MEDIA_NONE of the agent. @type {Record<Wish, string>} */
 const VIDEO_MODES = { sound: '3', picture: '0' };
 
-/** @typedef {import('../shared/xml.js').XmlElement} XmlElement */
+/** @typedef {import('../common/xml.js').XmlElement} XmlElement */
 /** @typedef {import('./home.js').Device} Device */
 /** @typedef {import('./home.js').Group} Group */
 /** @typedef {import('./media.js').Lack} Lack */
@@ -440,7 +440,7 @@ this.calls.confirmRinging();
         this.set('speakerVolume', String(volume));
     }
 
-    /** @param {import('../shared/i18n.js').Language | ''} language */
+    /** @param {import('../common/i18n.js').Language | ''} language */
     setLanguage(language) {
         this.settings.language = language;
         return this.applyLanguage();

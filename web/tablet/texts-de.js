@@ -1,6 +1,6 @@
 // The tablet's words in German. Loaded by those who want it.
 
-/** @typedef {import('../shared/i18n.js').Text} Text */
+/** @typedef {import('../common/i18n.js').Text} Text */
 /** @typedef {import('./texts.js').TextKey} TextKey */
 
 /** @type {Record<TextKey, Text>} */

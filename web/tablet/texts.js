@@ -1,6 +1,6 @@
 // What the tablet says. Short, plain, about the home.
 
-/** @typedef {import('../shared/i18n.js').Text} Text */
+/** @typedef {import('../common/i18n.js').Text} Text */
 
 export const en = {
     add: 'Dial a number',
@@ -158,7 +158,7 @@ export const en = {
 
 /** @typedef {keyof typeof en} TextKey */
 
-/** The words of a language. @param {import('../shared/i18n.js').Language} language @returns {Promise<Record<TextKey, Text>>} */
+/** The words of a language. @param {import('../common/i18n.js').Language} language @returns {Promise<Record<TextKey, Text>>} */
 export async function textsOf(language) {
     return language === 'de' ? (await import('./texts-de.js')).de : en;
 }

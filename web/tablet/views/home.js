@@ -1,5 +1,5 @@
 // The tablet at rest: clock, devices and groups, announce, missed calls, do-not-disturb.
-import { isYes } from '../../shared/xml.js';
+import { isYes } from '../../common/xml.js';
 import { html, nothing, repeat } from '../../vendor/lit/lit.js';
 import { button, callTime, clockTime, icon, longDate, namedIcon } from './parts.js';
 

@@ -1,6 +1,6 @@
 // What lies behind the tiles and the bar: a device, a group, calls, contacts, settings.
 import { html, nothing, repeat } from '../../vendor/lit/lit.js';
-import { LANGUAGES } from '../../shared/i18n.js';
+import { LANGUAGES } from '../../common/i18n.js';
 import { button, callTime, clockTime, deviceButtons, icon, iconButton, pageHead } from './parts.js';
 import { stateOf } from './home.js';
 
