@@ -228,7 +228,7 @@ void CallingDevice::setSpeakerVol(unsigned short volume, bool notify) {
 
 void CallingDevice::setCurrentState(int state) {
     idleState_ = state;
-    if (std::exchange(state_, state) != state) link_.NotifyChanged(DEVICE_CURRENT_STATE);
+    OnStateChanged();
 }
 
 void CallingDevice::OnStateChanged() {

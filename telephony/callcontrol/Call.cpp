@@ -115,6 +115,10 @@ void CallLeg::OnKeyframe() {
     if (!call_.ended_) call_.OnLegNeedsKeyframe(*this);
 }
 
+void CallLeg::OnAlive() {
+    heard = call_.services_.loop.Now();
+}
+
 void CallLeg::OnBye() {
     OnFailed(END_NORMAL, "Hung up");
 }
@@ -319,17 +323,19 @@ void Call::Watch() {
         const CallPtr call = weak.lock();
         if (!call || call->ended_) return;
         if (reply.ok) return call->TakeTraffic(reply, false);
-        if (reply.CallIsUnknown()) {
-            LogLine("call " + call->id_ + ": rtpengine does not know it any more; its media is set up anew");
-            call->services_.journal.Remove(call->room_.Name());
-            call->NewRoom();
-            call->WriteJournal();
-            call->mediaSeen_ = call->services_.loop.Now();
-            return call->Rebuild();
-        }
+        if (reply.CallIsUnknown()) return call->SetUpMediaAnew();
         if (call->services_.loop.Now() - call->mediaSeen_ > kLongestWithoutMedia)
             call->End(END_NO_MEDIA, "No media: " + reply.reason, kByCallControl);
     });
+}
+
+void Call::SetUpMediaAnew() {
+    LogLine("call " + id_ + ": rtpengine does not know it any more; its media is set up anew");
+    services_.journal.Remove(room_.Name());
+    NewRoom();
+    WriteJournal();
+    mediaSeen_ = services_.loop.Now();
+    Rebuild();
 }
 
 void Call::TakeTraffic(const NgReply& reply, bool last) {
@@ -344,11 +350,14 @@ void Call::TakeTraffic(const NgReply& reply, bool last) {
         leg->report.packetsLost = found->second.lost;
         leg->report.jitter = found->second.jitter;
         const long count = found->second.rtp + found->second.rtcp;
-        if (count != leg->counted || held_ || !ShouldBeHeard(*leg)) leg->heard = now;
+        // While the proxy is away a phone that sends nothing cannot be asked.
+        const bool isAsked = leg->IsPage() || services_.proxyIsUp();
+        if (count != leg->counted || held_ || !ShouldBeHeard(*leg) || !isAsked) leg->heard = now;
         leg->counted = count;
-        const bool silent =
-            leg->IsUp() && services_.silence.count() > 0 && now - leg->heard >= services_.silence;
-        if (last || !silent) continue;
+        if (last || !leg->IsUp() || services_.silence.count() == 0) continue;
+        // Many a phone sends nothing while its user is mute or says nothing.
+        if (now - leg->heard >= services_.silence / 3) leg->sip->Probe();
+        if (now - leg->heard < services_.silence) continue;
         HangUpLeg(*leg, END_NO_ANSWER, "Nothing is heard of it any more");
         return OnLegGone(*leg, END_NO_ANSWER, "Nothing is heard of it any more");
     }

@@ -54,7 +54,8 @@ struct CallServices {
     std::function<SipLegPtr(const std::string& user, LegEvents&)> newLeg;
     std::function<void(const Call&, Event)> tell;
     std::function<void(const Call&)> over;  // the call may be dropped
-    std::chrono::milliseconds silence;      // an end that sends nothing for so long is lost; 0: never
+    std::function<bool()> proxyIsUp;
+    std::chrono::milliseconds silence;      // an end that gives no sign of life for so long is lost; 0: never
     std::chrono::milliseconds ringing;      // nobody is called for longer
 };
 
@@ -83,6 +84,7 @@ public:
     void OnReanswer(int code, const std::string& sdp) override;
     void OnDigits(const std::string& digits) override;
     void OnKeyframe() override;
+    void OnAlive() override;
     void OnBye() override;
 
     LegReport report;
@@ -92,7 +94,7 @@ public:
     std::string told;       // what its phone was told last
     std::string noted;      // its dialog in the journal
     long counted = 0;       // packets at the last look
-    Loop::TimePoint heard;  // when they were last more than before
+    Loop::TimePoint heard;  // the last sign of life: packets, or an answer to a probe
 
 private:
     Call& call_;
@@ -148,6 +150,8 @@ protected:
     virtual void OnLegGone(CallLeg& leg, int code, const std::string& reason) = 0;
     /// rtpengine has started anew and knows nothing of the room.
     virtual void Rebuild() = 0;
+    /// Has that done, in another room.
+    void SetUpMediaAnew();
     /// Whether the leg's phone should be sending.
     virtual bool ShouldBeHeard(const CallLeg& leg) const = 0;
 

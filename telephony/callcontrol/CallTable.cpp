@@ -38,6 +38,7 @@ CallTable::CallTable(Loop& loop, NgClient& ng, Journal& journal, Settings settin
                 [this](const std::string& user, LegEvents& events) { return NewLeg(user, events); },
                 [this](const Call& call, Event event) { TellOf(call, std::move(event)); },
                 [this](const Call& call) { calls_.erase(call.Id()); },
+                [this] { return proxyUp_; },
                 settings_.silence,
                 settings_.ringing},
       pages_(loop),

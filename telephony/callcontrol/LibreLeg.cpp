@@ -1,6 +1,7 @@
 #include "telephony/callcontrol/LibreLeg.h"
 
 #include <algorithm>
+#include <array>
 
 #include "telephony/callcontrol/Log.h"
 
@@ -41,6 +42,13 @@ std::string BodyOf(const struct sip_msg& message) {
     return std::string(reinterpret_cast<const char*>(mbuf_buf(message.mb)), mbuf_get_left(message.mb));
 }
 
+// Whatever a phone says to OPTIONS, it is there, but for its word that it knows no such call (481). The
+// others are the proxy's words for one that cannot be reached.
+bool IsSignOfLife(int code) {
+    constexpr std::array kOfTheProxy{403, 404, 408, 430, 477, 478, 481, 500, 502, 503, 504};
+    return std::ranges::find(kOfTheProxy, code) == kOfTheProxy.end();
+}
+
 }  // namespace
 
 struct LibreLeg::Received {
@@ -69,6 +77,7 @@ LibreLeg::~LibreLeg() {
     mem_deref(request_);
     mem_deref(info_);
     mem_deref(keyframe_);
+    mem_deref(probe_);
 }
 
 void LibreLeg::Invite(const Invitation& invitation) {
@@ -323,6 +332,18 @@ void LibreLeg::RequestKeyframe() {
     ++dialog_.cseq;
     stack_.Send(&keyframe_, true, "INFO", dialog_, dialog_.cseq, auth_.get(),
                 BodyWith("application/media_control+xml", kPictureFastUpdate), nullptr, onResponse, this);
+}
+
+void LibreLeg::Probe() {
+    if (state_ != State::Up || probe_) return;
+    const auto onResponse = [](int error, const struct sip_msg* message, void* argument) {
+        if (error != 0 || !message || message->scode < 200) return;
+        const auto self = static_cast<LibreLeg*>(argument)->shared_from_this();
+        if (self->events_ && IsSignOfLife(message->scode)) self->events_->OnAlive();
+    };
+    ++dialog_.cseq;
+    stack_.Send(&probe_, true, "OPTIONS", dialog_, dialog_.cseq, auth_.get(), "Content-Length: 0\r\n\r\n",
+                nullptr, onResponse, this);
 }
 
 void LibreLeg::SendDigits(const std::string& digits) {

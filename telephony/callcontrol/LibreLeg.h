@@ -1,4 +1,4 @@
-// One leg on libre's transactions: INVITE and re-INVITE in both directions, ACK, CANCEL, BYE, INFO.
+// One leg on libre's transactions: INVITE and re-INVITE in both directions, ACK, CANCEL, BYE, INFO, OPTIONS.
 #ifndef TELEPHONY_CALLCONTROL_LIBRELEG_H
 #define TELEPHONY_CALLCONTROL_LIBRELEG_H
 
@@ -24,6 +24,7 @@ public:
     void RefuseReoffer(int code, const std::string& reason) override;
     void SendDigits(const std::string& digits) override;
     void RequestKeyframe() override;
+    void Probe() override;
     void Hangup(int code, const std::string& reason) override;
     nlohmann::json Journal() const override;
 
@@ -69,6 +70,7 @@ private:
     std::string digits_;  // not sent yet
     struct sip_request* info_ = nullptr;
     struct sip_request* keyframe_ = nullptr;
+    struct sip_request* probe_ = nullptr;
     Timer timeout_;
 };
 

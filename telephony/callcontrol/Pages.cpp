@@ -68,6 +68,9 @@ public:
         if (state_ == State::Up) pages_.Tell(user_, About(EventKind::PageKeyframe));
     }
 
+    // Its driver knows whether it is there, by the page's own pings.
+    void Probe() override {}
+
     void Hangup(int, const std::string&) override { End(); }
     // When this process dies, the page is told by its driver.
     nlohmann::json Journal() const override { return nlohmann::json(); }

@@ -46,6 +46,8 @@ public:
     virtual void OnDigits(const std::string& digits) = 0;
     /// It cannot show the pictures that come.
     virtual void OnKeyframe() = 0;
+    /// It has answered Probe.
+    virtual void OnAlive() = 0;
     /// The phone has hung up. The leg is over.
     virtual void OnBye() = 0;
 };
@@ -68,6 +70,8 @@ public:
     virtual void SendDigits(const std::string& digits) = 0;
     /// The next picture is to be a whole one.
     virtual void RequestKeyframe() = 0;
+    /// Asks the phone whether it is still in the call; nothing comes of it when it is not.
+    virtual void Probe() = 0;
 
     /// Ends it in any state, by CANCEL, a refusal or BYE, which say the code and words. No event comes any
     /// more.

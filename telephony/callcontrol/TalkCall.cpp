@@ -169,8 +169,15 @@ void TalkCall::TakeCalleesAnswer(CallLeg& callee) {
     for (const auto& leg : legs_)
         if (leg->report.role == LegRole::Callee && leg.get() != &callee)
             HangUpLeg(*leg, END_NORMAL, "Call completed elsewhere");
-    room_.Answer(kCallerTag, callee.tag, callee.sdp,
-                 WithReply([this, &callee](const NgReply& reply) { CompleteAnswer(callee, reply.Sdp()); }));
+    const auto complete =
+        WithReply([this, &callee](const NgReply& reply) { CompleteAnswer(callee, reply.Sdp()); });
+    room_.Answer(kCallerTag, callee.tag, callee.sdp, [weak = weak_from_this(), this, complete](const NgReply& reply) {
+        const CallPtr call = weak.lock();
+        if (!call || ended_) return;
+        // rtpengine was started anew while it rang. The caller waits, and the callee hears of the new room.
+        if (reply.CallIsUnknown() && !established_) return SetUpMediaAnew();
+        complete(reply);
+    });
 }
 
 void TalkCall::CompleteAnswer(CallLeg& callee, const std::string& answer) {
@@ -422,7 +429,11 @@ void TalkCall::Rebuild() {
     holdToTell_ = false;
     step_ = Step::Building;
     held_ = false;
-    TellCaller();
+    // A phone that calls has told its media, and is told the other end's with the answer.
+    if (byPhone_ && !Caller().IsUp())
+        OfferToCallees();
+    else
+        TellCaller();
 }
 
 bool TalkCall::ShouldBeHeard(const CallLeg& leg) const {

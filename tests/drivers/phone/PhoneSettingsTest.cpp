@@ -60,6 +60,20 @@ TEST_F(PhoneSettings, TheStateIsWhatItWasAfterACall) {
     EXPECT_EQ(9, phone->getCurrentState());
 }
 
+TEST_F(PhoneSettings, AStateThatIsSetHidesNeitherACallNorThatThePhoneIsAway) {
+    StartConnected();
+    BeCalledByTheKitchen();
+    phone->setCurrentState(0);
+    EXPECT_EQ(3, phone->getCurrentState());
+    Tell(About(telephony::EventKind::LegDown, "1", "kitchen", 200));
+    EXPECT_EQ(0, phone->getCurrentState());
+    auto lost = About(telephony::EventKind::Lost, "");
+    lost.phone.user = "hall";
+    Tell(lost);
+    phone->setCurrentState(9);
+    EXPECT_EQ(4, phone->getCurrentState());
+}
+
 TEST_F(PhoneSettings, SettingsOutliveARestart) {
     StartConnected();
     phone->setDnD(true);

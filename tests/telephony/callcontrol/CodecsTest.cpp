@@ -13,8 +13,8 @@ protected:
         EXPECT_TRUE(kitchen.HasRecordedEnough());
         hall.Do("hangup");
         client_->Wait(EventKind::Ended);
-        EXPECT_GT(hall.Recorded().Share(660, 0.5, 0.5), 0.8);
-        EXPECT_GT(kitchen.Recorded().Share(440, 0.5, 0.5), 0.8);
+        EXPECT_GT(hall.Recorded().SecondsOf(660), 0.5);
+        EXPECT_GT(kitchen.Recorded().SecondsOf(440), 0.5);
     }
 };
 

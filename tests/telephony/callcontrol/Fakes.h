@@ -77,6 +77,7 @@ public:
     void RefuseReoffer(int code, const std::string&) override { Note("refuse " + std::to_string(code)); }
     void SendDigits(const std::string& digits) override { Note("digits " + digits); }
     void RequestKeyframe() override { Note("keyframe"); }
+    void Probe() override { Note("probe"); }
     void Hangup(int code, const std::string& reason) override;
     nlohmann::json Journal() const override { return {{"leg", user}}; }
 

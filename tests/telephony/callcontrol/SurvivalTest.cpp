@@ -106,6 +106,20 @@ TEST_F(RealCalls, APhoneThatIsPulledOutEndsTheCallInSeconds) {
     kitchen.Program().Signal(SIGCONT);
 }
 
+TEST_F(RealCalls, APhoneThatSendsNoSoundIsNotTakenForLostWhileItAnswers) {
+    Baresip hall(*home_, "hall", 6100, 440);
+    Sipp mute(*home_, "mute", 6120, "rigid.xml", {.echoes = false});
+    client_->Send(R"({"cmd":"call","id":"1","from":"hall","to":["mute"]})");
+    client_->Wait(EventKind::Established);
+    std::this_thread::sleep_for(std::chrono::seconds(5));
+    Talk(mute);
+    client_->Send(R"({"cmd":"hangup","id":"1"})");
+    const Event ended = client_->Wait(EventKind::Ended);
+    EXPECT_EQ(ended.by, "command");
+    EXPECT_EQ(ended.call.legs.at(1).packetsReceived, 0);
+    EXPECT_EQ(mute.Wait(), 0);
+}
+
 TEST_F(RealCalls, AHeldCallIsNotTakenForLost) {
     Baresip hall(*home_, "hall", 6100, 440);
     Baresip kitchen(*home_, "kitchen", 6110, 660);

@@ -20,6 +20,7 @@ class TalkCalls : public testing::Test {
 protected:
     TalkCalls() {
         table_.SetSignalling(&sip_);
+        table_.SetProxyUp(true);
         Do(R"({"cmd":"hello","version":1,"all":true,"devices":[{"user":"rigid","hold":"gate"},{"user":"hall","answer":"call-info"}]})");
         media_.Take();
         client_.Take();
@@ -31,6 +32,13 @@ protected:
     void Answers(const std::string& user, const std::string& direction = "sendrecv") {
         Leg(user).events->OnAnswer(PhoneSdp(direction));
         Settle();
+    }
+    // What rtpengine has counted of both ends.
+    void SetHeard(long caller, long callee) {
+        const auto count = [](long packets) {
+            return nlohmann::json{{"medias", {{{"streams", {{{"stats", {{"packets", packets}}}}}}}}}};
+        };
+        media_.tags = {{"caller", count(caller)}, {"callee", count(callee)}};
     }
     // Up, with nothing left to be taken.
     void Establish(const std::string& caller, const std::string& callee) {
@@ -331,6 +339,24 @@ TEST_F(TalkCalls, MediaThatRtpengineHasForgottenIsSetUpAnewInAnotherRoom) {
     EXPECT_THAT(client_.Take(), ElementsAre("modified by callcontrol"));
 }
 
+TEST_F(TalkCalls, MediaThatIsForgottenWhileItRingsIsSetUpAnewWithTheAnswer) {
+    Do(R"({"cmd":"call","id":"1","from":"hall","to":["kitchen"]})");
+    Settle();
+    Answers("hall");
+    sip_.Take();
+    media_.Take();
+    media_.refusals["answer"] = "Unknown call-id";
+    Answers("kitchen");
+    media_.refusals.clear();
+    EXPECT_THAT(media_.Take(), ElementsAre("answer caller>callee", "offer placeholder"));
+    Leg("hall").events->OnReanswer(200, PhoneSdp());
+    Settle();
+    Leg("kitchen").events->OnReanswer(200, PhoneSdp());
+    Settle();
+    EXPECT_THAT(sip_.Take(), ElementsAre("hall: re-invite", "kitchen: re-invite"));
+    EXPECT_THAT(client_.Take(), Contains("established"));
+}
+
 TEST_F(TalkCalls, APhoneThatTakesNoReinviteLosesTheCallWhenRtpengineDies) {
     Establish("hall", "rigid");
     media_.refusals["query"] = "Unknown call-id";
@@ -350,15 +376,49 @@ TEST_F(TalkCalls, WithoutRtpengineForTenSecondsARunningCallEnds) {
 
 TEST_F(TalkCalls, APhoneThatSendsNothingForThreeSecondsIsLost) {
     Establish("hall", "kitchen");
-    const auto count = [](long packets) {
-        return nlohmann::json{{"medias", {{{"streams", {{{"stats", {{"packets", packets}}}}}}}}}};
-    };
     for (long second = 1; second <= 6 && !table_.IsEmpty(); ++second) {
-        media_.tags = {{"caller", count(50 * second)}, {"callee", count(50)}};
+        SetHeard(50 * second, 50);
         loop_.Advance(1s);
     }
     EXPECT_THAT(client_.Take(),
                 ElementsAre("leg-down kitchen 408", "leg-down hall 408", "ended 408 by kitchen"));
+}
+
+// Mute, say: many phones send nothing then.
+TEST_F(TalkCalls, APhoneThatSendsNothingButAnswersIsKept) {
+    Establish("hall", "kitchen");
+    SetHeard(0, 0);
+    for (int second = 1; second <= 9; ++second) {
+        loop_.Advance(1s);
+        const auto asked = sip_.Take();
+        EXPECT_THAT(asked, testing::Each(testing::EndsWith("probe")));
+        for (const char* user : {"hall", "kitchen"})
+            if (std::ranges::count(asked, std::string(user) + ": probe")) Leg(user).events->OnAlive();
+    }
+    EXPECT_THAT(client_.Take(), IsEmpty());
+    loop_.Advance(1s);
+    EXPECT_THAT(sip_.Take(), ElementsAre("hall: probe", "kitchen: probe"));
+}
+
+// It cannot be asked, and the call is to outlive the proxy.
+TEST_F(TalkCalls, APhoneThatSendsNothingIsKeptWhileTheProxyIsAway) {
+    Establish("hall", "kitchen");
+    SetHeard(0, 0);
+    table_.SetProxyUp(false);
+    loop_.Advance(9s);
+    EXPECT_FALSE(table_.IsEmpty());
+    table_.SetProxyUp(true);
+    loop_.Advance(5s);
+    EXPECT_TRUE(table_.IsEmpty());
+}
+
+TEST_F(TalkCalls, APhoneThatIsHeardIsNotAskedWhetherItIsThere) {
+    Establish("hall", "kitchen");
+    for (long second = 1; second <= 6; ++second) {
+        SetHeard(50 * second, 50 * second);
+        loop_.Advance(1s);
+    }
+    EXPECT_THAT(sip_.Take(), IsEmpty());
 }
 
 TEST_F(TalkCalls, AWatcherThatMayOnlyListenIsNeverTakenForLost) {

@@ -80,6 +80,70 @@ TEST_F(Survival, KamailioKilledWhileAPhoneRingsDoesNotStopTheCall) {
     EXPECT_TRUE(Hears(attic, 660));
 }
 
+TEST_F(Survival, KamailioKilledInACallComesBackAndTheCallGoesOn) {
+    StartTalking();
+    const pid_t before = Kamailios().front();
+    kill(before, SIGKILL);
+    EXPECT_TRUE(KamailioStartsAgain(before));
+    ExpectBothHearEachOther();
+    hall_->Do("hangup");
+    EXPECT_TRUE(StateBecomes(101, 0));
+    EXPECT_TRUE(StateBecomes(102, 0));
+}
+
+TEST_F(Survival, RtpengineKilledWhileItRingsIsNotNoticedByWhoAnswers) {
+    kitchen_.reset();
+    Baresip attic(*home_, "attic", 6120, 880, {.answers = false});
+    EXPECT_TRUE(StateBecomes(103, 0));
+    const auto ring = [&](const std::function<void()>& call) {
+        call();
+        EXPECT_TRUE(StateBecomes(103, 2));
+        home_->KillMedia();
+        home_->StartMedia();
+        attic.Do("accept");
+        EXPECT_TRUE(StateBecomes(103, 3));
+        Talk(*hall_, attic);
+        EXPECT_TRUE(Hears(*hall_, 880));
+        EXPECT_TRUE(Hears(attic, 440));
+        HangUp(101);
+        EXPECT_TRUE(StateBecomes(103, 0));
+        EXPECT_TRUE(StateBecomes(101, 0));
+    };
+    ring([&] { Call(101, 103); });
+    ring([&] { hall_->Do("dial", "sip:attic@127.0.0.1"); });
+}
+
+TEST_F(Survival, AHostKilledWhileItRingsFindsTheCallAndWhoAnswersIsConnected) {
+    kitchen_.reset();
+    Baresip attic(*home_, "attic", 6120, 880, {.answers = false});
+    EXPECT_TRUE(StateBecomes(103, 0));
+    Call(101, 103);
+    EXPECT_TRUE(StateBecomes(103, 2));
+    KillHost();
+    StartHost();
+    EXPECT_TRUE(StateBecomes(103, 2));
+    attic.Do("accept");
+    EXPECT_TRUE(StateBecomes(103, 3));
+    EXPECT_TRUE(StateBecomes(101, 3));
+    Talk(*hall_, attic);
+    EXPECT_TRUE(Hears(*hall_, 880));
+}
+
+TEST_F(Survival, SipproxyKilledWhileAPhoneRingsDoesNotStopTheCall) {
+    hall_.reset();
+    Baresip attic(*home_, "attic", 6120, 880, {.answers = false});
+    EXPECT_TRUE(StateBecomes(103, 0));
+    Call(102, 103);
+    EXPECT_TRUE(StateBecomes(103, 2));
+    const pid_t before = Kamailios().front();
+    kill(std::stoi(ReadFile(folder_ / "sysman/sipproxy.process")), SIGKILL);
+    EXPECT_TRUE(KamailioStartsAgain(before));
+    attic.Do("accept");
+    EXPECT_TRUE(StateBecomes(103, 3));
+    Talk(attic);
+    EXPECT_TRUE(Hears(attic, 660));
+}
+
 TEST_F(Survival, SipproxyKilledInACallComesBackAndTheCallGoesOn) {
     StartTalking();
     const pid_t before = Kamailios().front();

@@ -236,9 +236,17 @@ Linphone::~Linphone() {
 }
 
 Sipp::Sipp(CallHome& home, const std::string& user, int port, const std::string& script)
+    : Sipp(home, user, port, script, Settings()) {}
+
+Sipp::Sipp(CallHome& home, const std::string& user, int port, const std::string& script, Settings settings)
     : home_(home), rtp_(FirstRtpPort(port)) {
     Register(user, port);
-    Run(NewFolder(home, user), port, SIPP_SCRIPTS "/" + script, {"-rtp_echo", "-mp", std::to_string(rtp_)});
+    const auto folder = NewFolder(home, user);
+    WriteFile(folder / "script.xml",
+              Filled(ReadFile(std::string(SIPP_SCRIPTS) + "/" + script), {{"@ASKED@", settings.asked}}));
+    std::vector<std::string> more{"-mp", std::to_string(rtp_)};
+    if (settings.echoes) more.push_back("-rtp_echo");
+    Run(folder, port, folder / "script.xml", more);
 }
 
 Sipp::Sipp(CallHome& home, const std::string& user, int port, int hertz, const std::string& dialled)
@@ -309,6 +317,7 @@ void Sipp::Run(const std::filesystem::path& folder, int port, const std::string&
                                    "-m",
                                    "1",
                                    "-nostdin",
+                                   "-aa",  // it answers OPTIONS in the call, as phones do
                                    "-trace_err",
                                    "-error_file",
                                    (folder / "errors").string()};

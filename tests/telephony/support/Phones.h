@@ -77,8 +77,13 @@ private:
 /// sipp with a script from tests/telephony/support/. It is registered as long as it lives.
 class Sipp {
 public:
-    /// A script that sends back the sound that it is sent.
+    struct Settings {
+        bool echoes = true;      // it sends back the sound that it is sent; else it sends none
+        const char* asked = "";  // by which text in an INVITE asked.xml answers
+    };
+
     Sipp(CallHome& home, const std::string& user, int port, const std::string& script);
+    Sipp(CallHome& home, const std::string& user, int port, const std::string& script, Settings settings);
     /// A phone with a tone as its voice, which knows no re-INVITE. It waits for a call, or dials this name at
     /// once.
     Sipp(CallHome& home, const std::string& user, int port, int hertz, const std::string& dialled = "");

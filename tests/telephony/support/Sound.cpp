@@ -169,4 +169,12 @@ double Sound::Share(double hertz, double from, double length) const {
     return std::sqrt(2 * (cosine * cosine + sine * sine)) / count / loudness;
 }
 
+double Sound::SecondsOf(double hertz) const {
+    constexpr double kStep = 0.1;
+    double seconds = 0;
+    for (double from = 0; from + kStep <= Seconds(); from += kStep)
+        if (Share(hertz, from, kStep) > 0.8) seconds += kStep;
+    return seconds;
+}
+
 }  // namespace test

@@ -23,6 +23,8 @@ struct Sound {
     /// The share of the loudness that is at this pitch, in [from, from+length] seconds; 0 for silence.
     double Share(double hertz, double from, double length) const;
     double Loudness(double from, double length) const;
+    /// How long this pitch is what is heard, gaps left out.
+    double SecondsOf(double hertz) const;
 };
 
 /// 16 bit, one or more channels, of which the first is taken.
