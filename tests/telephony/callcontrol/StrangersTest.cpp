@@ -52,6 +52,41 @@ private:
     int socket_;
 };
 
+// A second of a tone, in order, to every port at which rtpengine may hear calls.
+void SpeakIntoEveryPort(int hertz) {
+    const int number = socket(AF_INET, SOCK_DGRAM, 0);
+    const std::string sound = PcmaTone(hertz);
+    for (unsigned packet = 0; packet < 50; ++packet) {
+        std::string rtp("\x80\x08\0\0\0\0\0\0\x12\x34\x56\x78", 12);
+        rtp[3] = static_cast<char>(packet);
+        rtp[6] = static_cast<char>(packet * 160 >> 8);
+        rtp[7] = static_cast<char>(packet * 160 & 0xff);
+        rtp += sound.substr(packet * 160, 160);
+        for (int port = 20000; port < 21000; port += 2) {
+            sockaddr_in to{};
+            to.sin_family = AF_INET;
+            to.sin_port = htons(static_cast<std::uint16_t>(port));
+            to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+            sendto(number, rtp.data(), rtp.size(), 0, reinterpret_cast<sockaddr*>(&to), sizeof to);
+        }
+    }
+    close(number);
+}
+
+TEST_F(RealCalls, SoundOfStrangersIsNotHeardInACall) {
+    Baresip hall(*home_, "hall", 6100, 440);
+    Baresip kitchen(*home_, "kitchen", 6110, 660);
+    client_->Send(R"({"cmd":"call","id":"1","from":"hall","to":["kitchen"]})");
+    client_->Wait(EventKind::Established);
+    Talk(hall, kitchen);
+    SpeakIntoEveryPort(1000);
+    Talk(hall, kitchen);
+    EXPECT_TRUE(Hears(hall, 660));
+    EXPECT_TRUE(Hears(kitchen, 440));
+    EXPECT_EQ(hall.Sent().SecondsOf(1000), 0);
+    EXPECT_EQ(kitchen.Sent().SecondsOf(1000), 0);
+}
+
 TEST_F(RealCalls, WhoIsNotTheProxyIsRefusedWhateverItSays) {
     Stranger stranger(7000);
     for (const char* method : {"INVITE", "BYE", "OPTIONS", "REGISTER", "INFO"})

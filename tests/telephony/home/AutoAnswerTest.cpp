@@ -65,7 +65,8 @@ TEST_P(AutoAnswer, IsNotAskedForWhereItIsToRing) {
 
 INSTANTIATE_TEST_SUITE_P(Styles, AutoAnswer,
                          testing::Values(Style{"call-info", "Call-Info: [^[:cntrl:]]*answer-after=0"},
-                                         Style{"alert-info", "Alert-Info: [^[:cntrl:]]*info=alert-autoanswer"},
+                                         Style{"alert-info",
+                                               "Alert-Info: [^[:cntrl:]]*info=alert-autoanswer"},
                                          Style{"answer-mode", "Answer-Mode: Auto"}),
                          [](const auto& instance) {
                              std::string name = instance.param.name;

@@ -15,8 +15,7 @@ namespace {
 
 constexpr int kPcmu = 0;
 constexpr int kPcma = 8;
-constexpr int kH264 = 99;  // as call control numbers them
-constexpr int kVp8 = 100;
+constexpr int kFirstDynamic = 96;  // RFC 3551: numbers that each call settles for itself
 constexpr int kTelephoneEvent = 101;
 constexpr unsigned char kEndOfEvent = 0x80;
 constexpr std::string_view kKeys = "0123456789*#ABCD";
@@ -67,7 +66,7 @@ void Wire::Take(const Datagram& datagram) {
     const int type = PayloadType(datagram.bytes);
     if (type < 0) return;
     const std::lock_guard lock(mutex_);
-    if (type == kH264 || type == kVp8) ++pictures_[datagram.to];
+    if (type >= kFirstDynamic && type != kTelephoneEvent) ++pictures_[datagram.to];
     const unsigned char key = ByteAt(datagram.bytes, kRtpHeader);
     if (type == kTelephoneEvent && key < kKeys.size() && datagram.bytes.size() > kRtpHeader + 1 &&
         ByteAt(datagram.bytes, kRtpHeader + 1) & kEndOfEvent) {

@@ -43,7 +43,7 @@ public:
 
     /// All that was sent to ports [first, first+18] so far, one packet after the other.
     Sound To(int firstPort) const;
-    /// How many packets of pictures were.
+    /// How many packets of pictures were, in a call whose sound is G.711.
     int PicturesTo(int firstPort) const;
     /// Keys pressed, as telephone-events (RFC 4733) that were sent there to their end.
     std::string DigitsTo(int firstPort) const;
