@@ -18,10 +18,12 @@ protected:
     void SetUp() override {
         EnterOwnNetworkOrSkip();
         if (IsSkipped() || HasFatalFailure()) return;
-        home_ = std::make_unique<CallHome>();
+        home_ = std::make_unique<CallHome>(Silence());
         client_ = home_->Connect();
         WaitUntilAllIsUp(client_->Greet());
     }
+
+    virtual CallHome::Silence Silence() const { return CallHome::kUsualSilence; }
 
     // So that what a test waits for is what the test has caused.
     void WaitUntilAllIsUp(const Event& snapshot) {

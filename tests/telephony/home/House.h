@@ -14,7 +14,7 @@ class House : public testing::Test, protected WholeHome {
 protected:
     void SetUp() override {
         EnterOwnNetworkOrSkip();
-        if (!IsSkipped() && !HasFatalFailure()) Open(Drivers());
+        if (!IsSkipped() && !HasFatalFailure()) Open(Drivers(), Silence());
     }
 
     void TearDown() override {
@@ -33,6 +33,8 @@ protected:
                PhoneDriver(103, "attic", "Attic", "<mayBeMonitored>true</mayBeMonitored>") +
                PhoneDriver(104, "door", "Front door", "<doorStation>true</doorStation>");
     }
+
+    virtual CallHome::Silence Silence() const { return CallHome::kUsualSilence; }
 
     testing::AssertionResult StateBecomes(unsigned id, int state) const {
         if (WaitUntil([&] { return HasState(id, state); })) return testing::AssertionSuccess();

@@ -23,6 +23,8 @@ protected:
         if (home_) House::TearDown();
     }
 
+    CallHome::Silence Silence() const override { return kPatience; }
+
     std::string Drivers() const override {
         return PhoneDriver(kHall, "hall", "Hall") +
                PhoneDriver(kDoor, "door", "Front door",

@@ -18,6 +18,8 @@ protected:
         RealCalls::SetUp();
     }
 
+    CallHome::Silence Silence() const override { return kPatience; }
+
     void Call(const std::string& from, const std::string& to, const std::string& more = "") {
         client_->Send(R"({"cmd":"call","id":"1","from":")" + from + R"(","to":[)" + to + "]" + more + "}");
     }

@@ -191,12 +191,13 @@ bool CallClient::WaitForEnd() {
     });
 }
 
-CallHome::CallHome(std::filesystem::path proxyFile) : proxyFile_(std::move(proxyFile)) {
+CallHome::CallHome(std::filesystem::path proxyFile, Silence silence)
+    : proxyFile_(std::move(proxyFile)), silence_(silence) {
     StartMedia();
     StartCallControl();
 }
 
-CallHome::CallHome() : proxyFile_(folder_ / "proxy.json") {
+CallHome::CallHome(Silence silence) : proxyFile_(folder_ / "proxy.json"), silence_(silence) {
     StartMedia();
     std::filesystem::permissions(folder_.Path(), std::filesystem::perms::owner_all);
     WriteFile(proxyFile_, nlohmann::json{{"proxy", "127.0.0.1:5060"},
@@ -272,7 +273,8 @@ std::size_t CallHome::Rooms() {
 void CallHome::StartCallControl() {
     callControl_ = std::make_unique<Process>(
         Process::Command{{CALLCONTROL_PROGRAM, "--socket", Socket(), "--proxy", proxyFile_, "--journal",
-                          folder_ / "journal", "--rtpengine", "127.0.0.1:2223", "--dtmf", "127.0.0.1:2224"},
+                          folder_ / "journal", "--rtpengine", "127.0.0.1:2223", "--dtmf", "127.0.0.1:2224",
+                          "--silence", std::to_string(silence_.count())},
                          {{"INTERCOM_REPORTS_DIR", Reports()}},
                          folder_ / "callcontrol.log"});
 }

@@ -64,10 +64,15 @@ private:
 
 class CallHome {
 public:
+    /// How long nothing may be heard of an end until it is lost. A phone is asked before; a page cannot be,
+    /// and a busy machine keeps it silent for longer, so tests with pages have patience.
+    using Silence = std::chrono::milliseconds;
+    static constexpr Silence kUsualSilence{3000};
+
     /// Around a Kamailio that stands in for sipproxy's.
-    CallHome();
+    explicit CallHome(Silence silence = kUsualSilence);
     /// Around a proxy that writes this file, or will. It is none of this object's.
-    explicit CallHome(std::filesystem::path proxyFile);
+    explicit CallHome(std::filesystem::path proxyFile, Silence silence = kUsualSilence);
     ~CallHome();
 
     std::unique_ptr<CallClient> Connect();
@@ -98,6 +103,7 @@ private:
     Wire wire_;
     TempFolder folder_;
     const std::filesystem::path proxyFile_;
+    const Silence silence_;
     std::unique_ptr<Process> kamailio_;
     std::unique_ptr<Process> rtpengine_;
     std::unique_ptr<Process> callControl_;

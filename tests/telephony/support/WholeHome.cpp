@@ -19,8 +19,8 @@ WholeHome::~WholeHome() {
     Close();
 }
 
-void WholeHome::Open(const std::string& drivers) {
-    home_ = std::make_unique<CallHome>(folder_ / "run/callcontrol.json");
+void WholeHome::Open(const std::string& drivers, CallHome::Silence silence) {
+    home_ = std::make_unique<CallHome>(folder_ / "run/callcontrol.json", silence);
     host_ = std::make_unique<DriverHost>(
         "<home><controller><address>127.0.0.1</address></controller>"
         "<driver><id>1</id><name>agent</name><library>intercom_agent</library></driver>" +

@@ -23,7 +23,7 @@ public:
 
     /// Starts a home with these drivers beside the agent, and waits until its proxy takes registrations.
     /// Throws std::runtime_error, with the logs, when it does not. EnterOwnNetwork comes first.
-    void Open(const std::string& drivers);
+    void Open(const std::string& drivers, CallHome::Silence silence = CallHome::kUsualSilence);
     /// Ends the programs in order.
     void Close();
 
