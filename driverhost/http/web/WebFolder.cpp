@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <libdeflate.h>
-#include <openssl/evp.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -11,6 +10,7 @@
 #include <optional>
 #include <utility>
 
+#include "driverhost/runtime/Digest.h"
 #include "driverhost/runtime/Fault.h"
 #include "driverhost/runtime/FileDescriptor.h"
 #include "driverhost/state/FileSystem.h"
@@ -21,7 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view kPackedEnd = ".gz";
-constexpr std::size_t kHashBytes = 16;  // of SHA-256: two contents with the same ones will not be met
+constexpr std::size_t kHashDigits = 32;  // of SHA-256: two contents with the same ones will not be met
 
 constexpr std::array<std::pair<std::string_view, std::string_view>, 18> kWebTypes = {{
     {".html", "text/html; charset=utf-8"},
@@ -43,17 +43,6 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 18> kWebType
     {".ogg", "audio/ogg"},
     {".webm", "video/webm"},
 }};
-
-std::string HashOf(std::string_view content) {
-    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-    if (EVP_Digest(content.data(), content.size(), digest.data(), nullptr, EVP_sha256(), nullptr) != 1)
-        throw FileError("this system's OpenSSL refuses SHA-256, which the pages' entity tags need");
-    constexpr std::string_view digits = "0123456789abcdef";
-    std::string text;
-    for (std::size_t at = 0; at < kHashBytes; ++at)
-        text.append({digits[digest[at] >> 4U], digits[digest[at] & 15U]});
-    return text;
-}
 
 bool Unpacks(const std::string& packed, const std::string& content) {
     const std::unique_ptr<libdeflate_decompressor, decltype(&libdeflate_free_decompressor)> unpacker(
@@ -123,7 +112,7 @@ void Reading::Take(const fs::path& path) {
     if (isPacked) {
         packed_[name] = std::move(content);
     } else {
-        result_.files[name] = {type, HashOf(*content), content, nullptr};
+        result_.files[name] = {type, Sha256(*content).substr(0, kHashDigits), content, nullptr};
     }
 }
 
