@@ -11,6 +11,7 @@
 
 #include "driverhost/ProcessSetup.h"
 #include "driverhost/http/Trust.h"
+#include "driverhost/http/rights/Callers.h"
 #include "driverhost/http/routes/DriverReaders.h"
 #include "driverhost/http/routes/EventStream.h"
 #include "driverhost/http/routes/Routes.h"
@@ -79,6 +80,8 @@ public:
     void OnSignal(int number);
     void BeginEnd();
     void ReadHomeAgain();
+    void ReadTokensAgain();
+    void FindTablets(const std::vector<Token>& tokens);
     void Apply(const Home& home);
 
     const Options& options;
@@ -101,6 +104,7 @@ public:
     DriverTable drivers;
     TlsCertificate certificate;
     const Trust trust;
+    Callers callers;
     WebPages pages;
     Routes routes;
     std::optional<Server> server;
@@ -131,9 +135,10 @@ HostProcess::Impl::Impl(const Options& givenOptions, const Home& home)
           [this](const std::vector<std::string>& paths) { return TryLibraries(paths, limits.libraryTime); }},
       drivers(home, services),
       certificate(options.tls),
-      trust(options.listen, options.token, MachineName(), &certificate),
+      trust(options.listen, MachineName(), &certificate),
+      callers(options.tokens, store, limits, certificate.IsThere()),
       pages(thread, options.webFolder),
-      routes({drivers, keeper, events, metrics, reports, trust, limits, pages, certificate,
+      routes({drivers, keeper, events, metrics, reports, trust, callers, limits, pages, certificate,
               [this] {
                   if (!server) return Gauges{};
                   return Gauges{events.Readers(), server->Connections(), server->BodyBytes()};
@@ -155,6 +160,8 @@ void HostProcess::LoadLibraries() {
 
 void HostProcess::LoadStates() {
     impl_->roots.Load();
+    impl_->callers.Load();
+    impl_->FindTablets(impl_->options.tokens);
     impl_->drivers.LoadStates();
 }
 
@@ -198,8 +205,37 @@ void HostProcess::Impl::OnSignal(int number) {
     if (ending) return;
     if (number != SIGHUP) return BeginEnd();
     ReadHomeAgain();
+    ReadTokensAgain();
     pages.ReadAgain();
     certificate.ReadAgain();
+}
+
+void HostProcess::Impl::ReadTokensAgain() {
+    if (options.tokenFile.empty()) return;
+    try {
+        std::vector<Token> tokens = ReadTokenFile(options.tokenFile);
+        FindTablets(tokens);
+        HostLog::Write(dv::LOG_LEVEL_INFO, kHostName,
+                       "the token file was read again: " + std::to_string(tokens.size()) + " tokens");
+        callers.UseTokens(std::move(tokens));
+        events.WakeReaders();  // those that may not read any more see it then
+    } catch (const OptionError& error) {
+        HostLog::Write(dv::LOG_LEVEL_ERROR, kHostName,
+                       std::string(error.what()) + "; the former tokens stay in use");
+    }
+}
+
+// A name with a slip in it would be found only when somebody stands before a tablet that does nothing.
+void HostProcess::Impl::FindTablets(const std::vector<Token>& tokens) {
+    for (const Token& token : tokens) {
+        if (token.role != ROLE_TABLET) continue;
+        const Driver* const driver = drivers.Find(token.tablet);
+        if (driver && driver->Name() == token.tablet) continue;
+        HostLog::Write(dv::LOG_LEVEL_ERROR, kHostName,
+                       options.tokenFile + ", line " + std::to_string(token.line) +
+                           ": the home file has no driver \"" + token.tablet +
+                           "\", so its token is of no use");
+    }
 }
 
 void HostProcess::Serve() {

@@ -26,7 +26,7 @@ public:
     void Listen();
     /// A driver that does not start is logged.
     void StartDrivers();
-    /// Returns after SIGTERM or SIGINT. On SIGHUP the home file and the pages are read again.
+    /// Returns after SIGTERM or SIGINT. On SIGHUP the home file, the tokens and the pages are read again.
     void Serve();
     /// Stores the states and ends the drivers. False when a state could not be stored.
     bool StopDrivers();

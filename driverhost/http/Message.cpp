@@ -8,7 +8,9 @@ namespace driverhost {
 namespace {
 
 constexpr std::string_view kXml = "application/xml";
-constexpr std::size_t kHeadBytes = 256;  // enough for a head without more lines
+constexpr std::size_t kHeadBytes = 384;  // enough for a head without more lines
+// Texts of the home stand in it: opened as a page by itself or in a frame, it is to do nothing.
+constexpr std::string_view kInert = "Content-Security-Policy: default-src 'none'; frame-ancestors 'none'\r\n";
 
 }  // namespace
 
@@ -60,6 +62,8 @@ std::string_view StatusText(unsigned int status) {
             return "Content Too Large";
         case 415:
             return "Unsupported Media Type";
+        case 429:
+            return "Too Many Requests";
         case 431:
             return "Request Header Fields Too Large";
         case 500:
@@ -86,6 +90,7 @@ std::string FormatHead(const Response& response, bool keepAlive) {
     }
     head.append("Cache-Control: ").append(response.caching);
     head.append("\r\nX-Content-Type-Options: nosniff\r\n").append(response.headers);
+    if (response.contentType == kXml) head.append(kInert);
     head.append(keepAlive ? "Connection: keep-alive\r\n\r\n" : "Connection: close\r\n\r\n");
     return head;
 }

@@ -11,6 +11,9 @@
 
 namespace driverhost {
 
+struct Caller;
+using CallerPtr = std::shared_ptr<const Caller>;
+
 /// The way by which a request came in.
 enum class Door {
     Network,  // whoever reaches the address; Trust decides
@@ -27,11 +30,14 @@ struct Request {
     std::string_view host;
     std::optional<std::string_view> origin;
     std::optional<std::string_view> authorization;
+    std::optional<std::string_view> cookie;
     std::optional<std::string_view> contentType;
     std::optional<std::string_view> lastEventId;
     std::optional<std::string_view> acceptEncoding;
     std::optional<std::string_view> ifNoneMatch;
     std::string_view body;
+    std::string_view peer;  // where it comes from; an IPv6 network counts as one address
+    CallerPtr caller{};     // whom the head showed; null: nobody who has signed in
 };
 
 class DriverReader;
@@ -41,6 +47,7 @@ struct StreamStart {
     std::uint64_t next;                            // the id of the first event to send
     bool reset;                                    // events before it are lost
     std::shared_ptr<DriverReader> driverReader{};  // for the stream of one driver's reader
+    CallerPtr caller{};                            // who reads it, as long as they may
 };
 
 struct Response {

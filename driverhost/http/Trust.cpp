@@ -12,8 +12,6 @@
 namespace driverhost {
 namespace {
 
-constexpr std::string_view kBearer = "Bearer ";
-
 // How the origin of a page begins, and the port that browsers leave out.
 struct Scheme {
     std::string_view begin;
@@ -41,23 +39,10 @@ std::string_view WithoutDefaultPort(std::string_view authority, const Scheme& sc
     return authority;
 }
 
-// Takes the same time whether the token is right or wrong, so that nobody can guess it piece by piece.
-bool EqualSecrets(std::string_view given, std::string_view secret) {
-    unsigned int difference = given.size() == secret.size() ? 0 : 1;
-    for (std::size_t at = 0; at < given.size(); ++at) {
-        const auto other = static_cast<unsigned char>(secret[at % secret.size()]);
-        difference |= static_cast<unsigned int>(static_cast<unsigned char>(given[at]) ^ other);
-    }
-    return difference == 0;
-}
-
 }  // namespace
 
-Trust::Trust(ListenAddress listen, std::string token, std::string ownName, const TlsCertificate* certificate)
-    : listen_(std::move(listen)),
-      token_(std::move(token)),
-      ownName_(std::move(ownName)),
-      certificate_(certificate) {}
+Trust::Trust(ListenAddress listen, std::string ownName, const TlsCertificate* certificate)
+    : listen_(std::move(listen)), ownName_(std::move(ownName)), certificate_(certificate) {}
 
 bool Trust::IsTls() const {
     return certificate_ && certificate_->IsThere();
@@ -74,12 +59,6 @@ std::optional<Response> Trust::Refuse(const Request& request) const {
     if (request.origin && !IsSameOrigin(*request.origin, request.host)) {
         return ErrorResponse(
             403, "requests from pages of other origins are refused; open the page from this host");
-    }
-    if (!ShowsToken(request)) {
-        Response response =
-            ErrorResponse(401, "the token is missing or wrong; send Authorization: Bearer TOKEN");
-        response.headers = "WWW-Authenticate: Bearer\r\n";
-        return response;
     }
     return std::nullopt;
 }
@@ -102,13 +81,6 @@ bool Trust::IsSameOrigin(std::string_view origin, std::string_view host) const {
     if (!origin.starts_with(scheme.begin)) return false;
     return EqualNames(WithoutDefaultPort(origin.substr(scheme.begin.size()), scheme),
                       WithoutDefaultPort(host, scheme));
-}
-
-bool Trust::ShowsToken(const Request& request) const {
-    if (token_.empty()) return true;
-    if (!request.authorization || request.authorization->size() < kBearer.size()) return false;
-    const std::string_view scheme = request.authorization->substr(0, kBearer.size());
-    return EqualNames(scheme, kBearer) && EqualSecrets(request.authorization->substr(kBearer.size()), token_);
 }
 
 std::string MachineName() {

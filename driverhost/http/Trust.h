@@ -1,4 +1,4 @@
-// Who may talk to the host: Host, Origin and token are checked before anything else.
+// Whether a request may be meant for this host at all: Host and Origin are checked before anything else.
 //
 // A web page of another origin can make a browser send requests here; with DNS rebinding it can even do so
 // under a name of its own. So Host must be a name that nobody else controls, and Origin, if there is one,
@@ -18,10 +18,9 @@ class TlsCertificate;
 
 class Trust {
 public:
-    /// `ownName` is the machine's name. With an empty token, requests need none. The certificate may be
-    /// null; if there is one, the names that it is for are the host's own.
-    Trust(ListenAddress listen, std::string token, std::string ownName,
-          const TlsCertificate* certificate = nullptr);
+    /// `ownName` is the machine's name. The certificate may be null; if there is one, the names that it is
+    /// for are the host's own.
+    Trust(ListenAddress listen, std::string ownName, const TlsCertificate* certificate = nullptr);
 
     /// The refusal; none when the request may go on.
     std::optional<Response> Refuse(const Request& request) const;
@@ -30,10 +29,8 @@ private:
     bool IsTls() const;
     bool IsOwnHost(std::string_view host) const;
     bool IsSameOrigin(std::string_view origin, std::string_view host) const;
-    bool ShowsToken(const Request& request) const;
 
     const ListenAddress listen_;
-    const std::string token_;
     const std::string ownName_;
     const TlsCertificate* const certificate_;
 };

@@ -11,6 +11,7 @@
 #include "driverhost/plugins/PluginLibrary.h"
 #include "driverhost/runtime/Fault.h"
 #include "host/glue/CmdDispatchers.h"
+#include "host/interfaces/InterfaceIds.h"
 
 namespace driverhost {
 
@@ -73,6 +74,8 @@ public:
     CommandResult Run(const ICmdMessage& message);
     /// Null when it does not know the id.
     void* QueryInterface(const std::string& id);
+    /// Whether it takes readers: its device is a page.
+    bool HasPages() { return QueryInterface(ReaderSinkInterfaceId) != nullptr; }
     /// A new reader, of which the driver was told; it is told, too, when the reader is let go.
     OpenedReader OpenReader();
     UICmdDispatcher& UICommands() { return driver_->GetUICmdDispatcher(); }

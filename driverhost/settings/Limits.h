@@ -40,6 +40,10 @@ struct Limits {
     std::chrono::milliseconds commentTime{15'000};    // between comments on an event stream
     std::chrono::milliseconds tick{1'000};            // between checks of the times above
 
+    std::size_t sessions = 1024;                       // of browsers; the longest unused go
+    std::size_t wrongTokens = 10;                      // from one address in the time below; else 429
+    std::chrono::milliseconds wrongTokenTime{60'000};  // for which they are counted
+
     std::size_t keptEvents = 4096;
     std::size_t keptEventBytes = 64 * 1024 * 1024;
     std::size_t readerQueue = 1024;             // events that may wait for one reader

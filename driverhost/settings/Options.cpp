@@ -7,6 +7,7 @@
 #include <system_error>
 #include <utility>
 
+#include "driverhost/http/rights/Rights.h"
 #include "driverhost/runtime/ProgramReports.h"
 #include "driverhost/settings/TokenFile.h"
 #include "host/glue/PluginEntry.h"
@@ -30,7 +31,7 @@ constexpr char kHelpTail[] =
     "\nDefault state folder: $STATE_DIRECTORY, else $XDG_STATE_HOME/driverhost,\n"
     "else $HOME/.local/state/driverhost.\n"
     "\nSignals: SIGTERM and SIGINT end the host in an orderly way, SIGHUP makes it read\n"
-    "the home file, the pages and the certificate again.\n"
+    "the home file, the tokens, the pages and the certificate again.\n"
     "\nExit status:\n"
     "  0  ended in an orderly way, on SIGTERM or SIGINT\n"
     "  1  could not start (address in use, state folder unusable or in use by\n"
@@ -65,7 +66,7 @@ po::options_description DescribeOptions() {
         "socket", po::value<std::string>()->value_name("PATH"),
         "unix socket for this machine's own programs; default: .socket in the state folder")(
         "token-file", po::value<std::string>()->value_name("FILE"),
-        "file with the token that requests must show (mode 0600)")(
+        "file with the tokens that requests must show, and their roles (mode 0600)")(
         "plugin-dir", po::value<std::string>()->value_name("DIR"),
         "where the drivers' libraries are; default: ../plugins beside the program")(
         "web-dir", po::value<std::string>()->value_name("DIR"),
@@ -74,7 +75,8 @@ po::options_description DescribeOptions() {
                 "where other programs leave metrics and warnings; default: $INTERCOM_REPORTS_DIR, else none")(
         "log-level",
         po::value<std::string>()->value_name("N")->default_value(std::to_string(kDefaultLogLevel)),
-        "log lines up to this level: 3 errors, 6 information, 7 debugging")("help", "print this help")(
+        "log lines up to this level: 3 errors, 6 information, 7 debugging")(
+        "rights", "print the table of who may do what, in Markdown")("help", "print this help")(
         "version", "print the version");
     return options.add(DescribeLimits());
 }
@@ -208,9 +210,9 @@ Options Read(const po::variables_map& values) {
     options.home = Text(values, "home");
     if (options.home.empty())
         throw OptionError("--home FILE is missing; driverhost --help lists the options");
-    const std::string tokenFile = Text(values, "token-file");
-    if (values.count("token-file") > 0) options.token = ReadTokenFile(tokenFile);
-    options.listen = ParseListen(Text(values, "listen"), !options.token.empty());
+    options.tokenFile = Text(values, "token-file");
+    if (values.count("token-file") > 0) options.tokens = ReadTokenFile(options.tokenFile);
+    options.listen = ParseListen(Text(values, "listen"), !options.tokens.empty());
     options.tls = ReadTlsFiles(values);
     options.plainListen = ReadPlainListen(values, options.tls);
     options.logLevel = ParseLogLevel(Text(values, "log-level"));
@@ -244,6 +246,7 @@ Options ParseOptions(int argc, const char* const* argv) {
         const po::variables_map values = Parse(argc, argv, described);
         if (values.count("help") > 0) return PrintOnly(HelpText(described));
         if (values.count("version") > 0) return PrintOnly(VersionText());
+        if (values.count("rights") > 0) return PrintOnly(RightsText());
         return Read(values);
     } catch (const po::error& error) {
         throw OptionError(std::string(error.what()) + "; driverhost --help lists the options");

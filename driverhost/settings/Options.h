@@ -5,9 +5,11 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "driverhost/settings/Limits.h"
 #include "driverhost/settings/ListenAddress.h"
+#include "driverhost/settings/TokenFile.h"
 
 namespace driverhost {
 
@@ -33,14 +35,15 @@ struct Options {
     TlsFiles tls;
     std::optional<ListenAddress> plainListen;  // the port without TLS
     std::string socket;                        // the unix socket's path
-    std::string token;                         // empty: requests need none
+    std::string tokenFile;                     // empty: requests need no token
+    std::vector<Token> tokens;                 // those that stand in it
     std::string pluginFolder;
     std::string webFolder;      // the pages; empty: there are none
     std::string reportsFolder;  // where other programs leave metrics and warnings; empty: none
     unsigned int logLevel = 0;
     Limits limits;
 
-    std::string printOnly;  // the help or version text; the process prints it and does nothing else
+    std::string printOnly;  // help, version or rights; the process prints it and does nothing else
 };
 
 /// What is wrong with the command line, in one line.

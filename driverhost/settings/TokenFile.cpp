@@ -5,8 +5,16 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <boost/algorithm/string/classification.hpp>
+#include <boost/algorithm/string/split.hpp>
+#include <optional>
+#include <sstream>
+#include <stdexcept>
 #include <string_view>
+#include <utility>
 
+#include "driverhost/http/FormData.h"
+#include "driverhost/runtime/Digest.h"
 #include "driverhost/runtime/Fault.h"
 #include "driverhost/runtime/FileDescriptor.h"
 #include "driverhost/settings/Options.h"
@@ -16,6 +24,10 @@ namespace {
 
 constexpr mode_t kForOthers = S_IRWXG | S_IRWXO;
 constexpr std::size_t kMaxTokenBytes = 1024;
+constexpr std::size_t kMaxFileBytes = 256UL * 1024;
+constexpr std::string_view kAdmin = "admin";
+constexpr std::string_view kHousehold = "household";
+constexpr std::string_view kTablet = "tablet";
 constexpr char kTokenOption[] = "--token-file";
 
 [[noreturn]] void Refuse(const std::string& option, const std::string& path, const std::string& why) {
@@ -47,8 +59,58 @@ std::string ReadAll(const std::string& option, const std::string& path, std::siz
     return text;
 }
 
+// What is wrong with one line.
+class LineFault : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+std::vector<std::string> WordsOf(const std::string& line) {
+    std::vector<std::string> words;
+    boost::split(words, line, boost::is_any_of(" \t"), boost::token_compress_on);
+    std::erase(words, std::string());
+    return words;
+}
+
 bool IsVisible(char c) {
     return c > 0x20 && c < 0x7F;
+}
+
+// It must fit into a header line.
+std::string HashOf(const std::string& token) {
+    if (token.size() >= kMaxTokenBytes || !std::all_of(token.begin(), token.end(), IsVisible)) {
+        throw LineFault("expected a token of fewer than " + std::to_string(kMaxTokenBytes) +
+                        " visible ASCII characters, without blanks");
+    }
+    return Sha256(token);
+}
+
+std::string NameOf(const std::string& word) {
+    const auto name = PercentDecode(word, Plus::IsPlus);
+    if (!name || name->empty() || !XmlTextFault(*name).empty())
+        throw LineFault("expected the name of a tablet's driver, percent-encoded where needed");
+    return *name;
+}
+
+// A word alone is a token, as in files that know no roles.
+std::optional<Token> ParseLine(const std::string& line, std::size_t number) {
+    const std::vector<std::string> words = WordsOf(line);
+    if (words.empty() || words[0].starts_with('#')) return std::nullopt;
+    const std::string& first = words[0];
+    const bool isRole = first == kAdmin || first == kHousehold || first == kTablet;
+    if (words.size() == 1 && !isRole) return Token{HashOf(first), ROLE_ADMIN, {}, number};
+    if (words.size() == 2 && first == kAdmin) return Token{HashOf(words[1]), ROLE_ADMIN, {}, number};
+    if (words.size() == 2 && first == kHousehold) return Token{HashOf(words[1]), ROLE_HOUSEHOLD, {}, number};
+    if (words.size() == 3 && first == kTablet)
+        return Token{HashOf(words[2]), ROLE_TABLET, NameOf(words[1]), number};
+    throw LineFault("expected TOKEN, admin TOKEN, household TOKEN or tablet NAME TOKEN");
+}
+
+void AddToken(std::vector<Token>& tokens, Token token) {
+    const auto same = std::ranges::find(tokens, token.hash, &Token::hash);
+    if (same != tokens.end())
+        throw LineFault("has the token of line " + std::to_string(same->line) + "; each needs its own");
+    tokens.push_back(std::move(token));
 }
 
 }  // namespace
@@ -61,16 +123,21 @@ std::string ReadOwnersFile(const std::string& option, const std::string& path, s
     return ReadAll(option, path, mostBytes, Readers::OnlyOwner);
 }
 
-std::string ReadTokenFile(const std::string& path) {
-    std::string token = Read(kTokenOption, path, kMaxTokenBytes, Readers::OnlyOwner);
-    if (token.ends_with('\n')) token.pop_back();
-    if (token.empty()) Refuse(kTokenOption, path, "is empty; expected one line with the token");
-    if (token.size() >= kMaxTokenBytes || !std::all_of(token.begin(), token.end(), IsVisible)) {
-        Refuse(kTokenOption, path,
-               "expected one line of fewer than " + std::to_string(kMaxTokenBytes) +
-                   " visible ASCII characters, without blanks");
+std::vector<Token> ReadTokenFile(const std::string& path) {
+    const std::string text = ReadAll(kTokenOption, path, kMaxFileBytes, Readers::OnlyOwner);
+    std::vector<Token> tokens;
+    std::size_t number = 0;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        ++number;
+        try {
+            if (auto token = ParseLine(line, number)) AddToken(tokens, std::move(*token));
+        } catch (const LineFault& fault) {
+            Refuse(kTokenOption, path, "line " + std::to_string(number) + ": " + fault.what());
+        }
     }
-    return token;
+    if (tokens.empty()) Refuse(kTokenOption, path, "holds no token; expected one in a line of its own");
+    return tokens;
 }
 
 }  // namespace driverhost

@@ -187,10 +187,7 @@ TEST_F(DriverTableTest, WhatADriverPostedGoesBeforeIt) {
     Start();
     const std::string log = LogOf([this] {
         const auto message = dv::auto_com<ICmdMessage>(nullptr);
-        Request request;
-        request.method = "POST";
-        request.target = "/drivers/lamp/commands/postLate";
-        routes_->Answer(request, [](const Response&) {});
+        Begin(MakeRequest("POST", "/drivers/lamp/commands/postLate"), [](const Response&) {});
         table_->Restart(Get("lamp"));
         Turn();
     });

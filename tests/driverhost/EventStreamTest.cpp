@@ -45,7 +45,7 @@ protected:
         std::uint64_t next = start.next;
         std::string told = start.reset ? "reset " : "";
         std::string text;
-        while (stream_.Take(next, text, 1) == EventStream::Taken::Some)
+        while (stream_.Take(next, text, 1, ROLE_ADMIN) == EventStream::Taken::Some)
             told += std::to_string(next - 1) + " ";
         return told;
     }
@@ -64,9 +64,9 @@ TEST_F(EventStreamTest, AnEventIsAnIdAndOneDataLine) {
     stream_.Publish("<DeviceAdded><id>7</id></DeviceAdded>");
     std::uint64_t next = kFirst;
     std::string text;
-    EXPECT_EQ(stream_.Take(next, text, kMuch), EventStream::Taken::Some);
+    EXPECT_EQ(stream_.Take(next, text, kMuch, ROLE_ADMIN), EventStream::Taken::Some);
     EXPECT_EQ(text, "id: 1000\ndata: <DeviceAdded><id>7</id></DeviceAdded>\n\n");
-    EXPECT_EQ(stream_.Take(next, text, kMuch), EventStream::Taken::Nothing);
+    EXPECT_EQ(stream_.Take(next, text, kMuch, ROLE_ADMIN), EventStream::Taken::Nothing);
 }
 
 TEST_F(EventStreamTest, WithoutAnIdNothingOfThePastIsTold) {
@@ -112,7 +112,7 @@ TEST_F(EventStreamTest, APositionThatIsNotKeptAnyMoreIsLost) {
     Publish(4);
     std::uint64_t next = kFirst;
     std::string text;
-    EXPECT_EQ(stream_.Take(next, text, kMuch), EventStream::Taken::Lost);
+    EXPECT_EQ(stream_.Take(next, text, kMuch, ROLE_ADMIN), EventStream::Taken::Lost);
     EXPECT_EQ(text, "");
 }
 
@@ -126,7 +126,7 @@ TEST_F(EventStreamTest, TakingStopsBehindTheGivenSize) {
     Publish(3);
     std::uint64_t next = kFirst;
     std::string text;
-    stream_.Take(next, text, 30);  // an event is 21 bytes
+    stream_.Take(next, text, 30, ROLE_ADMIN);  // an event is 21 bytes
     EXPECT_EQ(next, kFirst + 2);
 }
 
@@ -134,9 +134,9 @@ TEST_F(EventStreamTest, TakingStopsBeforeTheGivenEvent) {
     Publish(3);
     std::uint64_t next = kFirst;
     std::string text;
-    EXPECT_EQ(stream_.Take(next, text, kMuch, kFirst + 2), EventStream::Taken::Some);
+    EXPECT_EQ(stream_.Take(next, text, kMuch, ROLE_ADMIN, kFirst + 2), EventStream::Taken::Some);
     EXPECT_EQ(next, kFirst + 2);
-    EXPECT_EQ(stream_.Take(next, text, kMuch, kFirst + 2), EventStream::Taken::Nothing);
+    EXPECT_EQ(stream_.Take(next, text, kMuch, ROLE_ADMIN, kFirst + 2), EventStream::Taken::Nothing);
 }
 
 TEST_F(EventStreamTest, ReadersAreWokenOnceForABurstAndNotInsideTheCall) {

@@ -20,23 +20,13 @@ protected:
     /// Begins a request. The reply comes while the loop runs.
     void Begin(const std::string& method, const std::string& target, const std::string& form,
                const Reply& reply) {
-        Request request;
-        request.method = method;
-        request.target = target;
-        if (!form.empty()) request.contentType = "application/x-www-form-urlencoded";
-        request.body = form;
-        routes_->Answer(request, reply);
+        HostFixture::Begin(MakeRequest(method, target, form), reply);
     }
 
     Response Put(const std::string& target, const std::string& document) {
-        Request request;
-        request.method = "PUT";
-        request.target = target;
+        Request request = MakeRequest("PUT", target);
         request.body = document;
-        std::optional<Response> answer;
-        routes_->Answer(request, [&](Response response) { answer = std::move(response); });
-        TurnUntil([&] { return answer.has_value(); });
-        return answer.value_or(Response{});
+        return Ask(request);
     }
 };
 
@@ -499,12 +489,10 @@ TEST_F(RoutesTest, WorkPostedFromAnotherThreadIsStoredAndTold) {
 
 TEST_F(RoutesTest, AnEventStreamBeginsWhereTheReaderSays) {
     StartLamp();
-    Request request;
-    request.method = "GET";
-    request.target = "/events";
+    Request request = MakeRequest("GET", "/events");
     request.lastEventId = "0";
     Command("lamp", "event", "text=x&times=2");
-    routes_->Answer(request, [](const Response& response) {
+    HostFixture::Begin(request, [](const Response& response) {
         EXPECT_EQ(response.contentType, "text/event-stream");
         ASSERT_TRUE(response.stream);
         EXPECT_EQ(response.stream->next, 1U);

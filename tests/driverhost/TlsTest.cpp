@@ -253,7 +253,7 @@ TEST_F(TlsTest, PagesOfThisHostAreItsOwnByTlsOnly) {
 
 TEST_F(TlsTest, NamesInTheCertificateAreTheHostsOwn) {
     Start();
-    const Trust trust({"127.0.0.1", 443}, "", "", &*certificate_);
+    const Trust trust({"127.0.0.1", 443}, "", &*certificate_);
     const auto isRefused = [&](std::string_view host) {
         Request request;
         request.hosts = 1;

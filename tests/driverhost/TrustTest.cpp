@@ -9,19 +9,17 @@ class TrustTest : public testing::Test {
 protected:
     /// The status of the refusal; 0 when there is none.
     static unsigned int StatusFor(const Trust& trust, std::string_view host,
-                                  std::optional<std::string_view> origin = {},
-                                  std::optional<std::string_view> authorization = {}) {
+                                  std::optional<std::string_view> origin = {}) {
         Request request;
         request.hosts = 1;
         request.host = host;
         request.origin = origin;
-        request.authorization = authorization;
         const auto refusal = trust.Refuse(request);
         return refusal ? refusal->status : 0;
     }
 
-    const Trust loopback_{{"127.0.0.1", 8350}, "", "box"};
-    const Trust open_{{"0.0.0.0", 8350}, "secret", "box"};
+    const Trust loopback_{{"127.0.0.1", 8350}, "box"};
+    const Trust open_{{"0.0.0.0", 8350}, "box"};
 };
 
 TEST_F(TrustTest, ARequestNeedsOneHost) {
@@ -46,17 +44,16 @@ TEST_F(TrustTest, ForeignNamesAreRefused) {
 }
 
 TEST_F(TrustTest, TheListenAddressItselfIsOwn) {
-    const Trust trust({"127.0.0.2", 80}, "", "");
+    const Trust trust({"127.0.0.2", 80}, "");
     EXPECT_EQ(StatusFor(trust, "127.0.0.2"), 0U);
     EXPECT_EQ(StatusFor(trust, "127.0.0.3"), 403U);
 }
 
 TEST_F(TrustTest, AHostThatOthersReachIsNamedByAddressOrMachineName) {
-    const char* token = "Bearer secret";
     for (const char* host : {"192.168.1.10:8350", "[fe80::1]", "box", "Box.local:8350", "localhost"})
-        EXPECT_EQ(StatusFor(open_, host, {}, token), 0U) << host;
+        EXPECT_EQ(StatusFor(open_, host), 0U) << host;
     for (const char* host : {"evil.example", "box.evil", "fe80::1", "[192.168.1.10]", "999.1.1.1"})
-        EXPECT_EQ(StatusFor(open_, host, {}, token), 403U) << host;
+        EXPECT_EQ(StatusFor(open_, host), 403U) << host;
 }
 
 TEST_F(TrustTest, PagesOfThisHostMayAsk) {
@@ -68,22 +65,6 @@ TEST_F(TrustTest, PagesOfOtherOriginsAreRefused) {
     for (const char* origin : {"http://evil.example", "https://localhost:8350", "http://localhost:3000",
                                "http://127.0.0.1:8350", "null", "", "localhost:8350"})
         EXPECT_EQ(StatusFor(loopback_, "localhost:8350", origin), 403U) << origin;
-}
-
-TEST_F(TrustTest, TheTokenMustBeShownWhenThereIsOne) {
-    EXPECT_EQ(StatusFor(open_, "box", {}, "Bearer secret"), 0U);
-    EXPECT_EQ(StatusFor(open_, "box", {}, "bearer secret"), 0U);
-    EXPECT_EQ(StatusFor(open_, "box"), 401U);
-    for (const char* given : {"", "Bearer", "Bearer ", "Bearer secre", "Bearer secret2", "Bearer Secret",
-                              "Basic secret", "secret"})
-        EXPECT_EQ(StatusFor(open_, "box", {}, given), 401U) << given;
-}
-
-TEST_F(TrustTest, TheRefusalNamesTheScheme) {
-    Request request;
-    request.hosts = 1;
-    request.host = "box";
-    EXPECT_EQ(open_.Refuse(request)->headers, "WWW-Authenticate: Bearer\r\n");
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cctype>
@@ -55,6 +56,18 @@ protected:
         const std::string form = "a=" + std::string(1'000'000, 'x');
         for (int request = 0; request < 12; ++request)
             connection.Send(RequestText("POST", kEcho, form));
+    }
+
+    std::string TokenFile() const {
+        const std::string path = folder_.Write("token", "secret\n");
+        chmod(path.c_str(), 0600);
+        return path;
+    }
+
+    /// The cookie line of a new session.
+    std::string SignIn() const {
+        const std::string line = Ask("POST", "/session", "token=secret").headers.at("set-cookie");
+        return "Cookie: " + line.substr(0, line.find(';')) + "\r\n";
     }
 
     std::string EventsKept() const {
@@ -182,6 +195,30 @@ TEST_F(BoundsTest, TickTimeLiesBetweenLooksAtTheOthers) {
     HttpConnection idle(port_);
     std::this_thread::sleep_for(300ms);
     EXPECT_EQ(idle.Ask("GET", "/health").status, 200) << "nobody has looked yet";
+}
+
+TEST_F(BoundsTest, SessionsBeyondEndTheLongestUnused) {
+    StartWith({"--sessions", "2", "--token-file", TokenFile()});
+    const std::string first = SignIn();
+    const std::string second = SignIn();
+    SignIn();
+    EXPECT_EQ(Ask("GET", "/session", "", first).status, 401);
+    EXPECT_EQ(Ask("GET", "/session", "", second).status, 200);
+}
+
+TEST_F(BoundsTest, WrongTokensBeyondAre429) {
+    StartWith({"--wrong-tokens", "2", "--token-file", TokenFile()});
+    EXPECT_EQ(Ask("POST", "/session", "token=guess").status, 401);
+    EXPECT_EQ(Ask("POST", "/session", "token=guess").status, 401);
+    const HttpAnswer refused = Ask("POST", "/session", "token=secret");
+    EXPECT_EQ(refused.status, 429);
+    EXPECT_EQ(refused.headers.count("retry-after"), 1U);
+}
+
+TEST_F(BoundsTest, WrongTokenTimeOverLetsTryAgain) {
+    StartWith({"--wrong-tokens", "1", "--wrong-token-time", "100", "--token-file", TokenFile()});
+    EXPECT_EQ(Ask("POST", "/session", "token=guess").status, 401);
+    EXPECT_EQ(AskUntil(200, "POST", "/session", "token=secret").status, 200);
 }
 
 TEST_F(BoundsTest, KeptEventsBeyondLoseTheOldest) {

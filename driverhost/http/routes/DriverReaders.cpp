@@ -27,13 +27,14 @@ bool DriverReader::Add(std::string text) {
     return false;
 }
 
-EventStream::Taken DriverReader::Take(std::uint64_t& next, std::string& text, std::size_t maxBytes) {
+EventStream::Taken DriverReader::Take(std::uint64_t& next, std::string& text, std::size_t maxBytes,
+                                      Roles roles) {
     if (tooSlow_) return EventStream::Taken::Lost;
     const std::size_t empty = text.size();
     const std::size_t limit = empty + maxBytes;
     while (text.size() < limit) {
         const std::uint64_t end = waiting_.empty() ? readers_.events_.NextId() : waiting_.front().before;
-        const auto taken = readers_.events_.Take(next, text, limit - text.size(), end);
+        const auto taken = readers_.events_.Take(next, text, limit - text.size(), roles, end);
         if (taken == EventStream::Taken::Lost) return taken;
         if (taken == EventStream::Taken::Some) continue;
         if (waiting_.empty()) break;

@@ -34,7 +34,7 @@ public:
 
     /// As EventStream::Take, with what the driver has sent at its place in between. Lost, too, when more
     /// was sent than may wait.
-    EventStream::Taken Take(std::uint64_t& next, std::string& text, std::size_t maxBytes);
+    EventStream::Taken Take(std::uint64_t& next, std::string& text, std::size_t maxBytes, Roles roles);
 
     /// More was sent than may wait: the stream is to be broken off.
     bool IsTooSlow() const { return tooSlow_; }

@@ -16,6 +16,7 @@
 
 #include "driverhost/http/Message.h"
 #include "driverhost/settings/Limits.h"
+#include "driverhost/settings/TokenFile.h"
 
 namespace driverhost {
 
@@ -43,10 +44,11 @@ public:
     StreamStart Begin(const std::optional<std::string_view>& lastEventId) const;
 
     enum class Taken { Nothing, Some, Lost };
-    /// Appends the events from `next` on to `text`, about `maxBytes` of them, and moves `next` past them.
-    /// Lost when the event `next` is no longer kept. The event `end`, and those after it, are left.
-    Taken Take(std::uint64_t& next, std::string& text, std::size_t maxBytes,
-               std::uint64_t end = std::numeric_limits<std::uint64_t>::max()) const;
+    /// Appends the events from `next` on to `text`, about `maxBytes` of them, and moves `next` past them:
+    /// those that the roles may hear, and as much of each as they may see. Lost when the event `next` is no
+    /// longer kept. The event `end`, and those after it, are left.
+    Taken Take(std::uint64_t& next, std::string& text, std::size_t maxBytes, Roles roles,
+               std::uint64_t end = std::numeric_limits<std::uint64_t>::max());
 
     /// The id of the next event.
     std::uint64_t NextId() const { return nextId_; }
@@ -59,13 +61,20 @@ public:
     void WakeReaders();
 
 private:
+    struct Kept {
+        std::string text;                          // as it is sent
+        std::size_t data;                          // where the element begins in it
+        std::optional<std::string> narrowed = {};  // for all but admin, made for the first of them
+    };
+
+    std::string_view TextFor(Kept& event, Roles roles);
     std::uint64_t FirstKept() const { return nextId_ - kept_.size(); }
     void DropOldest();
 
     const std::uint64_t firstId_;
     const Limits& limits_;
     const Post post_;
-    std::deque<std::string> kept_;  // as they are sent, the newest last
+    std::deque<Kept> kept_;  // the newest last
     std::size_t keptBytes_ = 0;
     std::uint64_t nextId_;
     std::unordered_set<EventReader*> readers_;  // not owned

@@ -16,6 +16,7 @@ namespace {
 constexpr std::string_view kEventStreamType = "text/event-stream";
 constexpr std::string_view kMetricsType = "text/plain; version=0.0.4";
 constexpr std::string_view kEventNameField = "name";
+constexpr std::string_view kCommandPath = "/drivers/*/commands/*";  // as in the table of routes
 
 void AddCommands(DvXML::INode& list, const std::vector<CommandInfo>& commands, const char* kind) {
     for (const CommandInfo& command : commands) {
@@ -76,10 +77,32 @@ void Routes::RunCommand(const Request& request, const Path& path, const Reply& r
     if (!driver) return;
     Form form = ParseForm(request, served_.limits.formFields);
     if (form.status != 0) return reply(ErrorResponse(form.status, form.fault));
+    const Roles roles = request.caller ? request.caller->roles : ROLE_NOBODY;
+    const bool isAdmin = (roles & ROLE_ADMIN) != 0;
+    const Deed deed = isAdmin ? Deed() : DeedOf({"POST", kCommandPath}, path, request.caller.get());
+    if (const Verdict verdict = Judge(roles, deed); !verdict.ownParameter.empty()) {
+        const Fault fault = ForeignDevice(verdict.ownParameter, form, *request.caller);
+        if (!fault.empty()) return reply(ErrorResponse(403, fault));
+    }
     const auto message = dv::CmdMessage::Create(path[3]);
     for (auto& [name, value] : form.fields)
         message->AddParameter(std::move(name), std::move(value));
-    ReplyStored(CommandResponse(*driver, path[3], driver->Run(*message)), reply);
+    CommandResult result = driver->Run(*message);
+    if (result.reply && !isAdmin) result.reply = Narrowed(*result.reply);
+    ReplyStored(CommandResponse(*driver, path[3], std::move(result)), reply);
+}
+
+// Exactly as the host writes an id, and once: a driver might read what only looks like it as another one.
+Fault Routes::ForeignDevice(std::string_view parameter, const Form& form, const Caller& caller) const {
+    std::vector<std::string> given;
+    for (const auto& [name, value] : form.fields)
+        if (name == parameter) given.push_back(value);
+    for (const auto& driver : served_.drivers.All()) {
+        const bool isOwn = caller.tablets.contains(driver->Name());
+        if (isOwn && given.size() == 1 && given[0] == std::to_string(driver->Entry().id)) return {};
+    }
+    return "a tablet may do this only for itself: " + std::string(parameter) +
+           " must be there once and be the id of its own device";
 }
 
 void Routes::ListDrivers(const Request&, const Path&, const Reply& reply) {
@@ -124,11 +147,13 @@ void Routes::DeliverSystemEvent(const Request& request, const Path& path, const 
 }
 
 void Routes::FollowEvents(const Request& request, const Path&, const Reply& reply) {
-    reply(StreamResponse(served_.events.Begin(request.lastEventId)));
+    StreamStart start = served_.events.Begin(request.lastEventId);
+    start.caller = request.caller;
+    reply(StreamResponse(std::move(start)));
 }
 
 // The stream begins before the driver learns of it, so nothing that happens from then on is missed.
-void Routes::FollowDriver(const Request&, const Path& path, const Reply& reply) {
+void Routes::FollowDriver(const Request& request, const Path& path, const Reply& reply) {
     Driver* driver = FindRunning(path[1], reply);
     if (!driver) return;
     StreamStart start = served_.events.Begin(std::nullopt);
@@ -140,6 +165,7 @@ void Routes::FollowDriver(const Request&, const Path& path, const Reply& reply) 
             "driver " + driver->Name() + " has no pages; GET /events has what all user interfaces are told"));
     }
     start.driverReader = std::move(opened.reader);
+    start.caller = request.caller;
     reply(StreamResponse(std::move(start)));
 }
 

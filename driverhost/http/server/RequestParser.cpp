@@ -20,8 +20,8 @@ void Clear(HeadLine& line) {
 void RequestParts::Clear() {
     method.clear();
     target.clear();
-    for (HeadLine* line : {&host, &origin, &authorization, &contentType, &contentLength, &transferEncoding,
-                           &expect, &lastEventId, &acceptEncoding, &ifNoneMatch})
+    for (HeadLine* line : {&host, &origin, &authorization, &cookie, &contentType, &contentLength,
+                           &transferEncoding, &expect, &lastEventId, &acceptEncoding, &ifNoneMatch})
         driverhost::Clear(*line);
     ClearBody();
 }
@@ -41,6 +41,7 @@ void RequestParts::FillHead(Request& request) const {
     request.host = host.value;
     request.origin = origin.Get();
     request.authorization = authorization.Get();
+    request.cookie = cookie.Get();
     request.contentType = contentType.Get();
     request.lastEventId = lastEventId.Get();
     request.acceptEncoding = acceptEncoding.Get();
@@ -55,6 +56,8 @@ HeadLine* RequestParser::Find(Field known, Text name) {
             return &parts_.origin;
         case field::authorization:
             return &parts_.authorization;
+        case field::cookie:
+            return &parts_.cookie;
         case field::content_type:
             return &parts_.contentType;
         case field::content_length:

@@ -35,6 +35,7 @@ struct RequestParts {
     HeadLine host;
     HeadLine origin;
     HeadLine authorization;
+    HeadLine cookie;
     HeadLine contentType;
     HeadLine contentLength;
     HeadLine transferEncoding;

@@ -1,11 +1,16 @@
 #include "driverhost/http/server/Session.h"
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+
 #include <algorithm>
 #include <array>
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/write.hpp>
+#include <cstring>
 #include <utility>
 
+#include "driverhost/http/rights/Callers.h"
 #include "driverhost/runtime/HostLog.h"
 #include "host/glue/Log.h"
 
@@ -18,6 +23,26 @@ using ErrorCode = boost::system::error_code;
 constexpr std::size_t kStreamBytes = 64 * 1024;  // of events in one write
 constexpr std::chrono::hours kNoLimit{24 * 365};
 constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
+constexpr std::size_t kNetworkBytes = 8;  // of an IPv6 address: the rest is its owner's choice
+
+// The address, without what one machine can change of it at will; empty for a unix socket.
+std::string PeerOf(const ClientStream::Socket& socket) {
+    ErrorCode gone;
+    const auto endpoint = socket.remote_endpoint(gone);
+    std::array<char, INET6_ADDRSTRLEN> text{};
+    if (gone || (endpoint.protocol().family() != AF_INET && endpoint.protocol().family() != AF_INET6))
+        return {};
+    if (endpoint.protocol().family() == AF_INET) {
+        sockaddr_in address{};
+        std::memcpy(&address, endpoint.data(), sizeof address);
+        return inet_ntop(AF_INET, &address.sin_addr, text.data(), text.size());
+    }
+    sockaddr_in6 address{};
+    std::memcpy(&address, endpoint.data(), sizeof address);
+    if (!IN6_IS_ADDR_V4MAPPED(&address.sin6_addr))
+        std::memset(&address.sin6_addr.s6_addr[kNetworkBytes], 0, sizeof(in6_addr) - kNetworkBytes);
+    return inet_ntop(AF_INET6, &address.sin6_addr, text.data(), text.size());
+}
 
 }  // namespace
 
@@ -25,6 +50,7 @@ Session::Session(Socket socket, std::shared_ptr<ClientStream::Context> tls, Door
                  SessionContext& context)
     : stream_(std::move(socket), std::move(tls)),
       door_(door),
+      peer_(PeerOf(stream_.GetSocket())),
       context_(context),
       reader_(context.limits.headBytes, context.limits.stateBytes) {}
 
@@ -113,12 +139,16 @@ void Session::Proceed() {
 Request Session::Received() const {
     Request request = reader_.Get();
     request.door = door_;
+    request.peer = peer_;
+    request.caller = caller_;
     return request;
 }
 
 // Checks the head before the body is read, so that strangers cannot make the host hold large bodies.
 void Session::Admit() {
+    caller_.reset();
     Routes::Admission admission = context_.routes.Admit(Received());
+    caller_ = std::move(admission.caller);
     if (admission.refusal) return Write(std::move(*admission.refusal), false);
     const std::size_t bodyLimit = std::min(admission.bodyLimit, context_.limits.totalBodyBytes);
     if (!reader_.LimitBody(bodyLimit)) return Write(reader_.Failure(), false);
@@ -201,6 +231,7 @@ void Session::BeginStream(Response response) {
     Enter(Phase::Streaming, kNoLimit);
     nextEvent_ = response.stream->next;
     driverReader_ = std::move(response.stream->driverReader);
+    reads_ = std::move(response.stream->caller);
     context_.events.AddReader(*this);
     body_ = FormatHead(response, false);
     if (response.stream->reset) body_ += kResetEvent;
@@ -209,7 +240,12 @@ void Session::BeginStream(Response response) {
     WatchReader();
 }
 
+Roles Session::ReaderRoles() const {
+    return reads_ && !reads_->hasEnded ? reads_->roles : ROLE_NOBODY;
+}
+
 void Session::OnEvents() {
+    if (ReaderRoles() == ROLE_NOBODY) return Close();
     if (driverReader_ && driverReader_->IsTooSlow()) return DropReader();
     if (!sending_) return Pump();
     if (context_.events.NextId() - newestWhenSent_ > context_.limits.readerQueue) DropReader();
@@ -223,8 +259,10 @@ void Session::DropReader() {
 
 void Session::Pump() {
     body_.clear();
-    switch (driverReader_ ? driverReader_->Take(nextEvent_, body_, kStreamBytes)
-                          : context_.events.Take(nextEvent_, body_, kStreamBytes)) {
+    const Roles roles = ReaderRoles();
+    if (roles == ROLE_NOBODY) return Close();
+    switch (driverReader_ ? driverReader_->Take(nextEvent_, body_, kStreamBytes, roles)
+                          : context_.events.Take(nextEvent_, body_, kStreamBytes, roles)) {
         case EventStream::Taken::Nothing:
             if (driverReader_ && driverReader_->IsOver()) Close();
             return;

@@ -74,6 +74,7 @@ private:
     void OnWritten();
 
     void BeginStream(Response response);
+    Roles ReaderRoles() const;
     void Pump();
     void DropReader();
     void SendToReader();
@@ -89,10 +90,12 @@ private:
 
     ClientStream stream_;
     const Door door_;
+    const std::string peer_;
     SessionContext& context_;
     RequestReader reader_;
     Phase phase_ = Phase::Idle;
     Clock::time_point deadline_;
+    CallerPtr caller_;  // of the request, from its head on
     bool stopping_ = false;
     bool keepAlive_ = false;
     std::size_t bodyBytes_ = 0;  // this connection's share of the context's
@@ -104,6 +107,7 @@ private:
 
     // While streaming.
     std::shared_ptr<DriverReader> driverReader_;  // on the stream of one driver's reader
+    CallerPtr reads_;                             // whose rights the stream goes by
     bool sending_ = false;
     std::uint64_t nextEvent_ = 0;
     std::uint64_t newestWhenSent_ = 0;

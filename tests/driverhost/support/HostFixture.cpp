@@ -20,15 +20,17 @@ void HostFixture::Load() {
     table_.emplace(home_, services_);
     pages_.emplace(thread_, webFolder_);
     certificate_.emplace(tlsFiles_);
-    trust_.emplace(ListenAddress{"127.0.0.1", 8350}, "", "box", &*certificate_);
-    routes_.emplace(Served{*table_, keeper_, events_, metrics_, reports_, *trust_, limits_, *pages_,
-                           *certificate_,
+    trust_.emplace(ListenAddress{"127.0.0.1", 8350}, "box", &*certificate_);
+    callers_.emplace(tokens_, store_, limits_, certificate_->IsThere(), [this] { return now_; });
+    routes_.emplace(Served{*table_, keeper_, events_, metrics_, reports_, *trust_, *callers_, limits_,
+                           *pages_, *certificate_,
                            [this] {
                                return Gauges{events_.Readers(), 0, 0};
                            },
                            [this] { return port_; }});
     table_->LoadLibraries();
     roots_.Load();
+    callers_->Load();
     table_->LoadStates();
 }
 
@@ -39,6 +41,24 @@ void HostFixture::Start() {
 }
 
 Response HostFixture::Ask(const std::string& method, const std::string& target, const std::string& form) {
+    return Ask(MakeRequest(method, target, form));
+}
+
+Response HostFixture::Ask(const Request& request) {
+    std::optional<Response> answer;
+    Begin(request, [&](Response response) { answer = std::move(response); });
+    TurnUntil([&] { return answer.has_value(); });
+    return answer.value_or(Response{});
+}
+
+void HostFixture::Begin(Request request, const Reply& reply) {
+    Routes::Admission admission = routes_->Admit(request);
+    if (admission.refusal) return reply(std::move(*admission.refusal));
+    request.caller = std::move(admission.caller);
+    routes_->Answer(request, reply);
+}
+
+Request HostFixture::MakeRequest(std::string_view method, std::string_view target, std::string_view form) {
     Request request;
     request.method = method;
     request.target = target;
@@ -46,10 +66,7 @@ Response HostFixture::Ask(const std::string& method, const std::string& target, 
     request.host = "localhost";
     if (!form.empty()) request.contentType = "application/x-www-form-urlencoded";
     request.body = form;
-    std::optional<Response> answer;
-    routes_->Answer(request, [&](Response response) { answer = std::move(response); });
-    TurnUntil([&] { return answer.has_value(); });
-    return answer.value_or(Response{});
+    return request;
 }
 
 std::string HostFixture::Command(const std::string& driver, const std::string& command,

@@ -41,6 +41,11 @@ protected:
 
     /// Makes a request as a client on this machine does, and runs the loop until it is answered.
     Response Ask(const std::string& method, const std::string& target, const std::string& form = "");
+    Response Ask(const Request& request);
+    /// Begins a request. The reply comes at once, or while the loop runs.
+    void Begin(Request request, const Reply& reply);
+    /// The views are the caller's.
+    static Request MakeRequest(std::string_view method, std::string_view target, std::string_view form = "");
     /// The body of the reply to a command.
     std::string Command(const std::string& driver, const std::string& command, const std::string& form = "");
 
@@ -90,6 +95,9 @@ protected:
     TlsFiles tlsFiles_;  // empty: no TLS
     std::optional<TlsCertificate> certificate_;
     std::optional<Trust> trust_;
+    std::vector<Token> tokens_;  // none: nobody has to sign in
+    Callers::Time now_ = std::chrono::system_clock::now();
+    std::optional<Callers> callers_;
     std::optional<Routes> routes_;
     unsigned short port_ = 0;  // of a server, for tests that have one
 };
