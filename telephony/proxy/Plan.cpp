@@ -235,6 +235,7 @@ private:
         plan_.fixed["routes"][number] = RouteExpression(record.pattern, record.rewrite);
         if (!any) plan_.fixed["route_methods"][number] = record.method;
         if (!record.event.empty()) plan_.fixed["route_events"][number] = record.event;
+        plan_.routeKeys.push_back(record.key);
     }
 
     void AddAccounts() {

@@ -54,6 +54,8 @@ struct Plan {
     // Is taken over while it runs.
     Tables live;  // users, devices, folded, groups, dnd, auto_answer, forward
 
+    // For people.
+    std::vector<std::string> routeKeys;  // by the routes' numbers
     std::vector<ServiceRecord> services;
     std::vector<Fault> faults;
 

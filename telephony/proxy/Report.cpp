@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <sstream>
 
 namespace proxy {
@@ -12,12 +13,42 @@ NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Registration, user, contact, agent, received,
 
 namespace {
 
-// What {re.subst} takes, as people write it.
+// Of what {re.subst} takes, "PATTERN -> REPLACEMENT".
 std::string Readable(const std::string& expression) {
-    std::string text;
-    for (const char c : expression)
-        text += c == '\x01' ? std::string(" | ") : std::string(1, c);
-    return text;
+    const std::size_t between = expression.find('\x01', 1);
+    return expression.substr(1, between - 1) + " -> " +
+           expression.substr(between + 1, expression.size() - between - 2);
+}
+
+std::string Find(const Table& table, const std::string& key, const std::string& otherwise) {
+    const auto found = table.find(key);
+    return found == table.end() ? otherwise : found->second;
+}
+
+void AddRoutes(std::ostream& text, const Plan& plan) {
+    for (std::size_t each = 0; each < plan.routeKeys.size(); ++each) {
+        const std::string number = std::to_string(each);
+        text << "route " << OneLine(plan.routeKeys[each]) << ", method "
+             << Find(plan.fixed.at("route_methods"), number, "any") << ", event "
+             << Find(plan.fixed.at("route_events"), number, "any") << ": "
+             << Readable(plan.fixed.at("routes").at(number)) << "\n";
+    }
+}
+
+// A device that no phone may register for, a panel or a page, is an account all the same.
+void AddAccounts(std::ostream& text, const Tables& live) {
+    std::set<std::string> users;
+    for (const auto& [user, digest] : live.at("users"))
+        users.insert(user);
+    for (const auto& [name, user] : live.at("devices"))
+        users.insert(user);
+    for (const std::string& user : users) {
+        text << "account " << user << ", "
+             << (live.at("users").contains(user) ? "password set" : "no password");
+        if (live.at("dnd").contains(user)) text << ", not to be disturbed";
+        if (live.at("auto_answer").contains(user)) text << ", answers by itself";
+        text << "\n";
+    }
 }
 
 void AddFaults(std::ostream& text, const std::vector<Fault>& faults) {
@@ -123,18 +154,15 @@ std::string CheckText(const Plan& plan) {
         if (network.port != 0) text << ", port " << network.port;
         text << "\n";
     }
-    const Table& routes = plan.fixed.at("routes");
-    for (std::size_t number = 0; number < routes.size(); ++number)
-        text << "route" << Readable(routes.at(std::to_string(number))) << "\n";
+    AddRoutes(text, plan);
     for (const ServiceRecord& service : plan.services)
         text << "service " << OneLine(service.name) << " at " << OneLine(service.host)
              << ": not used by this proxy yet\n";
-    for (const auto& [user, digest] : plan.live.at("users"))
-        text << "account " << user << ", password set\n";
+    AddAccounts(text, plan.live);
     for (const auto& [name, user] : plan.live.at("devices"))
         text << "call " << OneLine(name) << " for " << user << "\n";
     for (const auto& [name, users] : plan.live.at("groups"))
-        text << "call " << OneLine(name) << " for " << users << "\n";
+        text << "call " << OneLine(name) << " for " << (users == "," ? "nobody" : users) << "\n";
     for (const auto& [user, address] : plan.live.at("forward"))
         text << user << " is forwarded to " << address << "\n";
     AddFaults(text, plan.faults);
