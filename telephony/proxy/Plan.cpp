@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <regex>
 #include <set>
 #include <stdexcept>
 
@@ -17,6 +18,7 @@ namespace {
 constexpr int kHighestPort = 65535;
 constexpr int kAddressBits = 32;
 constexpr std::size_t kLongestUser = 64;
+constexpr std::size_t kLongestAddress = 512;  // more would be too deep for the C++ library's expressions
 constexpr std::size_t kMostRoutes = 1000;     // Kamailio's bound on rounds of a loop, as it is configured
 constexpr std::ptrdiff_t kMostBranches = 30;  // what Kamailio forks at most
 
@@ -66,9 +68,13 @@ bool IsUserName(const std::string& text) {
     return !text.empty() && text.size() <= kLongestUser && std::ranges::all_of(text, allowed);
 }
 
+bool IsPort(int port) {
+    return port > 0 && port <= kHighestPort;
+}
+
 int PortOf(int port) {
     if (port == 0) return kSipPort;
-    if (port < 0 || port > kHighestPort)
+    if (!IsPort(port))
         throw std::invalid_argument("port " + std::to_string(port) + " is none; give 1 to 65535");
     if (port == kEventsPort || port == kCallControlPort)
         throw std::invalid_argument("port " + std::to_string(port) +
@@ -269,11 +275,15 @@ private:
             [&] { plan_.live["forward"][account.user] = ForwardAddress(account.forwardAddress); });
     }
 
+    // As far as Kamailio's parser is strict: a user, a host and perhaps a port; parameters are not looked at.
     static std::string ForwardAddress(const std::string& text) {
+        static const std::regex address(R"(sip:[^@:;?<>"[\]]+@([^@:;?<>"]+)(:[0-9]{1,5})?(;[^?<>"]*)?)");
         const std::string uri = text.starts_with("sip:") ? text : "sip:" + text;
-        const bool printable = std::ranges::all_of(uri, [](char c) { return c > ' ' && c < '\x7F'; });
-        if (!printable || uri.find_first_of("<>\"") != std::string::npos ||
-            uri.find('@') == std::string::npos)
+        const bool printable = uri.size() <= kLongestAddress &&
+                               std::ranges::all_of(uri, [](char c) { return c > ' ' && c < '\x7F'; });
+        std::smatch parts;
+        if (!printable || !std::regex_match(uri, parts, address) || !IsHostName(parts[1]) ||
+            (parts[2].matched && !IsPort(std::stoi(parts[2].str().substr(1)))))
             throw std::invalid_argument("its forward address is no SIP address; it is not forwarded");
         return uri;
     }

@@ -218,12 +218,19 @@ TEST_F(MakingAPlan, SettingsAreThoseOfTheUser) {
 }
 
 TEST_F(MakingAPlan, AForwardAddressThatIsNoneIsNamedAndTheDeviceStays) {
-    Account hall = SampleAccount(101, "hall", "Hall");
-    hall.forwardAddress = "sip:a@b\r\nX: y";
-    records.accounts = {hall};
-    EXPECT_THAT(Faults(),
-                ElementsAre("device 101: its forward address is no SIP address; it is not forwarded"));
-    EXPECT_THAT(Make().live["users"], Contains(Key("hall")));
+    records.accounts = {SampleAccount(101, "hall", "Hall")};
+    for (const std::string& address :
+         {std::string("sip:a@b\r\nX: y"), std::string("sip:a@"), std::string("@b"), std::string("a"),
+          std::string("a@b@c"), std::string("a@b_c"), std::string("a@b:x"), std::string("a@b:70000"),
+          std::string("a?b@c"), std::string("<sip:a@b>"), "sip:" + std::string(300000, 'a') + "@b"}) {
+        records.accounts[0].forwardAddress = address;
+        EXPECT_THAT(Faults(),
+                    ElementsAre("device 101: its forward address is no SIP address; it is not forwarded"))
+            << address.substr(0, 20);
+        EXPECT_THAT(Make().live["users"], Contains(Key("hall")));
+    }
+    records.accounts[0].forwardAddress = "a@b.c:5062;transport=tcp";
+    EXPECT_THAT(Faults(), IsEmpty());
 }
 
 TEST_F(MakingAPlan, AGroupHasTheUsersOfItsDevicesThoseWithAPhoneFirst) {

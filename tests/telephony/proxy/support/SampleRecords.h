@@ -15,11 +15,15 @@ Records SampleHome(const std::string& address);
 
 Account SampleAccount(unsigned long device, const std::string& user, const std::string& intercomName);
 
-/// A text as somebody would write it who wants it to be more than a text.
-std::string HostileText(std::mt19937& random);
+/// A text as somebody would write it who wants it to be more than a text, and to lead calls to a host.
+std::string HostileText(std::mt19937& random, const std::string& host);
 
-/// A home whose every text is hostile.
-Records HostileHome(const std::string& address, std::mt19937& random);
+/// A home whose every text and number is hostile but for the two phones of SampleHome. Some of its routes get
+/// past every check and change addresses whose user begins with "4".
+Records HostileHome(const std::string& address, std::mt19937& random, const std::string& host = "127.0.0.1");
+
+/// How many such homes a test makes: HOSTILE_ROUNDS in the environment, else so many.
+int HostileRounds(int usual);
 
 }  // namespace proxy
 
