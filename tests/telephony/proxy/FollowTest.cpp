@@ -1,13 +1,27 @@
 // What happens with the host: it is away, it comes, it changes something.
+#include <csignal>
+#include <fstream>
+
 #include "tests/telephony/proxy/support/ProxyFixture.h"
 
 using testing::HasSubstr;
 using testing::Not;
+using testing::StartsWith;
 
 namespace proxy {
 namespace {
 
-class Following : public ProxyFixture {};
+class Following : public ProxyFixture {
+protected:
+    /// Returns when the running proxy has the home.
+    void TakeOver(const HostHome& home) {
+        const std::size_t before = Log().size();
+        host_->Change(home);
+        ASSERT_TRUE(Comes([&] {
+            return Log().find("accounts and groups are taken over", before) != std::string::npos;
+        })) << Log();
+    }
+};
 
 TEST_F(Following, WithoutHostAndEarlierRecordsItWaitsUntilTheHostComes) {
     Launch();
@@ -65,8 +79,7 @@ TEST_F(Following, AnAccountIsAddedWithoutARestart) {
     HostHome home = host_->Home();
     home.accounts.push_back({.id = 103, .user = "bath", .password = "bath-password", .intercomName = "Bath"});
     home.groups = {{"Wet", {103}}};
-    host_->Change(home);
-    WaitForLog("accounts and groups are taken over");
+    TakeOver(home);
     const auto bath = Phone("bath");
     EXPECT_EQ(200, bath->Register());
     EXPECT_EQ(before, Kamailios().front());
@@ -82,10 +95,69 @@ TEST_F(Following, DoNotDisturbIsTakenOverWithoutARestart) {
     ASSERT_EQ(200, kitchen->Register());
     HostHome home = host_->Home();
     home.accounts[1].dnd = true;
-    host_->Change(home);
-    WaitForLog("accounts and groups are taken over");
+    TakeOver(home);
     EXPECT_EQ(486, Phone("hall")->Ask({.method = "INVITE", .address = Uri("kitchen")}));
     EXPECT_EQ(before, Kamailios().front());
+}
+
+TEST_F(Following, AutoAnswerIsTakenOverWithoutARestart) {
+    Start();
+    const pid_t before = Kamailios().front();
+    const auto hall = Phone("hall"), kitchen = Phone("kitchen");
+    ASSERT_EQ(200, kitchen->Register());
+    EXPECT_EQ("", HeaderOf(Received(*hall, *kitchen, Uri("kitchen")), "Call-Info"));
+    HostHome home = host_->Home();
+    home.accounts[1].autoAnswer = true;
+    TakeOver(home);
+    EXPECT_EQ("<sip:intercom>;answer-after=0",
+              HeaderOf(Received(*hall, *kitchen, Uri("kitchen")), "Call-Info"));
+    home.accounts[1].autoAnswer = false;
+    TakeOver(home);
+    EXPECT_EQ("", HeaderOf(Received(*hall, *kitchen, Uri("kitchen")), "Call-Info"));
+    EXPECT_EQ(before, Kamailios().front());
+}
+
+TEST_F(Following, WhoIsInAGroupIsTakenOverWithoutARestart) {
+    HostHome home = SampleHome();
+    home.accounts.push_back({.id = 103, .user = "bath", .password = "bath-password", .intercomName = "Bath"});
+    home.groups = {{"Wet", {102}}};
+    StartHost(home);
+    Start();
+    const pid_t before = Kamailios().front();
+    const auto hall = Phone("hall"), kitchen = Phone("kitchen"), bath = Phone("bath");
+    ASSERT_EQ(200, kitchen->Register());
+    ASSERT_EQ(200, bath->Register());
+    EXPECT_THAT(Received(*hall, *kitchen, Uri("Wet")), StartsWith("INVITE sip:kitchen@"));
+    home.groups = {{"Wet", {103}}};
+    TakeOver(home);
+    EXPECT_THAT(Received(*hall, *bath, Uri("Wet")), StartsWith("INVITE sip:bath@"));
+    EXPECT_EQ(200, status_);
+    EXPECT_THAT(kitchen->Receive(std::chrono::milliseconds(200)), Not(StartsWith("INVITE ")));
+    home.groups.clear();
+    TakeOver(home);
+    EXPECT_EQ(404, hall->Ask({.method = "INVITE", .address = Uri("Wet")}));
+    EXPECT_EQ(before, Kamailios().front());
+}
+
+// Whoever has a file open goes on reading what it was, so nobody ever sees half of a file.
+TEST_F(Following, AReaderSeesAFileAsItWasToItsEnd) {
+    Start();
+    std::map<std::string, std::pair<std::unique_ptr<std::ifstream>, std::string>> readers;
+    for (const char* const name :
+         {"state/records.json", "run/records.sqlite", "run/state.json", "run/callcontrol.json"})
+        readers[name] = {std::make_unique<std::ifstream>(folder_ / name, std::ios::binary),
+                         test::ReadFile(folder_ / name)};
+    HostHome home = SampleHome();
+    home.accounts.push_back({.id = 103, .user = "bath", .password = "bath-password", .intercomName = "Bath"});
+    TakeOver(home);
+    ::kill(Kamailios().front(), SIGKILL);
+    WaitUntilRunning();
+    for (auto& [name, reader] : readers) {
+        std::ostringstream text;
+        text << reader.first->rdbuf();
+        EXPECT_EQ(reader.second, text.str()) << name;
+        EXPECT_NE(reader.second, test::ReadFile(folder_ / name)) << name;
+    }
 }
 
 TEST_F(Following, AChangedPasswordCountsAtOnceAndEndsTheRegistration) {
@@ -94,8 +166,7 @@ TEST_F(Following, AChangedPasswordCountsAtOnceAndEndsTheRegistration) {
     ASSERT_EQ(200, hall->Register());
     HostHome home = host_->Home();
     home.accounts[0].password = "another";
-    host_->Change(home);
-    WaitForLog("accounts and groups are taken over");
+    TakeOver(home);
     EXPECT_TRUE(Comes([this] { return Status().find("account hall: not registered") != std::string::npos; }))
         << Status();
     EXPECT_EQ(401, hall->Register());
@@ -123,8 +194,7 @@ TEST_F(Following, AnErasedAccountIsGone) {
     ASSERT_EQ(200, kitchen->Register());
     HostHome home = host_->Home();
     home.accounts.pop_back();
-    host_->Change(home);
-    WaitForLog("accounts and groups are taken over");
+    TakeOver(home);
     EXPECT_EQ(401, kitchen->Register());
     EXPECT_EQ(404, Phone("hall")->Ask({.method = "INVITE", .address = Uri("kitchen")}));
 }

@@ -9,21 +9,7 @@ namespace proxy {
 namespace {
 
 class Registering : public ProxyFixture {};
-class Calling : public ProxyFixture {
-protected:
-    /// What the called phone gets when `caller` calls the address; empty when nothing comes.
-    std::string Received(SipPhone& caller, SipPhone& called, const std::string& address) {
-        std::string received;
-        std::thread answering([&] {
-            received = called.Receive();
-            if (!received.empty()) called.Reply(received, "200 OK");
-        });
-        status_ = caller.Ask({.method = "INVITE", .address = address});
-        answering.join();
-        return received;
-    }
-    int status_ = 0;
-};
+class Calling : public ProxyFixture {};
 
 TEST_F(Registering, TheRightPasswordIsLetInForFifteenSeconds) {
     Start();

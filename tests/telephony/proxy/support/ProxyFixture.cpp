@@ -108,4 +108,15 @@ std::unique_ptr<SipPhone> ProxyFixture::Phone(const std::string& user) const {
     return std::make_unique<SipPhone>(user, user + "-password", address_);
 }
 
+std::string ProxyFixture::Received(SipPhone& caller, SipPhone& called, const std::string& address) {
+    std::string received;
+    std::thread answering([&] {
+        received = called.Receive();
+        if (!received.empty()) called.Reply(received, "200 OK");
+    });
+    status_ = caller.Ask({.method = "INVITE", .address = address});
+    answering.join();
+    return received;
+}
+
 }  // namespace proxy

@@ -50,6 +50,11 @@ protected:
     pid_t Keeper() const;
 
     std::unique_ptr<SipPhone> Phone(const std::string& user) const;
+    /// What the called phone gets when `caller` calls the address, and answers with 200; empty when nothing
+    /// comes. `status_` is what the caller hears.
+    std::string Received(SipPhone& caller, SipPhone& called, const std::string& address);
+    int status_ = 0;
+
     std::string Uri(const std::string& user) const { return "sip:" + user + "@" + address_; }
 
     template <class Condition>
