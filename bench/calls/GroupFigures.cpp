@@ -4,8 +4,8 @@
 #include <thread>
 
 #include "bench/calls/Figures.h"
-#include "bench/calls/Rooms.h"
 #include "tests/telephony/support/Phones.h"
+#include "tests/telephony/support/Rooms.h"
 #include "tests/telephony/support/WholeHome.h"
 
 namespace bench {
@@ -15,6 +15,12 @@ using nlohmann::json;
 using std::chrono::milliseconds;
 using std::chrono::system_clock;
 using test::Baresip;
+using test::MakeRooms;
+using test::Registrations;
+using test::Room;
+using test::RoomDrivers;
+using test::RoomId;
+using test::RoomPhone;
 using test::WholeHome;
 
 constexpr unsigned kRooms = 20;

@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "bench/calls/Figures.h"
-#include "bench/calls/Rooms.h"
+#include "tests/telephony/support/Rooms.h"
 #include "tests/telephony/support/WholeHome.h"
 
 namespace bench {
@@ -17,6 +17,11 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 using telephony::EventKind;
 using test::CallClient;
+using test::MakeRooms;
+using test::Registrations;
+using test::Room;
+using test::RoomDrivers;
+using test::RoomPhone;
 using test::WholeHome;
 
 constexpr unsigned kCalls = 50;

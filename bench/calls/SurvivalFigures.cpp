@@ -8,8 +8,8 @@
 #include <thread>
 
 #include "bench/calls/Figures.h"
-#include "bench/calls/Rooms.h"
 #include "tests/telephony/proxy/support/SipPhone.h"
+#include "tests/telephony/support/Rooms.h"
 #include "tests/telephony/support/WholeHome.h"
 
 namespace bench {
@@ -18,6 +18,12 @@ namespace {
 using nlohmann::json;
 using std::chrono::milliseconds;
 using std::chrono::system_clock;
+using test::MakeRooms;
+using test::Registrations;
+using test::Room;
+using test::RoomDrivers;
+using test::RoomId;
+using test::RoomPhone;
 using test::WholeHome;
 
 constexpr unsigned kCalls = 10;

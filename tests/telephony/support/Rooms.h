@@ -1,6 +1,6 @@
 // Many phones of sipp, which take little of the machine: their registrations, and the programs that answer.
-#ifndef BENCH_CALLS_ROOMS_H
-#define BENCH_CALLS_ROOMS_H
+#ifndef TESTS_TELEPHONY_SUPPORT_ROOMS_H
+#define TESTS_TELEPHONY_SUPPORT_ROOMS_H
 
 #include <atomic>
 #include <memory>
@@ -11,7 +11,7 @@
 
 #include "tests/telephony/support/CallHome.h"
 
-namespace bench {
+namespace test {
 
 /// An account, and the port of SIP of its phone.
 struct Room {
@@ -28,17 +28,20 @@ unsigned RoomId(unsigned number);
 /// Registers all rooms, and again before a registration runs out.
 class Registrations {
 public:
-    Registrations(test::CallHome& home, const std::vector<Room>& rooms);
+    /// Throws std::runtime_error when one is refused.
+    Registrations(CallHome& home, const std::vector<Room>& rooms);
     ~Registrations();
     Registrations(const Registrations&) = delete;
     Registrations& operator=(const Registrations&) = delete;
 
-    /// Once, now. Throws std::runtime_error when one is refused.
-    void Refresh();
-    /// While this lives none is registered again; each was just before.
+    /// While this lives none is registered again; each was just before. Throws std::runtime_error when one
+    /// was refused.
     [[nodiscard]] std::unique_lock<std::mutex> Pause();
 
 private:
+    /// Once, now. What went wrong.
+    std::string Refresh() const;
+
     const std::filesystem::path file_;
     const std::size_t count_;
     std::mutex mutex_;
@@ -46,18 +49,18 @@ private:
     std::thread thread_;
 };
 
-/// A program that answers calls to one port.
+/// A program that takes all calls to one port.
 class RoomPhone {
 public:
     /// What it does when it is called.
     enum class Kind { Rings, Answers, Echoes, Talks };
 
-    RoomPhone(test::CallHome& home, Kind kind, int port, int soundPort);
+    RoomPhone(CallHome& home, Kind kind, int port, int soundPort);
 
 private:
-    std::unique_ptr<test::Process> process_;
+    std::unique_ptr<Process> process_;
 };
 
-}  // namespace bench
+}  // namespace test
 
 #endif
