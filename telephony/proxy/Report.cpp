@@ -131,11 +131,12 @@ std::vector<telephony::Metric> MetricsOf(const State& state, const Counts& count
     return metrics;
 }
 
-std::vector<std::string> WarningsOf(const State& state, const std::string& trouble) {
+std::vector<std::string> WarningsOf(const State& state, const std::vector<std::string>& troubles) {
     std::vector<std::string> warnings;
     if (state.kamailio.starts_with(kNotRunning))
         warnings.push_back("Kamailio does not run: " + state.kamailio.substr(std::strlen(kNotRunning)));
-    if (!trouble.empty()) warnings.push_back(trouble);
+    for (const std::string& trouble : troubles)
+        if (!trouble.empty()) warnings.push_back(trouble);
     if (state.newRecords)
         warnings.push_back("the records have changed; applySIPProxyChanges takes them over");
     for (const Fault& fault : state.faults)

@@ -43,8 +43,8 @@ struct Counts {
 std::vector<telephony::Metric> MetricsOf(const State& state, const Counts& counts,
                                          std::optional<std::size_t> registered);
 
-/// What the household should put right. `trouble`: why the host's records cannot be had, if so.
-std::vector<std::string> WarningsOf(const State& state, const std::string& trouble);
+/// What the household should put right. `troubles`: what is in the way of the records; empty texts are none.
+std::vector<std::string> WarningsOf(const State& state, const std::vector<std::string>& troubles);
 
 /// A record's text without control characters, which would make one line look like several.
 std::string OneLine(const std::string& text);

@@ -163,10 +163,10 @@ void Service::End() {
 void Service::Refresh() {
     try {
         const Records records = host_.Read();
-        lastHostFault_.clear();
         state_.host = kConnected;
         Take(records, true);
         OfferAddress();
+        lastHostFault_.clear();
     } catch (const Failure& fault) {
         SayOnce(lastHostFault_, fault.what());
         refresh_.expires_after(kAskAgain);
@@ -210,13 +210,19 @@ void Service::Take(const Records& records, bool fromHost) {
     WriteState();
 }
 
-void Service::Store(const Records& records) try {
-    const std::string text = ToJson(records);
-    if (text == stored_) return;
-    WritePrivateFile(RecordsCacheFile(options_), text);
-    stored_ = text;
+void Service::Store(const Records& records) {
+    toStore_ = ToJson(records);
+    StoreNow();
+}
+
+void Service::StoreNow() try {
+    if (toStore_ == stored_) return;
+    WritePrivateFile(RecordsCacheFile(options_), toStore_);
+    stored_ = toStore_;
+    lastStoreFault_.clear();
 } catch (const Failure& fault) {
-    Say(std::string(fault.what()) + "; a start without the host will not have these records");
+    SayOnce(lastStoreFault_,
+            std::string(fault.what()) + "; a start without the host will not have these records");
 }
 
 void Service::TakeLive(const Plan& plan) {
@@ -358,20 +364,25 @@ void Service::StartLater() {
 
 // ---------------------------------------------------------------- what is told
 
-void Service::WriteState() try {
+void Service::WriteState() {
     state_.accounts.clear();
     if (plan_)
         for (const auto& [user, digest] : plan_->live.at("users"))
             state_.accounts.push_back(user);
-    WritePrivateFile(StateFile(options_.runFolder), ToJson(state_));
+    WriteStateNow();
     ReportNow();
+}
+
+void Service::WriteStateNow() try {
+    WritePrivateFile(StateFile(options_.runFolder), ToJson(state_));
+    lastStateFault_.clear();
 } catch (const Failure& fault) {
-    Say(fault.what());
+    SayOnce(lastStateFault_, std::string(fault.what()) + "; --status tells what was so before");
 }
 
 void Service::ReportNow() {
     if (ending_) return;
-    report_.Tell(WarningsOf(state_, lastHostFault_),
+    report_.Tell(WarningsOf(state_, {lastHostFault_, lastStoreFault_, lastStateFault_}),
                  [this] { return MetricsOf(state_, counts_, RegisteredAccounts()); });
 }
 
@@ -386,7 +397,10 @@ std::optional<std::size_t> Service::RegisteredAccounts() try {
     return std::nullopt;
 }
 
+// What a full disk has not taken is written as soon as it can be.
 void Service::ReportFromNowOn() {
+    if (!lastStoreFault_.empty()) StoreNow();
+    if (!lastStateFault_.empty()) WriteStateNow();
     ReportNow();
     look_.expires_after(telephony::kReportLook);
     look_.async_wait([this](error_code error) {

@@ -42,6 +42,7 @@ private:
     void UseLastGood();
     void Take(const Records& records, bool fromHost);
     void Store(const Records& records);
+    void StoreNow();
     void TakeLive(const Plan& plan);
     void ReloadLive();
     void ForgetContacts(const Table& before, const Table& now);
@@ -58,6 +59,7 @@ private:
     void AwaitSignal();
     void End();
     void WriteState();
+    void WriteStateNow();
     void ReportNow();
     void ReportFromNowOn();
     /// None when Kamailio's contacts cannot be read.
@@ -89,12 +91,15 @@ private:
     bool restartAtOnce_ = false;
     bool ending_ = false;
     bool hasNotified_ = false;
+    std::string toStore_;
     std::string stored_;
     State state_;
     Counts counts_;
     Clock::time_point startedAt_;
     std::chrono::milliseconds startDelay_;
     std::string lastHostFault_;
+    std::string lastStoreFault_;
+    std::string lastStateFault_;
     std::string lastRpcFault_;
     std::string lastStartFault_;
     std::string lastFaults_;

@@ -10,15 +10,10 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/process/SkipFor.h"
 #include "tests/telephony/support/Phones.h"
 
 namespace test {
-
-/// The pipeline must not take a run without these tests for a whole one: then it fails.
-inline void SkipFor(const std::string& trouble) {
-    if (std::getenv("CALL_TESTS_MUST_RUN")) FAIL() << trouble;
-    GTEST_SKIP() << trouble;
-}
 
 /// For SetUp. Where that is refused the test is skipped, or fails if it must run.
 inline void EnterOwnNetworkOrSkip() {

@@ -46,8 +46,9 @@ void ProxyFixture::StartHost(HostHome home) {
 }
 
 void ProxyFixture::Launch() {
-    proxy_ = std::make_unique<test::Process>(
-        test::Process::Command{{SIPPROXY_PROGRAM}, environment_, folder_ / "log"});
+    std::vector<std::string> words = runBy_;
+    words.emplace_back(SIPPROXY_PROGRAM);
+    proxy_ = std::make_unique<test::Process>(test::Process::Command{words, environment_, folder_ / "log"});
 }
 
 void ProxyFixture::Start() {

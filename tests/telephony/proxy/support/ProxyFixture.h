@@ -66,6 +66,7 @@ protected:
     const std::string address_;
     const std::string run_ = folder_ / "run";
     std::map<std::string, std::string> environment_;
+    std::vector<std::string> runBy_;  // words in front of sipproxy's, of a program that becomes it
     std::unique_ptr<StandInHost> host_;
     std::unique_ptr<test::Process> proxy_;
 
