@@ -26,6 +26,8 @@ protected:
 TEST_F(Secrets, NoneStandsInLogsCommandLinesEnvironmentsOrFilesOfOthers) {
     HostHome home = SampleHome();
     home.accounts[0].password = kPlanted;
+    home.services = {
+        {{"name", "Provider"}, {"host", "sip.example"}, {"username", "me"}, {"password", kPlanted}}};
     StartHost(home);
     Start();
     SipPhone hall("hall", kPlanted, address_);
@@ -36,7 +38,14 @@ TEST_F(Secrets, NoneStandsInLogsCommandLinesEnvironmentsOrFilesOfOthers) {
     WaitForLog("accounts and groups are taken over");
 
     const std::vector<std::string> planted = {kPlanted, SecretOf("secret"), SecretOf("password")};
-    const std::string status = Status() + Status("--json");
+    SipPhone kitchen("kitchen", kPlanted, address_);
+    ASSERT_EQ(200, kitchen.Register());
+    EXPECT_THAT(Received(hall, kitchen, Uri("kitchen")), Not(HasSubstr(kPlanted)));
+    EXPECT_EQ(200, status_);
+    EXPECT_TRUE(StatusTells("account kitchen: sip:kitchen@"));
+    const test::ProgramResult check = test::RunProgram({SIPPROXY_PROGRAM, "--check"}, environment_);
+    const std::string status = Status() + Status("--json") + check.output + check.errors;
+    EXPECT_THAT(status, HasSubstr("service Provider at sip.example"));
     std::vector<pid_t> processes = Kamailios();
     processes.push_back(proxy_->Id());
     processes.push_back(Keeper());

@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cmath>
@@ -147,11 +148,13 @@ Baresip::Baresip(CallHome& home, const std::string& user, int port, int hertz, S
                                                           {"@PICTURES@", settings.pictures},
                                                           {"@CONTROL@", std::to_string(control_)},
                                                           {"@FOLDER@", folder_.string()}}));
-    WriteFile(folder_ / "accounts", "<sip:" + user + "@intercom>;auth_user=" + user + ";auth_pass=pw-" +
-                                        user +
-                                        ";outbound=\"sip:127.0.0.1:" + std::to_string(settings.proxyPort) +
-                                        "\";regint=60;audio_codecs=" + settings.codecs +
-                                        ";answermode=" + (settings.answers ? "auto" : "manual") + "\n");
+    const std::string password = settings.password ? settings.password : "pw-" + user;
+    WriteFile(folder_ / "accounts",
+              "<sip:" + user + "@intercom>;auth_user=" + user + ";auth_pass=" + password +
+                  ";outbound=\"sip:127.0.0.1:" + std::to_string(settings.proxyPort) +
+                  ";transport=" + settings.transport + "\";regint=60;audio_codecs=" + settings.codecs +
+                  ";answermode=" + (settings.answers ? "auto" : "manual") + "\n");
+    chmod((folder_ / "accounts").c_str(), 0600);
     WriteFile(folder_ / "contacts", "");
     process_ = std::make_unique<Process>(
         Process::Command{{"/usr/bin/baresip", "-f", folder_.string()}, {}, folder_ / "log"});

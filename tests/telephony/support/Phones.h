@@ -21,6 +21,8 @@ public:
         const char* codecs = "PCMA,PCMU";
         int proxyPort = 5060;
         const char* pictures = "vp8";  // the module: "vp8", or "avcodec" for H.264
+        const char* transport = "udp";
+        const char* password = nullptr;  // else "pw-" and the user
     };
 
     /// Registers; the port is that of SIP, the four above it are used, too.

@@ -52,13 +52,12 @@ public:
     std::string ProxyLog() const { return ReadFile(folder_ / "sysman/sipproxy.log"); }
     /// All logs, for a test that has failed.
     std::string Logs() const;
+    /// Of the home's programs.
+    std::map<std::string, std::string> Environment() const;
 
     TempFolder folder_;
     std::unique_ptr<CallHome> home_;
     std::unique_ptr<DriverHost> host_;
-
-private:
-    std::map<std::string, std::string> Environment() const;
 };
 
 }  // namespace test

@@ -32,6 +32,13 @@ std::string Element(const std::string& name, const std::string& text) {
     return "<" + name + ">" + Escaped(text) + "</" + name + ">";
 }
 
+std::string Elements(const HostRecord& record) {
+    std::string text;
+    for (const auto& [name, value] : record)
+        text += Element(name, value);
+    return text;
+}
+
 std::map<std::string, std::string> Fields(const std::string& form) {
     std::map<std::string, std::string> fields;
     std::string name, text;
@@ -150,7 +157,11 @@ std::string StandInHost::Answer(const std::string& target, const std::map<std::s
     if (command == "getConfig") return Record(home_.configs, fields);
     if (command == "getAcl") return Record(home_.acls, fields);
     if (command == "getRoute") return Record(home_.routes, fields);
-    if (command == "getServiceList") return "<services/>";
+    if (command == "getServiceList") {
+        for (const HostRecord& service : home_.services)
+            text += "<service>" + Elements(service) + "</service>";
+        return "<services>" + text + "</services>";
+    }
     if (command == "getSipProxyIP") return Element("sipProxyIP", home_.sipProxyIp);
     if (command == "setSipProxyIP") {
         home_.sipProxyIp = fields.at("address");
@@ -176,10 +187,7 @@ std::string StandInHost::Record(const std::vector<HostRecord>& records,
     }
     for (const HostRecord& record : records) {
         if (record.front().second != fields.at("key")) continue;
-        std::string text;
-        for (const auto& [name, value] : record)
-            text += Element(name, value);
-        return "<State>" + text + "</State>";
+        return "<State>" + Elements(record) + "</State>";
     }
     return "<fail>Unable to find</fail>";
 }

@@ -35,6 +35,7 @@ struct HostHome {
     std::vector<HostRecord> routes;
     std::vector<HostAccount> accounts;
     std::map<std::string, std::vector<unsigned long>> groups;
+    std::vector<HostRecord> services;
     std::string sipProxyIp;
 };
 
