@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "tests/support/process/RunProgram.h"
+#include "tests/support/process/SkipFor.h"
 #include "tests/support/process/TempFolder.h"
 
 namespace test {
@@ -45,9 +46,9 @@ PATH=/usr/sbin:/usr/bin:/sbin:/bin invoke-rc.d kamailio by-hand
 class PackagesTest : public testing::Test {
 protected:
     void SetUp() override {
-        if (RunProgram({"dpkg-deb", "--version"}).status != 0) GTEST_SKIP() << "there is no dpkg-deb";
+        if (RunProgram({"dpkg-deb", "--version"}).status != 0) return SkipFor("there is no dpkg-deb");
         const ProgramResult mounts = RunProgram(Unshared("mount --bind /usr/bin/true /usr/bin/false"));
-        if (mounts.status != 0) GTEST_SKIP() << "no mounts of its own are allowed here: " << mounts.errors;
+        if (mounts.status != 0) return SkipFor("no mounts of its own are allowed here: " + mounts.errors);
         for (const char* const folder :
              {"package/DEBIAN", "repository", "admin/info", "admin/updates", "instdir", "apt/etc/apt.conf.d",
               "apt/state/lists/partial", "apt/cache/archives/partial", "apt/log"})

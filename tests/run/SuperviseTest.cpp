@@ -59,6 +59,34 @@ private:
     const int socket_;
 };
 
+/// A Kamailio that the machine runs for itself.
+class OtherKamailio {
+public:
+    explicit OtherKamailio(const std::filesystem::path& folder) {
+        std::filesystem::create_directory(folder);
+        WriteFile(folder / "cfg",
+                  "listen=udp:127.0.0.5:5060\ndisable_tcp=yes\nchildren=1\nlog_stderror=yes\n"
+                  "request_route { exit; }\n");
+        process_ = std::make_unique<Process>(Process::Command{
+            {"/usr/sbin/kamailio", "-DD", "-E", "-f", folder / "cfg", "-P", folder / "pid", "-Y", folder},
+            {},
+            folder / "log"});
+        EXPECT_TRUE(WaitUntil([&] { return !ReadFile(folder / "pid").empty(); })) << ReadFile(folder / "log");
+    }
+    /// Its workers end when it asks them to.
+    ~OtherKamailio() {
+        process_->Signal(SIGTERM);
+        process_->Wait(kPatience);
+    }
+    OtherKamailio(const OtherKamailio&) = delete;
+    OtherKamailio& operator=(const OtherKamailio&) = delete;
+
+    Process& Program() { return *process_; }
+
+private:
+    std::unique_ptr<Process> process_;
+};
+
 class SuperviseTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -260,6 +288,38 @@ TEST_F(SuperviseTest, WithoutRtpengineOneLineSaysSoAndTheHostRuns) {
     EXPECT_EQ(1u, Count("run: "));
     EXPECT_EQ(200, Exchange(8350, FormRequest("/drivers/agent/commands/getDeviceList", {})).status);
     EXPECT_EQ(0, End());
+}
+
+TEST_F(SuperviseTest, WithoutKamailioOneLineSaysSoAndSimulatedCallsGoOn) {
+    environment_["SIPPROXY_KAMAILIO"] = "/nowhere/kamailio";
+    Start();
+    ASSERT_TRUE(Comes("Ctrl-C here ends everything")) << Log();
+    const auto command = [](const std::string& name, const Form& form) {
+        return Exchange(8350, FormRequest("/drivers/agent/commands/" + name, form)).body;
+    };
+    const auto stateBecomes = [&](const std::string& state) {
+        return WaitUntil([&] {
+            return command("getDeviceState", {{"idDevice", "102"}}).find("<state>" + state + "</state>") !=
+                   std::string::npos;
+        });
+    };
+    command("SIP_REGULAR_CALL", {{"source", "101"}, {"destination", "102"}, {"video", "0"}, {"ring", "1"}});
+    EXPECT_TRUE(stateBecomes("2"));
+    command("setDeviceState", {{"idDevice", "102"}, {"call", "answer"}});
+    EXPECT_TRUE(stateBecomes("3"));
+    EXPECT_EQ(1u, Count("run: no real calls without kamailio (packages kamailio "));
+    EXPECT_EQ(1u, Count("run: "));
+    EXPECT_EQ(0, End());
+}
+
+TEST_F(SuperviseTest, AnotherKamailioIsLeftAloneAndNamed) {
+    OtherKamailio other(folder_ / "other");
+    StartWhole();
+    EXPECT_THAT(Log(), HasSubstr("run: left alone, though of the same kind as ours: kamailio (process " +
+                                 std::to_string(other.Program().Id()) + ")\n"));
+    EXPECT_EQ(0, End());
+    EXPECT_TRUE(WaitUntil([this] { return Left().empty(); }));
+    EXPECT_TRUE(other.Program().IsRunning());
 }
 
 TEST_F(SuperviseTest, AnotherRtpengineIsLeftAloneAndNamed) {
