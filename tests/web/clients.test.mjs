@@ -3,6 +3,7 @@ import { afterEach, beforeEach, test } from 'node:test';
 import { CommandClient } from '../../web/common/commands.js';
 import { EventClient } from '../../web/common/events.js';
 import { languageOf, translator } from '../../web/common/i18n.js';
+import { Session, tokenIn } from '../../web/common/session.js';
 import { Settings } from '../../web/tablet/settings.js';
 import { de } from '../../web/tablet/texts-de.js';
 import { en } from '../../web/tablet/texts.js';
@@ -42,7 +43,7 @@ for (const name of ['fail', 'failed', 'error'])
         assert.deepEqual(await trouble(client().send('agent', 'addGroup')), ['failed', 'The name <All> is taken']);
     });
 
-for (const [status, expected] of [[401, 'unauthorized'], [403, 'unauthorized'], [404, 'unknown'], [413, 'rejected'], [503, 'rejected']])
+for (const [status, expected] of [[401, 'unauthorized'], [403, 'forbidden'], [404, 'unknown'], [429, 'tooMany'], [413, 'rejected'], [503, 'rejected']])
     test(`status ${status} is ${expected}, with the host's words`, async () => {
         host.failures.set('getDeviceList', [status, '<error>what to do</error>']);
         assert.deepEqual(await trouble(client().send('agent', 'getDeviceList')), [expected, 'what to do']);
@@ -50,7 +51,7 @@ for (const [status, expected] of [[401, 'unauthorized'], [403, 'unauthorized'], 
 
 test('an answer that is no XML is an error', async () => {
     host.failures.set('getDeviceList', [200, '<html><p>login']);
-    assert.deepEqual(await trouble(client().send('agent', 'getDeviceList')), ['rejected', 'getDeviceList was answered by what is no XML']);
+    assert.deepEqual(await trouble(client().send('agent', 'getDeviceList')), ['rejected', `${host.url}/drivers/agent/commands/getDeviceList was answered by what is no XML`]);
 });
 
 test('a host that does not answer is unreachable, in the end', async () => {
@@ -60,6 +61,40 @@ test('a host that does not answer is unreachable, in the end', async () => {
     await host.stop();
     assert.equal((await trouble(new CommandClient({ base: url }).send('agent', 'getDeviceList')))[0], 'unreachable');
     await host.start();
+});
+
+// ---- sessions
+
+test('the time after which it may be tried again comes with the error', async () => {
+    host.tokens = new Map();
+    host.attempts = Array(10).fill('guess');
+    const fetchAsPage = (address, options) => fetch(address, { ...options, headers: { origin: host.url } });
+    const error = await client({ fetch: fetchAsPage }).signIn('x').catch((thrown) => thrown);
+    assert.deepEqual([error.trouble, error.wait], ['tooMany', 42]);
+});
+
+test('what a session allows is read, and where everybody may everything it is said', async () => {
+    const session = new Session(client(), () => {});
+    await session.read();
+    assert.deepEqual([session.role, session.isOpen, session.tablets], ['admin', true, []]);
+});
+
+test('an answer tells whether somebody must sign in, and a host that is away tells nothing', async () => {
+    host.tokens = new Map();
+    const session = new Session(client(), () => {});
+    session.learn(await client().send('agent', 'getDeviceList').catch((error) => error));
+    assert.equal(session.lack, 'unauthorized');
+    session.learn(await client({ base: 'http://127.0.0.1:1' }).send('agent', 'getDeviceList').catch((error) => error));
+    assert.equal(session.lack, 'unauthorized');
+    session.learn(null);
+    assert.equal(session.lack, null);
+});
+
+test('a token is found in an address, in its fragment, and as it is', () => {
+    assert.equal(tokenIn('https://home.test:8443/tablet/Kitchen%201#token=a%2Fb%3D&x=1'), 'a/b=');
+    assert.equal(tokenIn('#x=1&token=abc'), 'abc');
+    assert.equal(tokenIn('  abc=\n'), 'abc=');
+    assert.equal(tokenIn('#token=%'), '%');
 });
 
 // ---- events

@@ -19,11 +19,19 @@ const HEADERS = {
     'permissions-policy': 'camera=(self), microphone=(self), geolocation=(), display-capture=()',
     'x-content-type-options': 'nosniff', 'referrer-policy': 'same-origin', 'cache-control': 'no-cache',
 };
+const NEED_CALL_CONTROL = ['tabletRinging', 'tabletAnswer', 'tabletDecline', 'tabletHold', 'tabletResume', 'tabletDigits'];
 const MEDIA = {
     regular: { caller: ['both', 'both'], callee: ['both', 'both'] },
     monitor: { caller: ['receive', 'receive'], callee: ['send', 'send'] },
     broadcast: { caller: ['send', 'none'], callee: ['receive', 'none'] },
 };
+
+/** As the agent chooses: who calls sends a picture when it has a camera and answers with video. */
+function mediaOf(call, { device, role }) {
+    const [audio, video] = MEDIA[call.kind][role];
+    const isSeen = !device.isTablet || role === 'callee' || (device.camera && device.answerWithVideo);
+    return [audio, video === 'both' && !isSeen ? 'receive' : video];
+}
 
 /** An element of attributes and, in it, XML that is already written. */
 export const element = (name, attributes = {}, inner = '') =>
@@ -47,6 +55,9 @@ export class FakeHost {
         this.lastReader = 0;
         this.lastCall = 0;
         this.callControl = true;
+        this.tokens = null; // by token: {role, tablet}; null: everybody may everything
+        this.sessions = new Map(); // by the cookie's value: {role, tablets}
+        this.attempts = []; // tokens that were tried
         this.relay = async () => 'v=0\r\n'; // set by who has a browser
     }
 
@@ -112,6 +123,16 @@ export class FakeHost {
         for (const number of this.pagesOf(device)) this.toReader(number, xml);
     }
 
+    /** A device tells what came of one of its buttons. */
+    pressed(id, button, success) {
+        this.notify(`<DeviceButtonPressed>${values({ id, button, name: this.buttons.get(String(id))[button - 1], success })}</DeviceButtonPressed>`);
+    }
+
+    setCallControl(isUp) {
+        this.callControl = isUp;
+        for (const number of this.readers.keys()) this.toReader(number, element('callControl', isUp ? { up: true } : { up: false, reason: 'it has ended' }));
+    }
+
     /** As a host that is killed: every stream breaks, and no port is left to connect to. */
     async crash() {
         const { port } = this;
@@ -123,7 +144,12 @@ export class FakeHost {
 
     async serve(request, response) {
         const [, first, second, third, fourth] = decodeURI(request.url.split('?')[0]).split('/');
-        if (first === 'tablets' && third === 'events') return this.openStream(decodeURIComponent(second), response);
+        if (first === 'session') return this.serveSession(request, response);
+        if (first === 'tablets' || first === 'drivers') {
+            const refusal = this.refusalOf(request, decodeURIComponent(second));
+            if (refusal) return this.answer(response, ...refusal);
+        }
+        if (first === 'tablets' && third === 'events') return this.openStream(decodeURIComponent(second), response, this.sessionOf(request));
         if (first === 'drivers' && third === 'commands') return this.takeCommand(request, response, decodeURIComponent(second), fourth);
         if (first === 'relay.html') return response.writeHead(200, { 'content-type': TYPES['.html'] }).end(fs.readFileSync(RELAY));
         return this.serveFile(request, response, [first, second, third, fourth].filter(Boolean).join('/'));
@@ -143,12 +169,62 @@ export class FakeHost {
         else response.writeHead(status, { 'content-type': 'application/xml' }).end(xml);
     }
 
-    openStream(name, response) {
+    // ---- sessions
+
+    sessionOf(request) {
+        return this.sessions.get(/(?:^|; )intercom=([^;]*)/.exec(request.headers.cookie ?? '')?.[1]);
+    }
+
+    /** Why it may not be done: nobody is signed in, a page of elsewhere asks, or it is another tablet's. */
+    refusalOf(request, driver) {
+        if (!this.tokens) return null;
+        const session = this.sessionOf(request);
+        if (!session) return [401, '<error>sign in first</error>'];
+        if (request.method !== 'GET' && request.headers.origin !== this.url) return [403, '<error>foreign origin</error>'];
+        if (session.role !== 'tablet' || driver === 'agent' || session.tablets.includes(driver)) return null;
+        return [403, '<error>only admin and this tablet may do that</error>'];
+    }
+
+    async serveSession(request, response) {
+        const session = this.sessionOf(request);
+        if (request.method === 'GET') {
+            if (!this.tokens) return this.answer(response, 200, '<session role="admin" open="true"/>');
+            return session ? this.answer(response, 200, sessionElement(session)) : this.answer(response, 401, '<error>sign in first</error>');
+        }
+        if (request.headers.origin !== this.url) return this.answer(response, 403, '<error>foreign origin</error>');
+        return request.method === 'DELETE' ? this.endSession(session, response) : this.startSession(request, response, session);
+    }
+
+    async startSession(request, response, before) {
+        let body = '';
+        for await (const part of request) body += part;
+        const token = new URLSearchParams(body).get('token');
+        this.attempts.push(token);
+        if (this.attempts.length > 10) return response.writeHead(429, { 'retry-after': '42' }).end('<error>too many attempts</error>');
+        const may = this.tokens?.get(token);
+        if (!may) return this.answer(response, 401, '<error>unknown token</error>');
+        const session = before ?? { role: may.role, tablets: [] };
+        if (may.tablet) session.tablets.push(may.tablet);
+        for (const [id, other] of this.sessions) if (other === session) this.sessions.delete(id);
+        const id = `id-${this.attempts.length}`;
+        this.sessions.set(id, session);
+        response.setHeader('set-cookie', `intercom=${id}; HttpOnly; SameSite=Strict; Path=/; Max-Age=34560000`);
+        this.answer(response, 200, sessionElement(session));
+    }
+
+    endSession(session, response) {
+        for (const [id, other] of this.sessions) if (other === session) this.sessions.delete(id);
+        for (const reader of this.readers.values()) if (reader.session === session) reader.response.destroy();
+        response.setHeader('set-cookie', 'intercom=; HttpOnly; SameSite=Strict; Path=/; Max-Age=0');
+        this.answer(response, 204);
+    }
+
+    openStream(name, response, session) {
         const tablet = this.devices.find((device) => device.isTablet && device.key === name);
         if (!tablet) return this.answer(response, 404, `<error>there is no driver '${escaped(name)}'</error>`);
         const number = ++this.lastReader;
         response.writeHead(200, { 'content-type': 'text/event-stream', 'cache-control': 'no-store' });
-        this.readers.set(number, { tablet, response, greeted: false });
+        this.readers.set(number, { tablet, response, session, greeted: false });
         response.on('close', () => this.readers.delete(number));
         this.toReader(number, element('opened', { reader: number }));
     }
@@ -162,6 +238,7 @@ export class FakeHost {
         const failure = this.failures.get(command);
         if (failure) return this.answer(response, ...failure);
         const tablet = this.devices.find((device) => device.isTablet && device.key === driver);
+        if (tablet && !this.callControl && NEED_CALL_CONTROL.includes(command)) return this.answer(response, 200, '<error>call control is away; it is tried again</error>');
         const table = driver === 'agent' ? this.agentCommands : tablet && this.tabletCommands;
         if (!table?.[command]) return this.answer(response, 404, `<error>driver ${escaped(driver)} has no command '${escaped(command)}'</error>`);
         try {
@@ -267,7 +344,9 @@ export class FakeHost {
         tabletKeyframe: () => '<success/>',
         tabletDigits: () => '<success/>',
         tabletPing: ({ call, reader }, tablet) => {
-            this.leg(call, tablet).leg.page = Number(reader);
+            const { leg } = this.leg(call, tablet);
+            leg.pinged = Date.now();
+            if (leg.page) leg.page = Number(reader); // only an answer takes a call that rings
             return '<success/>';
         },
         tabletBye: ({ reader }) => {
@@ -284,6 +363,14 @@ export class FakeHost {
             for (const leg of call.legs) if (leg.page === number && !leg.isDown) this.legDown(call, leg, 480, 'page gone');
     }
 
+    /** Whether that tablet's page has said nothing for so long. Then it is gone, as for its driver. */
+    dropSilent(id, device, milliseconds) {
+        const leg = this.calls.get(id)?.legs.find((other) => other.device === device);
+        if (!leg || Date.now() - leg.pinged < milliseconds) return false;
+        this.lose(leg.page);
+        return true;
+    }
+
     // ---- calls
 
     leg(id, tablet) {
@@ -296,6 +383,9 @@ export class FakeHost {
     async call(kind, from, to, { answers = kind !== 'regular', called = '' } = {}) {
         const legOf = (device, role) => ({ device, role, page: 0, rings: false, isUp: false, isDown: false, offer: '', answers: [] });
         const call = { id: String(++this.lastCall), kind, answers, called, isEstablished: false, legs: [legOf(from, 'caller'), ...to.map((device) => legOf(device, 'callee'))] };
+        const refuse = (code, reason) => this.toTablet(from, element('refused', { kind, name: kind === 'broadcast' ? '' : to[0].name, code, reason }));
+        if (from.isTablet && kind === 'monitor' && !to[0].mayBeMonitored) return refuse(403, `"${to[0].key}" may not be monitored`);
+        if (from.isTablet && to.every((device) => device.isTablet && !this.pagesOf(device).length)) return refuse(480, 'No page is open');
         this.calls.set(call.id, call);
         if (from.isTablet) await this.invite(call, call.legs[0]);
         else {
@@ -311,14 +401,14 @@ export class FakeHost {
         if (!device.isTablet) return; // a phone: the test says what it does
         if (device.dnd && leg.role === 'callee') return this.legDown(call, leg, 486, 'Do not disturb');
         if (!this.pagesOf(device).length) return this.legDown(call, leg, 480, 'Nobody is there');
-        const [audio, video] = MEDIA[call.kind][leg.role];
+        const [audio, video] = mediaOf(call, leg);
         leg.offer = await this.relay('offer', call.id, device.key, audio, video);
         this.toTablet(device, this.inviteOf(call, leg));
     }
 
     inviteOf(call, leg) {
         const other = leg.role === 'caller' ? call.legs[1] : call.legs[0];
-        const [audio, video] = MEDIA[call.kind][leg.role];
+        const [audio, video] = mediaOf(call, leg);
         const answers = leg.role === 'caller' || call.answers;
         return element(
             'invite',
@@ -388,6 +478,7 @@ export class FakeHost {
     }
 }
 
+const sessionElement = ({ role, tablets }) => element('session', { role }, tablets.map((name) => element('tablet', { name })).join(''));
 const refusal = (text) => Object.assign(new Error(text), { isRefusal: true });
 
 function withoutOurs({ isTablet, mayBeMonitored, ...fields }) {

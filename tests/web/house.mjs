@@ -45,7 +45,7 @@ const deeds = {
         await Promise.all([hears(kitchen, 1000), isSeen(kitchen)]);
         await hold(kitchen, /Open the door/, 700);
         await kitchen.mouse.up();
-        await says(kitchen, 'Opened');
+        await says(kitchen, 'Front door: asked to open');
         console.log('opened the door');
         await isAtHome(kitchen); // the door hangs up
         await closeAll(kitchen, study);

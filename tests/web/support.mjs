@@ -22,8 +22,8 @@ export async function startHome() {
     const host = new FakeHost();
     host.home = 'Oak Lane 5';
     host.addDevice({ id: 101, key: 'frontdoor', name: 'Front door', doorStation: true, camera: true });
-    host.addDevice({ id: 102, key: 'kitchen', name: 'Kitchen', isTablet: true, camera: true, display: true });
-    host.addDevice({ id: 103, key: 'study', name: 'Study', isTablet: true, camera: true, display: true, mayBeMonitored: true });
+    host.addDevice({ id: 102, key: 'kitchen', name: 'Kitchen', isTablet: true, camera: true, display: true, answerWithVideo: true });
+    host.addDevice({ id: 103, key: 'study', name: 'Study', isTablet: true, camera: true, display: true, answerWithVideo: true, mayBeMonitored: true });
     host.addDevice({ id: 104, key: 'nursery', name: 'Nursery', isTablet: true, display: true });
     host.addDevice({ id: 105, key: 'hall', name: 'Hall', thirdParty: true });
     host.groups.push({ id: 1, name: 'Upstairs', members: [103, 104] });

@@ -1,4 +1,5 @@
-// Commands to drivers: a form out, an element back or an error that says what happened.
+// What pages ask of the host: commands to drivers, and sessions. A form out, an element back or an error that says what
+// happened.
 import { parse } from './xml.js';
 
 /** Longer than the host holds a command before its watchdog answers. */
@@ -10,18 +11,24 @@ const REFUSALS = ['fail', 'failed', 'error'];
 /** @typedef {import('./xml.js').XmlElement} XmlElement */
 /** @typedef {Record<string, string | number | boolean>} Parameters */
 /**
- * What went wrong: the host is not reached; it wants a session or a right that is missing; it knows no such driver or
- * command; it refused the request or failed; or the driver answered that it will not.
- * @typedef {'unreachable' | 'unauthorized' | 'unknown' | 'rejected' | 'failed'} Trouble
+ * What went wrong: the host is not reached; nobody is signed in; who is signed in may not do this; too much was asked;
+ * the host knows no such driver or command; it refused the request or failed; or the driver answered that it will not.
+ * @typedef {'unreachable' | 'unauthorized' | 'forbidden' | 'tooMany' | 'unknown' | 'rejected' | 'failed'} Trouble
  */
+/** @type {Record<number, Trouble>} */
+const TROUBLES = { 401: 'unauthorized', 403: 'forbidden', 404: 'unknown', 429: 'tooMany' };
 
 export class CommandError extends Error {
-    /** @param {Trouble} trouble @param {string} reason in the host's or driver's words @param {number} [status] */
-    constructor(trouble, reason, status = 0) {
+    /**
+     * @param {Trouble} trouble @param {string} reason in the host's or driver's words @param {number} [status]
+     * @param {number} [wait] seconds after which it may be tried again
+     */
+    constructor(trouble, reason, status = 0, wait = 0) {
         super(reason);
         this.name = 'CommandError';
         this.trouble = trouble;
         this.status = status;
+        this.wait = wait;
     }
 }
 
@@ -39,23 +46,47 @@ export class CommandClient {
      * @param {string} driver @param {string} command @param {Parameters} [parameters]
      * @returns {Promise<XmlElement | null>}
      */
-    async send(driver, command, parameters = {}) {
-        const response = await this.request(driver, command, parameters);
+    send(driver, command, parameters = {}) {
+        return this.exchange('POST', this.address(driver, command), form(parameters));
+    }
+
+    /** Adds what a token allows to this browser's session. What it may then, as an element. @param {string} token */
+    signIn(token) {
+        return this.exchange('POST', `${this.base}/session`, form({ token }));
+    }
+
+    /** What this browser may. */
+    session() {
+        return this.exchange('GET', `${this.base}/session`);
+    }
+
+    signOut() {
+        return this.exchange('DELETE', `${this.base}/session`);
+    }
+
+    /**
+     * @param {string} method @param {string} address @param {URLSearchParams} [body]
+     * @returns {Promise<XmlElement | null>}
+     */
+    async exchange(method, address, body) {
+        const response = await this.request(method, address, body);
         if (response.status === 204) return null;
         const text = await response.text().catch(() => '');
         const element = readable(text);
-        if (!response.ok) throw new CommandError(troubleOf(response.status), element?.text ?? text, response.status);
-        if (!element) throw new CommandError('rejected', `${command} was answered by what is no XML`, response.status);
-        if (REFUSALS.includes(element.name)) throw new CommandError('failed', element.text, response.status);
+        const { status } = response;
+        const wait = Number(response.headers.get('retry-after')) || 0;
+        if (!response.ok) throw new CommandError(TROUBLES[status] ?? 'rejected', element?.text ?? text, status, wait);
+        if (!element) throw new CommandError('rejected', `${address} was answered by what is no XML`, status);
+        if (REFUSALS.includes(element.name)) throw new CommandError('failed', element.text, status);
         return element;
     }
 
-    /** @param {string} driver @param {string} command @param {Parameters} parameters */
-    async request(driver, command, parameters) {
+    /** @param {string} method @param {string} address @param {URLSearchParams} [body] */
+    async request(method, address, body) {
         try {
-            return await this.fetch(this.address(driver, command), {
-                method: 'POST',
-                body: form(parameters),
+            return await this.fetch(address, {
+                method,
+                body,
                 credentials: 'same-origin',
                 redirect: 'error',
                 signal: AbortSignal.timeout(this.answerTime),
@@ -93,10 +124,4 @@ function readable(text) {
     } catch {
         return null;
     }
-}
-
-/** @param {number} status @returns {Trouble} */
-function troubleOf(status) {
-    if (status === 401 || status === 403) return 'unauthorized';
-    return status === 404 ? 'unknown' : 'rejected';
 }

@@ -13,6 +13,9 @@ const OTHER_PAGE_MS = 700;
 const CONFIRMED_MS = 2_000;
 /** The driver takes a page for gone after as many missed pings as refused ones end the call here. */
 const REFUSED_PINGS = 3;
+/** The driver waits 10 seconds for call control to come back; this page a little longer. */
+const CONTROL_BACK_MS = 12_000;
+const CONTROL_RETRY_MS = 500;
 
 /** @typedef {import('../common/xml.js').XmlElement} XmlElement */
 /** @typedef {import('../common/commands.js').CommandError} CommandError */
@@ -39,6 +42,8 @@ export class Call {
         this.from = '';
         /** The group that was called, or "doorbell". */
         this.called = '';
+        /** The device that was called from here, by its id. */
+        this.destination = '';
         /** @type {Direction} */
         this.audio = 'both';
         /** @type {Direction} */
@@ -83,6 +88,11 @@ export class Call {
         return this.kind === 'monitor' && this.role === 'callee' && !this.isOver;
     }
 
+    /** The user wants to be seen, and the home has left the own picture out. */
+    get isUnseen() {
+        return this.kind === 'regular' && this.role === 'caller' && this.camera && this.leg !== null && !sends(this.video);
+    }
+
     get isSpeaking() {
         return this.kind === 'broadcast' && this.role === 'caller';
     }
@@ -95,6 +105,7 @@ export class Call {
  * @property {() => void} changed
  * @property {(error: unknown) => void} report what went wrong and ends no call
  * @property {(call: Call) => boolean} answersWithPicture
+ * @property {() => boolean} hasCallControl
  */
 
 export class Calls {
@@ -141,8 +152,8 @@ export class Calls {
 
     /** What the driver sends of calls. False for anything else. @param {XmlElement} element */
     take(element) {
-        if (element.name === 'invite') {
-            this.invite(element);
+        if (element.name === 'invite' || element.name === 'refused') {
+            this[element.name](element);
             return true;
         }
         const deed = Object.hasOwn(this.deeds, element.name) ? this.deeds[element.name] : undefined;
@@ -172,6 +183,12 @@ export class Calls {
             this.surroundings.report(error);
             this.finish(call, { ...noEnd, code: 500 });
         }
+    }
+
+    /** An order that the home does not carry out. @param {XmlElement} element */
+    refused(element) {
+        const call = this.findOrder(kindOf(element.attribute('kind')), element.attribute('name'));
+        if (call) this.finish(call, endOf(element));
     }
 
     /** @param {XmlElement} element */
@@ -251,7 +268,7 @@ export class Calls {
         this.inTurn(call, async () => {
             const sdp = await leg.answer(call.offer);
             await leg.apply();
-            await this.tell(call, 'tabletAnswer', { sdp });
+            await this.insist(call, 'tabletAnswer', { sdp });
             leg.connection.addEventListener('connectionstatechange', () => this.watchConnection(call));
         });
         this.surroundings.changed();
@@ -269,7 +286,7 @@ export class Calls {
         this.inTurn(call, async () => {
             const sdp = await leg.answer(offer);
             await leg.apply();
-            await this.tell(call, 'tabletAnswer', { sdp });
+            await this.insist(call, 'tabletAnswer', { sdp });
         });
     }
 
@@ -351,7 +368,7 @@ export class Calls {
     /** Ends it and tells the home, with a sentence for the user or without. @param {Call} call @param {End | null} end */
     leave(call, end) {
         const command = call.state === 'ringing' ? 'tabletDecline' : 'tabletHangup';
-        if (call.id) this.guard(this.tell(call, command));
+        if (call.id) this.guard(command === 'tabletDecline' ? this.insist(call, command) : this.tell(call, command));
         if (end) this.finish(call, end);
         else this.forget(call, call.id === '');
     }
@@ -398,6 +415,24 @@ export class Calls {
     /** @param {Call} call @param {string} command @param {Record<string, string>} [parameters] */
     tell(call, command, parameters = {}) {
         return this.surroundings.send(command, { call: call.id, ...parameters });
+    }
+
+    /**
+     * The driver refuses what it cannot pass on while call control is away. The call waits with it, and goes on when
+     * call control is back. @param {Call} call @param {string} command @param {Record<string, string>} [parameters]
+     */
+    async insist(call, command, parameters) {
+        let isLast = false;
+        for (const end = Date.now() + CONTROL_BACK_MS; ; ) {
+            try {
+                return await this.tell(call, command, parameters);
+            } catch (error) {
+                if (isLast || /** @type {CommandError} */ (error).trouble !== 'failed') throw error;
+                // What the driver says of call control may come a moment after its refusal.
+                await new Promise((done) => setTimeout(done, CONTROL_RETRY_MS));
+                isLast = this.surroundings.hasCallControl() || Date.now() > end;
+            }
+        }
     }
 
     /** One description after the other. One that cannot be dealt with ends the call. @param {Call} call @param {() => Promise<void>} deed */

@@ -88,10 +88,12 @@ export class Home {
             await this.readers[part]();
             return true;
         } catch (error) {
-            // A session may be without the right to see one of them; asking again changes nothing.
-            if (/** @type {CommandError} */ (error).trouble === 'unauthorized') return true;
+            const { trouble } = /** @type {CommandError} */ (error);
+            // Who is signed in may be without the right to see one of them; asking again changes nothing.
+            if (trouble === 'forbidden') return true;
             this.report(error);
-            return false;
+            // All is read when somebody has signed in.
+            return trouble === 'unauthorized';
         }
     }
 

@@ -2,7 +2,9 @@
 import { CommandClient, CommandError } from '../common/commands.js';
 import { EventClient } from '../common/events.js';
 import { languageOf, translator } from '../common/i18n.js';
+import { Session } from '../common/session.js';
 import { idList, isYes } from '../common/xml.js';
+import { Buttons } from './buttons.js';
 import { Call, Calls } from './calls.js';
 import { Home } from './home.js';
 import { Media } from './media.js';
@@ -18,6 +20,8 @@ const LOSS_SHOWN_MS = 2_000;
 const CHECK_MS = 30_000;
 const CHECK_ANSWER_MS = 6_000;
 const SENTENCE_MS = 5_000;
+/** A device that may not be listened to. */
+const FORBIDDEN = 403;
 /** Both are drawn with a picture or without. @typedef {'sound' | 'picture'} Wish */
 /** MEDIA_SEND_RECEIVE and MEDIA_NONE of the agent. @type {Record<Wish, string>} */
 const VIDEO_MODES = { sound: '3', picture: '0' };
@@ -34,6 +38,7 @@ export class Tablet {
         this.name = name;
         this.changed = changed;
         this.commands = new CommandClient();
+        this.session = new Session(this.commands, changed);
         this.settings = new Settings(localStorage);
         this.t = translator(en, 'en');
         this.media = new Media();
@@ -41,26 +46,35 @@ export class Tablet {
         this.screen = new Screen(changed);
         const report = this.report.bind(this);
         this.home = new Home(this.commands, changed, report);
+        this.buttons = new Buttons({
+            press: (parameters) => this.home.tell('CUSTOM_BUTTON', parameters),
+            say: (key, values) => this.say(this.t(key, values)),
+            changed,
+        });
         this.calls = new Calls({
             send: (command, parameters) => this.send(command, parameters),
             media: this.media,
             changed,
             report,
             answersWithPicture: (call) => call.kind === 'monitor' || this.isSet('answerWithVideo'),
+            hasCallControl: () => this.callControl.isUp,
         });
         this.events = new EventClient(`/tablets/${encodeURIComponent(name)}/events`, {
             opened: () => this.connect(),
             closed: () => this.disconnect(),
             reset: () => this.home.readAll(),
-            notified: (element) => this.home.take(element),
+            notified: (element) => {
+                this.home.take(element);
+                this.buttons.take(element);
+            },
             addressed: (element) => this.take(element),
             garbled: (_data, error) => this.report(error),
         });
         this.reader = '';
         this.isConnected = false;
         this.lostAt = Date.now();
-        /** Why the host refuses this page; empty while it does not. */
-        this.refusal = '';
+        /** The home has no tablet of this name. */
+        this.isUnknown = false;
         /** What the driver says that this device is. @type {XmlElement | null} */
         this.identity = null;
         /** The device's settings by name, as the driver told them last. @type {Record<string, string>} */
@@ -73,8 +87,8 @@ export class Tablet {
         this.at = { place: 'home', id: '' };
         /** What is said at the bottom of the screen for a while, and read aloud. */
         this.sentence = '';
-        /** Buttons that have just been obeyed, as DEVICE/BUTTON. @type {Set<string>} */
-        this.obeyed = new Set();
+        /** Devices that have refused to be listened to, by id. @type {Set<string>} */
+        this.private = new Set();
         /** Whom announcements go to: a group's number. */
         this.audience = '0';
         this.isLatched = false;
@@ -98,6 +112,11 @@ export class Tablet {
         return isYes(this.own[name] ?? '');
     }
 
+    /** Whether this tablet has a camera, as the home and the browser see it. */
+    get canSend() {
+        return this.hasCamera && isYes(this.identity?.attribute('camera') ?? '');
+    }
+
     get deviceId() {
         return this.identity?.attribute('device') ?? '';
     }
@@ -107,8 +126,10 @@ export class Tablet {
         return !this.isConnected && Date.now() - this.lostAt > LOSS_SHOWN_MS;
     }
 
-    start() {
-        this.events.start();
+    /** @param {string} token from the page's address; empty without one */
+    start(token) {
+        if (token) this.signIn(token);
+        else this.events.start();
         this.lookAtDevices();
         this.media.isSecure && navigator.mediaDevices.addEventListener('devicechange', () => this.lookAtDevices());
         setInterval(() => this.tick(), 1000);
@@ -140,11 +161,34 @@ export class Tablet {
         this.changed();
     }
 
+    // ---- who may use this page
+
+    /** Also without success the stream is followed: this browser may have been signed in before. @param {string} token */
+    async signIn(token) {
+        await this.session.signIn(token);
+        this.events.start();
+    }
+
+    /** The host ends the stream, and with it whatever goes on here. */
+    async signOut() {
+        try {
+            await this.session.signOut();
+            this.go('home');
+        } catch (error) {
+            this.report(error);
+        }
+    }
+
     // ---- the stream and the driver
 
     connect() {
+        if (this.session.error) this.say(this.t('tokenNotNeeded'));
+        Object.assign(this.session, { lack: null, error: null });
+        this.session.read().catch((error) => this.report(error));
         this.isConnected = true;
-        this.refusal = '';
+        this.isUnknown = false;
+        // Whoever sets the home up may have allowed it; the host was started anew then.
+        this.private.clear();
         this.reader = '';
         this.home.readAll();
         this.changed();
@@ -161,13 +205,10 @@ export class Tablet {
 
     /** The stream does not tell why it could not be had; the same driver's command does. */
     async findRefusal() {
-        try {
-            await this.send('tabletHello', { version: VERSION });
-        } catch (error) {
-            const isRefused = error instanceof CommandError && (error.trouble === 'unknown' || error.trouble === 'unauthorized');
-            this.refusal = isRefused ? error.trouble : '';
-            this.changed();
-        }
+        const error = await this.send('tabletHello', { version: VERSION }).then(() => null, (reason) => reason);
+        this.session.learn(error);
+        this.isUnknown = error instanceof CommandError && error.trouble === 'unknown';
+        this.changed();
     }
 
     /** A hello that is not answered means that the connection is dead. */
@@ -220,6 +261,7 @@ export class Tablet {
     takeOfCall(element) {
         const isNew = element.name === 'invite' && !this.calls.find(element.attribute('call'));
         this.calls.take(element);
+        for (const call of this.calls.list) if (call.kind === 'monitor' && call.end?.code === FORBIDDEN) this.keepPrivate(call.destination);
         const call = isNew ? this.calls.find(element.attribute('call')) : undefined;
         // Nobody is spoken to without a sound before. Who is watched has the sign, and may be asleep.
         if (call?.role === 'callee' && call.answers && call.kind !== 'monitor') this.sounds.play('knock');
@@ -234,9 +276,16 @@ export class Tablet {
         this.callControl = { isUp: true, reason: '' };
         const callControl = element.find('callControl');
         if (callControl) this.takeCallControl(callControl);
-this.calls.confirmRinging();
+        this.calls.confirmRinging();
         // The driver hears of the new stream of a running call by its ping.
         this.calls.tick().catch((error) => this.report(error));
+    }
+
+    /** Its page says from now on that nobody may listen to it. @param {string} device its id */
+    keepPrivate(device) {
+        if (!device || this.private.has(device)) return;
+        this.private.add(device);
+        this.go('device', device);
     }
 
     /** @param {XmlElement} element */
@@ -289,8 +338,11 @@ this.calls.confirmRinging();
     report(error) {
         console.warn(error);
         if (!(error instanceof CommandError)) return;
-        if (error.trouble === 'failed') this.say(this.t('refused', { reason: error.message || '–' }));
-        else if (error.trouble === 'unauthorized') this.say(this.t('notAllowed'));
+        if (error.trouble === 'failed' && !this.callControl.isUp) this.say(this.t('noCallControl'));
+        else if (error.trouble === 'failed') this.say(this.t('refused', { reason: error.message || '–' }));
+        else if (error.trouble === 'unauthorized') this.session.learn(error);
+        else if (error.trouble === 'forbidden') this.say(this.t('notAllowed'));
+        else if (error.trouble === 'tooMany') this.say(this.t('tooMany', { count: error.wait || 60 }));
         else if (error.trouble === 'rejected') this.say(this.t('notDone', { reason: error.message }));
     }
 
@@ -314,6 +366,7 @@ this.calls.confirmRinging();
     monitor(device) {
         this.go('home');
         const call = this.newCall('monitor', device.name, 'sound');
+        call.destination = device.id;
         this.order(call, 'SIP_MONITOR_CALL', { destination: device.id, video: VIDEO_MODES.picture });
     }
 
@@ -400,19 +453,6 @@ this.calls.confirmRinging();
     type(number) {
         this.number = number;
         this.changed();
-    }
-
-    /** @param {string} device @param {import('./home.js').Button} button */
-    async press(device, button) {
-        try {
-            await this.home.tell('CUSTOM_BUTTON', { idDevice: device, button: button.id, idButton: button.id });
-            this.obeyed.add(`${device}/${button.id}`);
-            setTimeout(() => this.obeyed.delete(`${device}/${button.id}`) && this.changed(), SENTENCE_MS);
-            this.say(this.t('obeyed', { name: button.name }));
-        } catch (error) {
-            this.say(this.t('notObeyed', { name: button.name }));
-            console.warn(error);
-        }
     }
 
     /** One of the device's settings, by the agent, so that everybody learns of it. @param {string} name @param {string} value */

@@ -2,8 +2,7 @@
 import { html, keyed, nothing, repeat } from '../../vendor/lit/lit.js';
 import { announceView, liveBar, ringingView, talkingView } from './call.js';
 import { homeView, notices } from './home.js';
-import { contactsView, deviceView, groupView, recentsView, settingsView } from './pages.js';
-import { clockTime } from './parts.js';
+import { clockTime, pageHead } from './parts.js';
 
 /** @typedef {import('../tablet.js').Tablet} Tablet */
 /** @typedef {import('../calls.js').Call} Call */
@@ -11,14 +10,36 @@ import { clockTime } from './parts.js';
 /** Where the clock of the resting screen stands: it wanders, since a picture that never changes burns in. */
 const PLACES = 8;
 
-const PAGES = {
-    home: homeView,
-    device: deviceView,
-    group: groupView,
-    recents: recentsView,
-    contacts: contactsView,
-    settings: settingsView,
-};
+/** When the host is away. */
+const RETRY_MS = 2_000;
+
+/** @type {typeof import('./pages.js').views | null} */
+let pages = null;
+let isLoading = false;
+
+/** Fetches what is not needed at once. @param {Tablet} tablet */
+export async function loadPages(tablet) {
+    if (pages || isLoading) return;
+    isLoading = true;
+    try {
+        pages = (await import('./pages.js')).views;
+        isLoading = false;
+    } catch (error) {
+        tablet.report(error);
+        setTimeout(() => {
+            isLoading = false;
+            tablet.changed();
+        }, RETRY_MS);
+    }
+    tablet.changed();
+}
+
+/** @param {Tablet} tablet @param {keyof typeof import('./pages.js').views} name */
+function page(tablet, name) {
+    if (pages) return keyed(name, pages[name](tablet));
+    loadPages(tablet);
+    return keyed('reading', html`<main class="page">${pageHead(tablet, tablet.name)}<p class="empty">${tablet.t('reading')}</p></main>`);
+}
 
 /** @param {Tablet} tablet */
 export const appView = (tablet) => html`
@@ -34,9 +55,10 @@ function screen(tablet) {
     if (ringing) return keyed('ringing', ringingView(tablet, ringing));
     if (foremost?.isSpeaking) return keyed('announce', announceView(tablet, foremost));
     if (foremost) return keyed('talking', talkingView(tablet, foremost));
+    if (tablet.session.lack) return page(tablet, 'signIn');
     const { place } = tablet.at;
     if (place === 'announce') return keyed('announce', announceView(tablet, undefined));
-    return keyed(place, PAGES[place](tablet));
+    return place === 'home' ? keyed('home', homeView(tablet)) : page(tablet, place);
 }
 
 /** What is heard of all calls: a place of its own, so that no change of screens interrupts it. @param {Tablet} tablet */

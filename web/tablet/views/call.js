@@ -2,8 +2,7 @@
 import { html, keyed, nothing, ref } from '../../vendor/lit/lit.js';
 import { isHeard, isSeen } from '../calls.js';
 import { sends } from '../media.js';
-import { button, deviceButtons, duration, icon, isPress } from './parts.js';
-import { choice, keypad, volume } from './pages.js';
+import { button, choice, deviceButtons, duration, icon, isPress, keypad, notice, volume } from './parts.js';
 
 /** @typedef {import('../tablet.js').Tablet} Tablet */
 /** @typedef {import('../calls.js').Call} Call */
@@ -30,6 +29,7 @@ export function ringingView(tablet, call) {
     const hasPicture = sends(call.video) && tablet.hasCamera;
     return html`<main class="call ringing">
         <div class="pulse" aria-hidden="true"></div>
+        ${tablet.isConnected && !tablet.callControl.isUp ? notice(t('noCallControl')) : nothing}
         <header aria-live="assertive">
             <p class="subject">${icon('bell')}${tablet.isDoor(call) ? t('atTheDoor') : t('incoming')}</p>
             <h1 class="who">${nameOf(tablet, call)}</h1>
@@ -59,8 +59,8 @@ export function talkingView(tablet, call) {
         <header>
             <h1 class="who">${nameOf(tablet, call)}</h1>
             <p class="progress" role="status">${progress(tablet, call)}</p>
-            ${lacks(tablet, call)}
         </header>
+        <div class="troubles">${troubles(tablet, call)}</div>
         ${call.isOver ? farewell(tablet, call) : controls(tablet, call)}
         ${others.map((other) => button({ icon: 'resume', text: `${tablet.t('onHold')}: ${nameOf(tablet, other)}`, style: 'small', deed: () => tablet.swap(call, other) }))}
     </main>`;
@@ -85,13 +85,20 @@ function progress(tablet, call) {
 /** Whether it was this device or its user that has held the call. @param {Tablet} tablet @param {string} by */
 const isOwn = (tablet, by) => by === 'command' || by === tablet.identity?.attribute('key');
 
-/** Why nobody hears or sees the user. @param {Tablet} tablet @param {Call} call */
-function lacks(tablet, call) {
+/** What is wrong with the call, each with the way out where there is one. @param {Tablet} tablet @param {Call} call */
+function troubles(tablet, call) {
+    const { t } = tablet;
     const { leg } = call;
-    if (!leg || call.isOver || !leg.lacks.length) return nothing;
-    const isDeaf = leg.lacks.some((lack) => lack.kind === 'audio');
-    return html`<div class="notice">${icon('warning')}<p>${tablet.t(isDeaf ? 'theyDoNotHear' : 'theyDoNotSee')}</p>
-        <button type="button" class="button small" @click=${() => leg.capture()}>${tablet.t('tryNow')}</button></div>`;
+    if (call.isOver) return nothing;
+    const isDeaf = leg?.lacks.some((lack) => lack.kind === 'audio');
+    const retry = { text: t('tryNow'), deed: () => leg?.capture() };
+    const isSet = tablet.isSet('answerWithVideo');
+    const sendNext = { text: t('pictureOn'), deed: () => tablet.set('answerWithVideo', 'true') };
+    return html`
+        ${tablet.isConnected && !tablet.callControl.isUp ? notice(t('goesOnWithoutControl')) : nothing}
+        ${tablet.isAway ? notice(t('goesOnAlone')) : nothing}
+        ${leg?.lacks.length ? notice(t(isDeaf ? 'theyDoNotHear' : 'theyDoNotSee'), retry) : nothing}
+        ${call.isUnseen ? notice(t(isSet ? 'seenNext' : 'notSeen'), isSet ? undefined : sendNext) : nothing}`;
 }
 
 /** What a call ended with, as somebody in the home would say it. @param {Tablet} tablet @param {Call} call @param {End} end */
@@ -103,6 +110,7 @@ function endText(tablet, call, end) {
     if (call.establishedAt) return `${t('callEnded')} · ${duration(call.endedAt - call.establishedAt)}`;
     if (call.role === 'callee') return t('missedCall', { name });
     if (call.kind === 'monitor' && end.code === 403) return t('mayNotListen', { name });
+    if (end.code === 486 && tablet.home.devices.some((device) => device.name === call.name && device.dnd)) return t('undisturbed', { name });
     /** @type {Record<number, TextKey>} */
     const reasons = { 404: 'nobodyNamed', 408: 'noAnswer', 480: 'noReaching', 486: 'busy', 487: 'noAnswer', 600: 'busy', 603: 'declined' };
     return t(reasons[end.code] ?? 'failed', { name });

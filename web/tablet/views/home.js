@@ -1,7 +1,7 @@
 // The tablet at rest: clock, devices and groups, announce, missed calls, do-not-disturb.
 import { isYes } from '../../common/xml.js';
 import { html, nothing, repeat } from '../../vendor/lit/lit.js';
-import { button, callTime, clockTime, icon, longDate, namedIcon } from './parts.js';
+import { button, callTime, clockTime, icon, longDate, namedIcon, notice } from './parts.js';
 
 /** @typedef {import('../tablet.js').Tablet} Tablet */
 /** @typedef {import('../home.js').Device} Device */
@@ -114,9 +114,8 @@ export function notices(tablet) {
     const touch = { text: t('soundNeedsTouchDo'), deed: () => tablet.unlockSound() };
     /** @type {[boolean, string, { text: string, deed: () => void }?][]} */
     const all = [
-        [tablet.refusal === 'unknown', t('noSuchTablet', { name: tablet.name }), retry],
-        [tablet.refusal === 'unauthorized', t('notAllowedHere'), retry],
-        [tablet.isAway && !tablet.refusal, t('noConnection'), retry],
+        [tablet.isUnknown, t('noSuchTablet', { name: tablet.name }), retry],
+        [tablet.isAway && !tablet.isUnknown, t('noConnection'), retry],
         [tablet.isConnected && !tablet.callControl.isUp, t('noCallControl')],
         [lack === 'insecure', t('notSecure'), secure],
         [lack === 'prompt', t('useMicrophone'), allow],
@@ -128,8 +127,5 @@ export function notices(tablet) {
     ];
     return all
         .filter(([isTrue]) => isTrue)
-        .map(([, text, wayOut]) => html`<div class="notice">
-            ${icon('warning')}<p>${text}</p>
-            ${wayOut ? html`<button type="button" class="button small" @click=${wayOut.deed}>${wayOut.text}</button>` : nothing}
-        </div>`);
+        .map(([, text, wayOut]) => notice(text, wayOut));
 }

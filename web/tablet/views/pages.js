@@ -1,8 +1,10 @@
-// What lies behind the tiles and the bar: a device, a group, calls, contacts, settings.
+// What lies behind the tiles and the bar: a device, a group, calls, contacts, settings; and signing in. None of it is
+// needed at once, so it comes when the home is there.
 import { html, nothing, repeat } from '../../vendor/lit/lit.js';
 import { LANGUAGES } from '../../common/i18n.js';
-import { button, callTime, clockTime, deviceButtons, icon, iconButton, pageHead } from './parts.js';
 import { stateOf } from './home.js';
+import { button, callTime, choice, clockTime, deviceButtons, icon, iconButton, keypad, pageHead, volume } from './parts.js';
+import { sessionCard, signInView } from './session.js';
 
 /** @typedef {import('../tablet.js').Tablet} Tablet */
 /** @typedef {import('../home.js').Recent} Recent */
@@ -14,26 +16,37 @@ const MORNING_HOUR = 7;
 const LANGUAGE_NAMES = { en: 'English', de: 'Deutsch' };
 
 /** @param {Tablet} tablet */
-export function deviceView(tablet) {
+function deviceView(tablet) {
     const device = tablet.home.device(tablet.at.id);
     if (!device) return html`<main class="page">${pageHead(tablet, tablet.t('away'))}<p class="empty">${tablet.t('noDevices')}</p></main>`;
     const [state, stateIcon] = stateOf(device);
     const { t } = tablet;
+    const isPrivate = tablet.private.has(device.id);
     return html`<main class="page">
         ${pageHead(tablet, device.name || device.key)}
         <p class="state-line">${icon(stateIcon)}${t(state)}</p>
         <div class="deeds">
             ${button({ icon: 'accept', text: t('call'), style: 'main', deed: () => tablet.call(device, 'sound') })}
-            ${button({ icon: 'camera', text: t('callPicture'), deed: () => tablet.call(device, 'picture') })}
-            ${button({ icon: 'listen', text: t('listen'), deed: () => tablet.monitor(device) })}
+            ${button({ icon: 'camera', text: t('callPicture'), isOff: !tablet.canSend, deed: () => tablet.call(device, 'picture') })}
+            ${ownPictureHint(tablet)}
+            ${isPrivate ? nothing : button({ icon: 'listen', text: t('listen'), deed: () => tablet.monitor(device) })}
             ${deviceButtons(tablet, device)}
         </div>
-        <p class="hint">${icon('eye')}${t('listenHint')}</p>
+        <p class="hint">${icon(isPrivate ? 'eyeOff' : 'eye')}${isPrivate ? t('mayNotListen', { name: device.name }) : t('listenHint')}</p>
     </main>`;
 }
 
+/** Whether others will see this tablet when it calls with picture. @param {Tablet} tablet */
+function ownPictureHint(tablet) {
+    const { t } = tablet;
+    if (!tablet.canSend) return html`<p class="hint">${icon('cameraOff')}${t('noCameraHere')}</p>`;
+    if (tablet.isSet('answerWithVideo')) return nothing;
+    return html`<div class="notice">${icon('cameraOff')}<p>${t('pictureOff')}</p>
+        ${button({ icon: 'camera', text: t('pictureOn'), style: 'small', deed: () => tablet.set('answerWithVideo', 'true') })}</div>`;
+}
+
 /** @param {Tablet} tablet */
-export function groupView(tablet) {
+function groupView(tablet) {
     const group = tablet.home.groups.find((other) => other.id === tablet.at.id);
     if (!group) return html`<main class="page">${pageHead(tablet, tablet.t('group'))}</main>`;
     const members = tablet.home.devices.filter((device) => group.members.includes(device.id));
@@ -52,7 +65,7 @@ export function groupView(tablet) {
 }
 
 /** @param {Tablet} tablet */
-export function recentsView(tablet) {
+function recentsView(tablet) {
     const { recents } = tablet.home;
     const isSure = tablet.at.id === 'sure';
     const clear = () => {
@@ -86,7 +99,7 @@ function recentRow(tablet, recent) {
 }
 
 /** @param {Tablet} tablet */
-export function contactsView(tablet) {
+function contactsView(tablet) {
     const { contacts } = tablet.home;
     const fast = contacts.flatMap((contact) => contact.phones.filter((phone) => phone.speedDial).map((phone) => ({ contact, phone })));
     return html`<main class="page wide">
@@ -119,21 +132,8 @@ const contactRow = (tablet, contact) => html`<div class="row">
         button({ icon: 'accept', text: `${phone.kind} ${phone.number}`, style: 'small', deed: () => tablet.dial(phone.number, contact.name) }))}
 </div>`;
 
-/**
- * Keys for who has no keyboard, and a field for who has one.
- * @param {Tablet} tablet @param {string} value @param {(value: string) => void} changed
- */
-export const keypad = (tablet, value, changed) => html`<div class="keypad">
-    <div class="keypad-line">
-        <input type="tel" inputmode="tel" autocomplete="off" aria-label=${tablet.t('number')} .value=${value}
-            @input=${(/** @type {Event} */ event) => changed(/** @type {HTMLInputElement} */ (event.target).value)} />
-        ${iconButton('erase', tablet.t('erase'), () => changed(value.slice(0, -1)))}
-    </div>
-    ${[...'123456789*0#'].map((digit) => html`<button type="button" class="button key" @click=${() => changed(value + digit)}>${digit}</button>`)}
-</div>`;
-
 /** @param {Tablet} tablet */
-export const settingsView = (tablet) => html`<main class="page">
+const settingsView = (tablet) => html`<main class="page">
     ${pageHead(tablet, tablet.t('settings'))}
     ${dndChoice(tablet)}
     <section class="card">
@@ -149,6 +149,7 @@ export const settingsView = (tablet) => html`<main class="page">
             (theme) => tablet.setTheme(theme))}
     </section>
     ${status(tablet)}
+    ${sessionCard(tablet)}
 </main>`;
 
 /** @param {Tablet} tablet */
@@ -182,26 +183,6 @@ function settingSwitch(tablet, name) {
     </button>`;
 }
 
-/** @param {Tablet} tablet */
-export const volume = (tablet) => html`<label class="volume">
-    ${icon('sound')}<span>${tablet.t('volume')}</span>
-    <input type="range" min="1" max="100" aria-label=${tablet.t('volume')} .value=${String(tablet.settings.volume)}
-        @input=${(/** @type {Event} */ event) => tablet.sounds.setVolume(Number(/** @type {HTMLInputElement} */ (event.target).value) / 100)}
-        @change=${(/** @type {Event} */ event) => tablet.setVolume(Number(/** @type {HTMLInputElement} */ (event.target).value))} />
-</label>`;
-
-/**
- * One of several, as buttons in a row.
- * @template {string} Value
- * @param {string} title @param {Value} value @param {[Value, string][]} choices @param {(value: Value) => void} choose
- */
-export const choice = (title, value, choices, choose) => html`<div class="choice" role="radiogroup" aria-label=${title}>
-    <span class="choice-title">${title}</span>
-    ${choices.map(([own, text]) => html`<label class="chip-choice">
-        <input type="radio" name=${title} .checked=${own === value} @change=${() => choose(own)} /><span>${text}</span>
-    </label>`)}
-</div>`;
-
 /** What this tablet has. @param {Tablet} tablet */
 function status(tablet) {
     const { t } = tablet;
@@ -220,3 +201,12 @@ function status(tablet) {
         </li>`)}</ul>
     </section>`;
 }
+
+export const views = {
+    device: deviceView,
+    group: groupView,
+    recents: recentsView,
+    contacts: contactsView,
+    settings: settingsView,
+    signIn: signInView,
+};

@@ -27,6 +27,12 @@ export const button = ({ icon: name, text, deed, style = '', isOn, isOff = false
 export const iconButton = (name, text, deed) =>
     html`<button type="button" class="button round" aria-label=${text} title=${text} @click=${deed}>${icon(name)}</button>`;
 
+/** What somebody should know, with the way out. @param {string} text @param {{ text: string, deed: () => unknown }} [wayOut] */
+export const notice = (text, wayOut) => html`<div class="notice">
+    ${icon('warning')}<p>${text}</p>
+    ${wayOut ? html`<button type="button" class="button small" @click=${wayOut.deed}>${wayOut.text}</button>` : nothing}
+</div>`;
+
 /** The head of a page with the way back. @param {Tablet} tablet @param {string} title */
 export const pageHead = (tablet, title) =>
     html`<header class="page-head">${iconButton('back', tablet.t('back'), () => tablet.go('home'))}<h1>${title}</h1></header>`;
@@ -36,9 +42,9 @@ const presses = new WeakMap();
 
 /**
  * A button that must be held, by finger or by key, before it does anything.
- * @param {{ icon: IconName, text: string, hint: string, deed: () => void, isDone: boolean }} button
+ * @param {{ icon: IconName, text: string, hint: string, deed: () => void, state: import('../buttons.js').Outcome }} button
  */
-export function heldButton({ icon: name, text, hint, deed, isDone }) {
+export function heldButton({ icon: name, text, hint, deed, state }) {
     /** @param {Event} event */
     const press = (event) => {
         const element = /** @type {HTMLElement} */ (event.currentTarget);
@@ -52,10 +58,10 @@ export function heldButton({ icon: name, text, hint, deed, isDone }) {
             }, HOLD_MS),
         );
     };
-    return html`<button type="button" class="button held ${isDone ? 'done' : ''}" @pointerdown=${press} @keydown=${press}
+    return html`<button type="button" class="button held ${state}" @pointerdown=${press} @keydown=${press}
         @pointerup=${letGo} @pointerleave=${letGo} @pointercancel=${letGo} @keyup=${letGo} @blur=${letGo}
         @contextmenu=${(/** @type {Event} */ event) => event.preventDefault()}>
-        ${icon(isDone ? 'check' : name)}<span class="words"><span>${text}</span><small>${hint}</small></span>
+        ${icon(drawingOf(state) ?? name)}<span class="words"><span>${text}</span><small>${hint}</small></span>
     </button>`;
 }
 
@@ -73,16 +79,56 @@ function release(element) {
     element.classList.remove('pressed');
 }
 
+/** @typedef {import('../buttons.js').Outcome} Outcome */
+/** @type {Record<Outcome, import('../texts.js').TextKey>} */
+const HINTS = { '': 'holdHint', asked: 'asked', done: 'opened', failed: 'notOpened' };
+
+/** @param {Outcome} state @returns {IconName | undefined} */
+const drawingOf = (state) => (state === 'done' ? 'check' : state === 'failed' ? 'warning' : undefined);
+
 /** The buttons of a device: those of a door must be held. @param {Tablet} tablet @param {import('../home.js').Device} device */
 export function deviceButtons(tablet, device) {
     return tablet.home.buttonsOf(device.id).map((own) => {
-        const isDone = tablet.obeyed.has(`${device.id}/${own.id}`);
-        const deed = () => tablet.press(device.id, own);
-        const hint = isDone ? tablet.t('opened') : tablet.t('holdHint');
-        if (device.doorStation) return heldButton({ icon: 'door', text: own.name, hint, deed, isDone });
-        return button({ icon: isDone ? 'check' : 'keypad', text: own.name, deed });
+        const state = tablet.buttons.outcomeOf(device.id, own.id);
+        const deed = () => tablet.buttons.press(device, own);
+        const hint = tablet.t(HINTS[state]);
+        if (device.doorStation) return heldButton({ icon: 'door', text: own.name, hint, deed, state });
+        return button({ icon: drawingOf(state) ?? 'keypad', text: own.name, deed });
     });
 }
+
+/**
+ * Keys for who has no keyboard, and a field for who has one.
+ * @param {Tablet} tablet @param {string} value @param {(value: string) => void} changed
+ */
+export const keypad = (tablet, value, changed) => html`<div class="keypad">
+    <div class="keypad-line">
+        <input type="tel" inputmode="tel" autocomplete="off" aria-label=${tablet.t('number')} .value=${value}
+            @input=${(/** @type {Event} */ event) => changed(/** @type {HTMLInputElement} */ (event.target).value)} />
+        ${iconButton('erase', tablet.t('erase'), () => changed(value.slice(0, -1)))}
+    </div>
+    ${[...'123456789*0#'].map((digit) => html`<button type="button" class="button key" @click=${() => changed(value + digit)}>${digit}</button>`)}
+</div>`;
+
+/** @param {Tablet} tablet */
+export const volume = (tablet) => html`<label class="volume">
+    ${icon('sound')}<span>${tablet.t('volume')}</span>
+    <input type="range" min="1" max="100" aria-label=${tablet.t('volume')} .value=${String(tablet.settings.volume)}
+        @input=${(/** @type {Event} */ event) => tablet.sounds.setVolume(Number(/** @type {HTMLInputElement} */ (event.target).value) / 100)}
+        @change=${(/** @type {Event} */ event) => tablet.setVolume(Number(/** @type {HTMLInputElement} */ (event.target).value))} />
+</label>`;
+
+/**
+ * One of several, as buttons in a row.
+ * @template {string} Value
+ * @param {string} title @param {Value} value @param {[Value, string][]} choices @param {(value: Value) => void} choose
+ */
+export const choice = (title, value, choices, choose) => html`<div class="choice" role="radiogroup" aria-label=${title}>
+    <span class="choice-title">${title}</span>
+    ${choices.map(([own, text]) => html`<label class="chip-choice">
+        <input type="radio" name=${title} .checked=${own === value} @change=${() => choose(own)} /><span>${text}</span>
+    </label>`)}
+</div>`;
 
 /** @param {Tablet} tablet @param {number | Date} time */
 export const clockTime = (tablet, time) => new Intl.DateTimeFormat(tablet.locale, { hour: '2-digit', minute: '2-digit' }).format(time);
