@@ -59,8 +59,9 @@ using Headers = std::unique_ptr<curl_slist, FreedBy<&curl_slist_free_all>>;
 class Exchange {
 public:
     // What is set stays within reach of libcurl: this object does not move.
-    Exchange(const std::string& name, const HttpAction& action, std::chrono::milliseconds time)
-        : head_(name + " (" + action.station + "): "), handle_(curl_easy_init()) {
+    Exchange(const std::string& name, const HttpAction& action, std::chrono::milliseconds time,
+             std::function<void(bool)> done)
+        : head_(name + " (" + action.station + "): "), done_(std::move(done)), handle_(curl_easy_init()) {
         // libcurl would name a form as the type of the empty body.
         headers_.reset(curl_slist_append(nullptr, "Content-Type:"));
         if (!handle_ || !headers_) throw std::bad_alloc();
@@ -89,6 +90,7 @@ public:
     }
 
     CURL* Handle() const { return handle_.get(); }
+    const std::function<void(bool)>& Done() const { return done_; }
 
     std::pair<unsigned int, std::string> Outcome(CURLcode result) const {
         long status = 0;
@@ -128,6 +130,7 @@ private:
     Exchange& operator=(const Exchange&) = delete;
 
     const std::string head_;
+    const std::function<void(bool)> done_;
     Headers headers_;
     std::array<char, CURL_ERROR_SIZE> error_{};
     std::size_t received_ = 0;
@@ -154,9 +157,9 @@ public:
     Thread(const Thread&) = delete;
     Thread& operator=(const Thread&) = delete;
 
-    bool Call(const std::string& name, const HttpAction& action) {
+    bool Call(const std::string& name, const HttpAction& action, std::function<void(bool)> done) {
         if (underWay_ >= kMostRequests) return false;
-        auto exchange = std::make_unique<Exchange>(name, action, answerTime_);
+        auto exchange = std::make_unique<Exchange>(name, action, answerTime_, std::move(done));
         ++underWay_;
         {
             const std::lock_guard lock(mutex_);
@@ -203,6 +206,9 @@ private:
             const auto [level, text] = ended.mapped()->Outcome(result);
             --underWay_;
             instanceManager_.WriteLog(level, text);
+            if (const auto& done = ended.mapped()->Done())
+                instanceManager_.PostToDriverThread(
+                    [done, isDone = level == dv::LOG_LEVEL_INFO] { done(isDone); });
         }
     }
 
@@ -218,10 +224,13 @@ private:
 };
 
 HttpCaller::HttpCaller(IInstanceManager& instanceManager, std::chrono::milliseconds answerTime)
-    : thread_(std::make_unique<Thread>(instanceManager, answerTime)) {}
+    : alive_(std::make_shared<bool>()), thread_(std::make_unique<Thread>(instanceManager, answerTime)) {}
 
 HttpCaller::~HttpCaller() = default;
 
-bool HttpCaller::Call(const std::string& name, const HttpAction& action) {
-    return thread_->Call(name, action);
+bool HttpCaller::Call(const std::string& name, const HttpAction& action, Done done) {
+    if (!done) return thread_->Call(name, action, {});
+    return thread_->Call(name, action, [weak = std::weak_ptr(alive_), done = std::move(done)](bool isDone) {
+        if (weak.lock()) done(isDone);
+    });
 }

@@ -3,6 +3,7 @@
 #define DRIVERS_PHONE_HTTPCALLER_H
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -23,12 +24,15 @@ public:
     HttpCaller(const HttpCaller&) = delete;
     HttpCaller& operator=(const HttpCaller&) = delete;
 
+    /// Whether the station has done it. Told on the driver thread, and never after the caller is gone.
+    using Done = std::function<void(bool)>;
     /// Sends it, and logs under `name` what the station answers. Does not wait. False when kMostRequests are
-    /// under way; then it is not sent.  [driver thread]
-    bool Call(const std::string& name, const HttpAction& action);
+    /// under way; then it is not sent, and `done` not called.  [driver thread]
+    bool Call(const std::string& name, const HttpAction& action, Done done = {});
 
 private:
     class Thread;
+    std::shared_ptr<bool> alive_;  // what is posted may be carried out after the end
     std::unique_ptr<Thread> thread_;
 };
 

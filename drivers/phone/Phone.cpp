@@ -1,5 +1,7 @@
 #include "drivers/phone/Phone.h"
 
+#include <utility>
+
 #include "host/glue/Log.h"
 
 namespace {
@@ -73,28 +75,39 @@ dv::auto_com<DvXML::INode> Phone::ButtonsToXml() const {
 }
 
 dv::auto_com<DvXML::INode> Phone::Press(const std::string& wanted) {
-    const auto fail = [this](const std::string& why) {
-        Log(dv::LOG_LEVEL_ERROR, why);
-        return DvXML::CreateXmlNode("fail", why);
-    };
+    std::string why = "there is no button \"" + wanted + "\"";
     for (std::size_t at = 0; at < buttons_.size(); ++at) {
-        const PhoneButton& button = buttons_[at];
-        if (wanted != button.name && wanted != std::to_string(at + 1)) continue;
-        const std::string what = "button " + button.name;
-        if (button.http) {
-            const std::string why = CallStation(what, *button.http);
-            if (!why.empty()) return fail(what + ": " + why);
-        } else if (!Calls().SendDigits(button.digits, button.by)) {
-            return fail(what + ": there is no call to send its digits into");
-        }
-        return DvXML::CreateXmlNode("success", "");
+        if (wanted != buttons_[at].name && wanted != std::to_string(at + 1)) continue;
+        why = Carry(at);
+        if (why.empty()) return DvXML::CreateXmlNode("success", "");
+        TellOutcome(at, false);
+        why = "button " + buttons_[at].name + ": " + why;
+        break;
     }
-    return fail("there is no button \"" + wanted + "\"");
+    Log(dv::LOG_LEVEL_ERROR, why);
+    return DvXML::CreateXmlNode("fail", why);
 }
 
-std::string Phone::CallStation(const std::string& what, const HttpAction& action) {
+std::string Phone::Carry(std::size_t at) {
+    const PhoneButton& button = buttons_[at];
+    if (button.http)
+        return CallStation("button " + button.name, *button.http,
+                           [this, at](bool isDone) { TellOutcome(at, isDone); });
+    return Calls().SendDigits(button.digits, button.by) ? "" : "there is no call to send its digits into";
+}
+
+void Phone::TellOutcome(std::size_t at, bool isDone) {
+    const auto element = DvXML::CreateXmlNode("DeviceButtonPressed", "");
+    element->NodeAddNamedULong("id", getDeviceId());
+    element->NodeAddNamedULong("button", at + 1);
+    element->NodeAddNamedValue("name", buttons_[at].name);
+    element->NodeAddNamedBool("success", isDone);
+    GetInstanceManager().SendDataToUI(*element);
+}
+
+std::string Phone::CallStation(const std::string& what, const HttpAction& action, HttpCaller::Done done) {
     if (!http_) http_ = std::make_unique<HttpCaller>(GetInstanceManager(), times_.httpAnswer);
-    if (http_->Call(what, action)) return {};
+    if (http_->Call(what, action, std::move(done))) return {};
     return "the station has not answered " + std::to_string(HttpCaller::kMostRequests) + " requests yet";
 }
 

@@ -36,8 +36,13 @@ private:
 
     dv::auto_com<DvXML::INode> ButtonsToXml() const;
     dv::auto_com<DvXML::INode> Press(const std::string& button);
+    /// Why not; empty when it is on its way.
+    std::string Carry(std::size_t button);
+    /// Tells user interfaces what came of a button. Digits tell nothing: no phone says what it does with
+    /// them.
+    void TellOutcome(std::size_t button, bool isDone);
     /// Why not; empty when it is sent.
-    std::string CallStation(const std::string& name, const HttpAction& action);
+    std::string CallStation(const std::string& name, const HttpAction& action, HttpCaller::Done done = {});
 
     const Times times_;
     std::vector<PhoneButton> buttons_;

@@ -1,4 +1,6 @@
 // The door opener: digits into a call, or a request to the station.
+#include <algorithm>
+
 #include "tests/drivers/phone/PhoneFixture.h"
 #include "tests/drivers/phone/Station.h"
 #include "tests/support/process/Patience.h"
@@ -22,6 +24,16 @@ protected:
             "<method>POST</method><user>me</user><password>station-secret</password></http></button>"
             "</buttons><chime>" +
             request + "</http></chime>");
+    }
+    /// User interfaces are told what came of the first button.
+    bool IsTold(const std::string& name, bool isDone) {
+        const std::string line = "ui <DeviceButtonPressed><id>101</id><button>1</button><name>" + name +
+                                 "</name><success>" + (isDone ? "true" : "false") +
+                                 "</success></DeviceButtonPressed>";
+        return Eventually([&] {
+            const auto told = recorder.Take("ui ");
+            return std::ranges::find(told, line) != told.end();
+        });
     }
     test::Station station;
 };
@@ -55,6 +67,7 @@ TEST_F(PhoneButtons, SendDigitsIntoThePhonesCall) {
 TEST_F(PhoneButtons, FailWithTheReason) {
     StartConnected("<buttons><button><name>Open</name><info>#9</info></button></buttons>");
     EXPECT_EQ("<fail>button Open: there is no call to send its digits into</fail>", Press("Open"));
+    EXPECT_TRUE(IsTold("Open", false));
     EXPECT_EQ("<fail>there is no button \"3\"</fail>", Press("3"));
     EXPECT_EQ("<fail>there is no button \"\"</fail>", Press(""));
 }
@@ -92,6 +105,23 @@ TEST_F(PhoneButtons, AStationThatRefusesIsSaid) {
     Press("Gate");
     station.Answer("403 Forbidden");
     EXPECT_TRUE(IsLogged("the station answers 403"));
+    EXPECT_TRUE(IsTold("Gate", false));
+}
+
+TEST_F(PhoneButtons, ThatAStationHasDoneItIsTold) {
+    StartWithStation();
+    Press("Gate");
+    station.Answer("204 No Content");
+    EXPECT_TRUE(IsTold("Gate", true));
+}
+
+TEST_F(PhoneButtons, NobodyTellsWhatAPhoneDoesWithDigits) {
+    StartConnected("<buttons><button><name>Open</name><info>#9</info></button></buttons>");
+    BeCalledByTheKitchen();
+    recorder.Take();
+    EXPECT_EQ("<success/>", Press("Open"));
+    EXPECT_EQ("dtmf", control->Read().at("cmd"));
+    EXPECT_THAT(recorder.Take("ui "), testing::IsEmpty());
 }
 
 TEST_F(PhoneButtons, AStationIsNotFollowedElsewhereAndItsAnswerNotReadWithoutEnd) {
