@@ -27,6 +27,7 @@ constexpr int kDecline = 603;
 
 constexpr char kPageGone[] = "The page is gone";
 constexpr char kNobody[] = "No page is open";
+constexpr char kControlAway[] = "Call control is away";
 constexpr char kByCallControl[] = "callcontrol";
 constexpr char kByCommand[] = "command";
 constexpr char kCalling[] = "calling";
@@ -240,7 +241,7 @@ void PageCalls::OnTime(Time now) {
     if (!controlDue_ || *controlDue_ > now) return;
     controlDue_.reset();
     while (!calls_.empty())
-        End(calls_.begin()->first, {kNoService, "Call control is away", kByCallControl});
+        End(calls_.begin()->first, {kNoService, kControlAway, kByCallControl});
 }
 
 std::optional<PageCalls::Time> PageCalls::NextTime() const {
@@ -248,6 +249,27 @@ std::optional<PageCalls::Time> PageCalls::NextTime() const {
     for (const auto& [id, call] : calls_)
         if (call.due && (!next || *call.due < *next)) next = call.due;
     return next;
+}
+
+// ---- calls that the agent orders
+
+void PageCalls::OnOrder(const Command& order, bool isSent) {
+    std::string name = order.called;
+    if (name.empty() && order.to.size() == 1) name = NameOf(order.to.front());
+    orders_[order.id] = {order.callKind, name};
+    if (!isSent) Refuse(order.id, kNoService, kControlAway);
+}
+
+bool PageCalls::Refuse(const std::string& id, int code, const std::string& reason) {
+    const auto node = orders_.extract(id);
+    if (!node) return false;
+    const auto element = DvXML::CreateXmlNode("refused", "");
+    element->NodeSetAttribute("kind", TextOf(node.mapped().kind));
+    element->NodeSetAttribute("name", node.mapped().name);
+    element->NodeSetAttribute("code", std::to_string(code));
+    element->NodeSetAttribute("reason", reason);
+    pages_.SendAll(*element);
+    return true;
 }
 
 // ---- what call control tells
@@ -259,10 +281,13 @@ void PageCalls::OnEvent(const Event& event) {
         case EventKind::PageInvite:
             return TakeInvite(event);
         case EventKind::Refused:
-            return TakeRefusal(event);
+            if (!Refuse(event.id, event.code, event.reason)) TakeRefusal(event);
+            return;
         default:
             break;
     }
+    // One that call control ends at once never comes to the pages.
+    if (event.kind == EventKind::Ended && Refuse(event.id, event.code, event.reason)) return;
     const auto found = calls_.find(event.id);
     if (found == calls_.end()) return;
     Call& call = found->second;
@@ -312,6 +337,7 @@ void PageCalls::TakeNews(const Event& event, Call& call) {
 
 // An invite is told once more to a driver that has come back. An answer that was on the way was lost.
 void PageCalls::TakeInvite(const Event& event) {
+    orders_.erase(event.id);
     Call& call = calls_[event.id];
     if (!call.offer.empty() && call.offer == event.sdp) {
         if (!call.answered) return;
@@ -407,6 +433,8 @@ void PageCalls::OnCallControlLost(const std::string& reason) {
     controlTrouble_ = reason;
     if (std::exchange(controlIsThere_, false)) controlDue_ = Now() + times_.comingBack;
     pages_.SendAll(*ControlElement());
+    while (!orders_.empty())
+        Refuse(orders_.begin()->first, kNoService, kControlAway);
 }
 
 // ---- what pages are told

@@ -62,6 +62,9 @@ public:
     /// At least one page is there from now on, or none.
     void TellPresence(bool present);
 
+    /// A call that the agent has ordered here goes to call control, or cannot. Pages learn what becomes of
+    /// it: by an <invite>, or by <refused>.
+    void OnOrder(const telephony::Command& order, bool isSent);
     /// What call control tells, after DeviceCalls has heard it.
     void OnEvent(const telephony::Event& event);
     void OnCallControlLost(const std::string& reason);
@@ -95,6 +98,10 @@ private:
         std::optional<Outcome> outcome;  // why we end it
     };
     using Calls = std::map<std::string, Call>;  // by call control's id
+    struct Order {
+        telephony::CallKind kind;
+        std::string name;  // of who is called; empty: several
+    };
 
     /// The call that a page speaks of. One that is answered is at this page from now on.
     Call& Take(unsigned long reader, const std::string& id);
@@ -110,6 +117,8 @@ private:
     void TakeRunning(const telephony::CallReport& report, const telephony::LegReport& own);
     void TakeRefusal(const telephony::Event& event);
 
+    /// False when there is no such order.
+    bool Refuse(const std::string& id, int code, const std::string& reason);
     void End(const std::string& id, const Outcome& outcome);
     void Tell(Call& call, const Element& element);
     Element EndedElement(const std::string& id, const Outcome& outcome,
@@ -125,6 +134,7 @@ private:
     Pages& pages_;
     Times times_;
     Calls calls_;
+    std::map<std::string, Order> orders_;  // by the same, until pages are invited to them
     bool controlIsThere_ = false;
     std::string controlTrouble_ = "it is not reached yet";
     std::optional<Time> controlDue_;  // it is not expected back after that

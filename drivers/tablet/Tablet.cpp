@@ -144,6 +144,12 @@ void Tablet::OnCallControlLost(const std::string& reason) {
     Settle();
 }
 
+bool Tablet::SendToCallControl(const telephony::Command& command) {
+    const bool isSent = CallingDevice::SendToCallControl(command);
+    if (command.kind == telephony::CommandKind::Call) pageCalls_.OnOrder(command, isSent);
+    return isSent;
+}
+
 void Tablet::OnSettingsChanged() {
     pages_.SendAll(*SettingsToXml());
 }

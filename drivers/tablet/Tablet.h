@@ -64,6 +64,7 @@ private:
     void OnSettingsChanged() override;
     void OnCallControlEvent(const telephony::Event& event) override;
     void OnCallControlLost(const std::string& reason) override;
+    bool SendToCallControl(const telephony::Command& command) override;
 
     bool IsDisturbedBy(const telephony::Event& event) const;
     void OnTime();

@@ -54,6 +54,60 @@ TEST_F(TabletCalls, ACallThatTheAgentStartsIsBegunByThePage) {
     EXPECT_EQ(Answer(id), control->Read());
 }
 
+TEST_F(TabletCalls, WhatCallControlRefusesIsToldToThePageThatWaitsForIt) {
+    StartConnected();
+    OpenPage();
+    tablet->StartSipMonitor(MEDIA_SEND_RECEIVE, MEDIA_RECEIVE_ONLY, "Kitchen@10.0.0.2");
+    auto refused = About(EventKind::Refused, control->Read().at("id"), "", 403);
+    refused.reason = "call: \"kitchen\" may not be monitored";
+    Tell(refused);
+    Tell(refused);  // once is enough
+    EXPECT_THAT(TakePages(), ElementsAre("1 <refused kind=\"monitor\" name=\"Kitchen\" code=\"403\" "
+                                         "reason=\"call: &quot;kitchen&quot; may not be monitored\"/>"));
+}
+
+TEST_F(TabletCalls, ACallThatEndsBeforeThePageIsInvitedIsToldToIt) {
+    StartConnected();
+    OpenPage();
+    tablet->StartSipBroadcast(dvIntercom::MEDIA_SEND_ONLY, dvIntercom::MEDIA_NONE,
+                              {"Kitchen@10.0.0.2", "Attic@10.0.0.2"});
+    const std::string id = control->Read().at("id");
+    Tell(Calling(Call(id, "hall", {"kitchen", "attic"}, telephony::CallKind::Broadcast)));
+    auto ended = About(EventKind::Ended, id, "", 480);
+    ended.reason = "No page is open";
+    Tell(ended);
+    EXPECT_THAT(
+        TakePages(),
+        ElementsAre("1 <refused kind=\"broadcast\" name=\"\" code=\"480\" reason=\"No page is open\"/>"));
+}
+
+TEST_F(TabletCalls, ACallThatAPageHasBeenInvitedToEndsAndIsNotRefused) {
+    StartConnected();
+    OpenPage();
+    tablet->StartSipCall(MEDIA_SEND_RECEIVE, MEDIA_RECEIVE_ONLY, "Kitchen@10.0.0.2");
+    const std::string id = control->Read().at("id");
+    Tell(Calling(Call(id, "hall", {"kitchen"})));
+    Tell(Invitation(id, LegRole::Caller));
+    TakePages();
+    auto ended = About(EventKind::Ended, id, "", 503);
+    ended.reason = "The media relay is away";
+    ended.by = "callcontrol";
+    Tell(ended);
+    EXPECT_THAT(TakePages(), ElementsAre("1 <ended call=\"" + id +
+                                         "\" code=\"503\" reason=\"The media relay is away\" "
+                                         "by=\"callcontrol\" seconds=\".\"/>"));
+}
+
+TEST_F(TabletCalls, WhileCallControlIsAwayAPageIsToldThatItsCallCannotBeMade) {
+    Start();
+    OpenStream();
+    EXPECT_EQ("<success/>", Say(1, "tabletHello", "", {{"version", "1"}}));
+    TakePages();
+    tablet->StartSipCall(MEDIA_SEND_RECEIVE, MEDIA_RECEIVE_ONLY, "Kitchen@10.0.0.2");
+    EXPECT_THAT(TakePages(), ElementsAre("1 <refused kind=\"regular\" name=\"Kitchen\" code=\"503\" "
+                                         "reason=\"Call control is away\"/>"));
+}
+
 TEST_F(TabletCalls, APageHearsHowItsCallGoes) {
     StartConnected();
     BeInCall(OpenPage());
