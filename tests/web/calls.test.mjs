@@ -410,7 +410,7 @@ test('keys of a call are sent as digits', async () => {
 test('a call goes on while call control is away, says so, and ends when the driver says so', async () => {
     const [kitchen, study] = await talking();
     host.setCallControl(false);
-    await says(kitchen, 'The call goes on; it ends if the telephony is not back');
+    await says(kitchen, 'The call goes on; it ends if that is not back');
     await untilHeard(kitchen, 880);
     host.setCallControl(true);
     await until(async () => (await kitchen.locator('.notice').count()) === 0);
@@ -427,7 +427,7 @@ test('who answers while call control is away has the call when it is back', asyn
     await says(kitchen, 'Decline');
     host.setCallControl(false);
     await press(kitchen, 'Answer');
-    await says(kitchen, 'The call goes on; it ends if the telephony is not back');
+    await says(kitchen, 'The call goes on; it ends if that is not back');
     await until(() => host.sent('tabletAnswer').length > 1);
     assert.equal(host.calls.size, 1);
     host.setCallControl(true);

@@ -6,6 +6,7 @@ import { after, afterEach, before, beforeEach, test } from 'node:test';
 import { addRelay, cleanUp, closeAll, faults, launch, openTablet, startHome, until, untilTrue } from './support.mjs';
 
 const FIRST_LOAD_BYTES = 60_000;
+const TELEPHONES = [[320, 568], [667, 375]];
 const SIZES = [[320, 640], [768, 1024], [1280, 800]];
 
 let browser;
@@ -31,6 +32,14 @@ function furnish() {
         `<contact><contactId>${at}</contactId><displayName>${name}</displayName><phoneType><home speedDial="${at < 2}">555-010${at}</home></phoneType></contact>`).join('');
     const call = (id, displayName, aor, hour, more) => ({ id, displayName, aor, callTime: `2026-11-22T0${hour}:15:00Z`, callLength: '74', receivedCall: true, acceptedCall: true, ...more });
     host.recents = [call(0, 'Study', 'study', 7), call(1, 'Front door', 'frontdoor', 8, { acceptedCall: false, callLength: '0' }), call(2, 'Hall', 'hall', 9, { receivedCall: false })];
+}
+
+/** What a screen needed is over. */
+function calmDown() {
+    for (const call of [...host.calls.values()]) host.end(call, 200, '', 'command');
+    host.tokens = null;
+    host.callControl = true;
+    host.device(102).answerWithVideo = true;
 }
 
 /** Brings a page to each screen in turn. */
@@ -64,6 +73,34 @@ const SCREENS = {
         await host.call('monitor', host.device(105), [host.device(102)]);
         await page.locator('.live-row.watched').waitFor();
     },
+    signIn: async (page) => {
+        host.tokens = new Map();
+        await page.evaluate(() => window.tablet.signIn('unknown'));
+        await says(page, 'This tablet is not signed in');
+        await says(page, 'The home does not know this token');
+    },
+    signedIn: async (page) => {
+        host.tokens = new Map([['key', { role: 'tablet', tablet: 'kitchen' }]]);
+        await page.evaluate(() => window.tablet.signIn('key'));
+        await page.evaluate(() => window.tablet.go('settings', 'sign-out'));
+        await page.getByRole('button', { name: 'Really sign out?' }).scrollIntoViewIfNeeded();
+    },
+    unseen: async (page) => {
+        host.change(102, { answerWithVideo: false }, 'DeviceSendVideoChanged');
+        await page.evaluate(() => window.tablet.keepPrivate('103'));
+        await says(page, 'Others do not see you');
+    },
+    asked: async (page) => {
+        await host.call('regular', host.device(101), [host.device(102)], { called: 'doorbell' });
+        await page.getByRole('button', { name: /Open the door/ }).waitFor();
+        await page.evaluate(() => window.tablet.buttons.press(window.tablet.home.device('101'), { id: '1', name: 'Open the door' }));
+        await says(page, 'Front door: asked to open');
+    },
+    controlAway: async (page) => {
+        await SCREENS.picture(page);
+        host.setCallControl(false);
+        await says(page, 'The call goes on');
+    },
     missing: async (page) => {
         await page.evaluate(() => {
             window.tablet.microphoneLack = 'refused';
@@ -89,9 +126,41 @@ for (const [screen, show] of Object.entries(SCREENS))
                 assert.deepEqual(await faults(page), []);
                 assert.equal(await page.evaluate(() => document.scrollingElement.scrollWidth > innerWidth), false, 'nothing is wider than the screen');
                 await closeAll(page);
-                for (const call of [...host.calls.values()]) host.end(call, 200, '', 'command');
+                calmDown();
             }
         });
+
+/** Buttons that nobody can touch: beyond an edge to which nothing scrolls, or under something else. */
+const outOfReach = (page) =>
+    page.evaluate(() => {
+        const isScrolled = (element) => /auto|scroll/.test(getComputedStyle(element).overflowY) && element.scrollHeight > element.clientHeight + 1;
+        const wrong = [];
+        for (const button of document.querySelectorAll('#app button, #app summary, #app input:not([type=radio])')) {
+            let scroller = button.parentElement;
+            while (scroller && !isScrolled(scroller)) scroller = scroller.parentElement;
+            if (scroller) scroller.scrollTop += button.getBoundingClientRect().top - scroller.getBoundingClientRect().top - scroller.clientHeight / 3;
+            const { top, bottom, left, right, width } = button.getBoundingClientRect();
+            if (!width) continue;
+            const there = document.elementFromPoint((left + right) / 2, (top + bottom) / 2);
+            if (top < -1 || bottom > innerHeight + 1 || !there || !(button.contains(there) || there.closest('label')?.contains(button)))
+                wrong.push(`${button.innerText || button.ariaLabel}: ${Math.round(top)} to ${Math.round(bottom)}, under ${there?.className}`);
+        }
+        return wrong;
+    });
+
+for (const [screen, show] of Object.entries(SCREENS))
+    test(`everything can be reached on a telephone: ${screen}`, async () => {
+        furnish();
+        for (const [width, height] of TELEPHONES) {
+            const page = await openTablet(browser, host, 'kitchen', { tone: 440, viewport: { width, height } });
+            await show(page);
+            if (process.env.SHOTS) await page.screenshot({ path: `${process.env.SHOTS}/${screen}-${width}x${height}.png` });
+            assert.deepEqual(await outOfReach(page), [], `at ${width} x ${height}`);
+            assert.equal(await page.evaluate(() => document.scrollingElement.scrollWidth > innerWidth), false, 'nothing is wider than the screen');
+            await closeAll(page);
+            calmDown();
+        }
+    });
 
 test('contrast on the screens of calls is at least 7 to 1', async () => {
     const page = await openTablet(browser, host, 'kitchen', { tone: 440 });
@@ -163,10 +232,12 @@ test('the first load is small, and nothing comes from anywhere else', async () =
     const page = await (await browser.newContext()).newPage();
     const requests = [];
     page.on('request', (request) => requests.push(request.url()));
+    // The home is there without what is fetched after it.
+    await page.route(/views[/](pages|session)[.]js$/, (route) => route.abort());
     await page.goto(`${host.url}/tablet/kitchen`);
-    await untilTrue(page, () => window.tablet?.home.isRead);
+    await untilTrue(page, () => window.tablet?.home.isRead && !!document.querySelector('.tile'));
     // The files' own bytes as they come, without HTTP's heads and the answers of commands.
-    const sizes = await page.evaluate(() => performance.getEntries().filter(({ name, encodedBodySize }) => encodedBodySize && !/[/](drivers|tablets)[/]/.test(name)).map((entry) => entry.encodedBodySize));
+    const sizes = await page.evaluate(() => performance.getEntries().filter(({ name, encodedBodySize }) => encodedBodySize && !/^[/](drivers|tablets|session)([/]|$)/.test(new URL(name, location.href).pathname)).map((entry) => entry.encodedBodySize));
     const bytes = sizes.reduce((sum, size) => sum + size, 0);
     assert.ok(sizes.length > 20, `${sizes.length} files`);
     const usable = await page.evaluate(() => Math.round(performance.getEntriesByType('navigation')[0].domInteractive));

@@ -56,7 +56,7 @@ export const en = {
     failed: 'The call to {name} could not be made',
     free: 'Free',
     goesOnAlone: 'No connection to the home. The call goes on while it is tried again.',
-    goesOnWithoutControl: 'The home’s telephony has stopped. The call goes on; it ends if the telephony is not back in a few seconds.',
+    goesOnWithoutControl: 'The home’s telephony has stopped. The call goes on; it ends if that is not back in a few seconds.',
     group: 'Group',
     hangUp: 'Hang up',
     heard: 'hears you',
