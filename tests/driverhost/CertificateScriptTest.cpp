@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <filesystem>
+
 #include "tests/driverhost/support/Certificates.h"
 
 namespace driverhost {
@@ -89,6 +91,49 @@ TEST(CertificateScript, WithoutNamesItIsForThisMachine) {
     const Certificates made(std::vector<std::string>{});
     EXPECT_TRUE(IsTaken(made, "-verify_hostname", "localhost"));
     EXPECT_TRUE(IsTaken(made, "-verify_ip", "127.0.0.1"));
+}
+
+// The machine has another name than those that the authority was made with.
+TEST(CertificateScript, OfARenamedMachineTheNameWithoutADotIsLeftOut) {
+    const Certificates made({"box"});
+    const auto renewed = made.Run({});
+    EXPECT_EQ(renewed.status, 0) << renewed.errors;
+    EXPECT_TRUE(IsTaken(made, "-verify_hostname", "localhost"));
+    EXPECT_FALSE(IsTaken(made, "-verify_hostname", "box"));
+}
+
+TEST(CertificateScript, OneThatDoesIsKept) {
+    const Certificates made(std::vector<std::string>{"--keep", "192.168.1.10"});
+    const std::string host = test::ReadFile(made.Path("host.pem"));
+    const auto kept = made.Run({"--keep", "192.168.1.10"});
+    EXPECT_EQ(kept.status, 0) << kept.errors;
+    EXPECT_EQ(kept.output, "");
+    EXPECT_EQ(made.Run({"--keep"}).output, "");
+    EXPECT_EQ(test::ReadFile(made.Path("host.pem")), host);
+}
+
+TEST(CertificateScript, OneThatLacksAnAddressIsNotKept) {
+    const Certificates made(std::vector<std::string>{"--keep", "192.168.1.10"});
+    const std::string authority = test::ReadFile(made.Path("authority.pem"));
+    EXPECT_THAT(
+        made.Run({"--keep", "fd00::7"}).output,
+        testing::StartsWith("a certificate was made, since the former one was not for fd00::7; it is for "));
+    EXPECT_TRUE(IsTaken(made, "-verify_ip", "fd00::7"));
+    EXPECT_TRUE(IsTaken(made, "-verify_hostname", "localhost"));
+    EXPECT_EQ(test::ReadFile(made.Path("authority.pem")), authority);
+}
+
+TEST(CertificateScript, OneThatCannotBeUsedIsNotKept) {
+    const Certificates made(std::vector<std::string>{"--keep"});
+    const Certificates others;
+    for (const char* const name : {"host.pem", "host.key"}) {
+        std::filesystem::copy_file(others.Path(name), made.Path(name),
+                                   std::filesystem::copy_options::overwrite_existing);
+        EXPECT_THAT(made.Run({"--keep"}).output, HasSubstr("since the former one could not be used")) << name;
+        EXPECT_EQ(made.Run({"--keep"}).output, "") << name;
+    }
+    std::filesystem::remove(made.Path("host.key"));
+    EXPECT_THAT(made.Run({"--keep"}).output, HasSubstr("since there was none"));
 }
 
 TEST(CertificateScript, TheFingerprintIsShownForComparing) {
