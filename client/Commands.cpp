@@ -108,7 +108,7 @@ ExitStatus RunCommand(const Options& options) {
     const bool saves =
         options.command == "state" && !options.arguments.empty() && options.arguments[0] == "save";
     if (options.overwrite && !saves) throw WrongUse("--overwrite goes with state save only");
-    const Connection connection(options.url, options.token);
+    const Connection connection(options.url, options.token, options.authority);
     for (const Row& row : kOwnCommands) {
         if (options.command == row.command) return row.run(options, connection);
     }

@@ -2,14 +2,19 @@
 
 #include <array>
 #include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/ssl/error.hpp>
+#include <boost/asio/ssl/stream.hpp>
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
 #include <cctype>
 #include <chrono>
 #include <limits>
+#include <optional>
 
 #include "client/Failure.h"
+#include "client/Tls.h"
 
+namespace ssl = boost::asio::ssl;
 namespace beast = boost::beast;
 namespace http = boost::beast::http;
 using boost::asio::ip::tcp;
@@ -26,7 +31,11 @@ using Request = http::request<http::string_body>;
 
 std::string Reason(const error_code& error) {
     if (error == beast::error::timeout) return "no answer in time";
-    if (error == http::error::end_of_stream) return "the host closed the connection without an answer";
+    if (error == http::error::end_of_stream || error == ssl::error::stream_truncated)
+        return "the host closed the connection without an answer";
+    if (error.category() == boost::asio::error::get_ssl_category() &&
+        ERR_GET_REASON(static_cast<unsigned long>(error.value())) == SSL_R_WRONG_VERSION_NUMBER)
+        return "no TLS is spoken there; try http:// instead of https://";
     std::string words = error.message();
     words.front() = static_cast<char>(std::tolower(static_cast<unsigned char>(words.front())));
     return words;
@@ -36,44 +45,73 @@ std::string Reason(const error_code& error) {
 // operations observe. So each operation is started and then run until it is complete.
 class Exchange {
 public:
-    explicit Exchange(const Url& url) : url_(url), stream_(context_) {}
+    explicit Exchange(const Server& server) : server_(server), stream_(context_) {
+        if (server.tls) tls_.emplace(stream_, *server.tls);
+    }
 
     void Open() {
         error_code error;
         tcp::resolver resolver(context_);
-        const auto addresses = resolver.resolve(url_.host, url_.port, error);
+        const auto addresses = resolver.resolve(Address().host, Address().port, error);
         if (error)
-            throw Unreachable("cannot reach " + url_.text + ": there is no machine called " + url_.host);
-        Run(kAnswerTime, [&](auto handler) { stream_.async_connect(addresses, handler); });
+            throw Unreachable("cannot reach " + Address().text + ": there is no machine called " +
+                              Address().host);
+        Check(Try(kAnswerTime, [&](auto handler) { stream_.async_connect(addresses, handler); }));
+        if (tls_) ShakeHands();
     }
 
     // A host that refuses a long body answers without reading all of it, so a broken pipe may mean an answer.
     void Send(Request& request) {
-        error_code error =
-            Try(kAnswerTime, [&](auto handler) { http::async_write(stream_, request, handler); });
+        error_code error = TryOnStream(
+            kAnswerTime, [&](auto& stream, auto handler) { http::async_write(stream, request, handler); });
         if (error == boost::asio::error::broken_pipe || error == boost::asio::error::connection_reset) return;
         Check(error);
     }
 
     template <class Parser>
     void ReadHeader(Parser& parser) {
-        Run(kAnswerTime, [&](auto handler) { http::async_read_header(stream_, buffer_, parser, handler); });
+        Check(TryOnStream(kAnswerTime, [&](auto& stream, auto handler) {
+            http::async_read_header(stream, buffer_, parser, handler);
+        }));
     }
 
     template <class Parser>
     void Read(Parser& parser) {
-        Run(kAnswerTime, [&](auto handler) { http::async_read(stream_, buffer_, parser, handler); });
+        Check(TryOnStream(kAnswerTime, [&](auto& stream, auto handler) {
+            http::async_read(stream, buffer_, parser, handler);
+        }));
     }
 
     template <class Parser>
     void ReadSome(Parser& parser) {
-        Run(kSilenceTime, [&](auto handler) { http::async_read_some(stream_, buffer_, parser, handler); });
+        Check(TryOnStream(kSilenceTime, [&](auto& stream, auto handler) {
+            http::async_read_some(stream, buffer_, parser, handler);
+        }));
     }
 
 private:
+    const Url& Address() const { return server_.url; }
+
+    // A host that is not trusted is sent nothing, and is not tried again.
+    void ShakeHands() {
+        ExpectHost(tls_->native_handle(), Address().host);
+        const error_code error =
+            Try(kAnswerTime, [&](auto handler) { tls_->async_handshake(ssl::stream_base::client, handler); });
+        const std::string fault =
+            FaultOfCertificate(tls_->native_handle(), Address().host, server_.authority);
+        if (error && !fault.empty())
+            throw Failure(EXIT_NO_ANSWER, Address().text + " is not trusted: " + fault);
+        Check(error);
+    }
+
     template <class Start>
-    void Run(std::chrono::seconds time, Start start) {
-        Check(Try(time, start));
+    error_code TryOnStream(std::chrono::seconds time, Start start) {
+        return Try(time, [&](auto handler) {
+            if (tls_)
+                start(*tls_, handler);
+            else
+                start(stream_, handler);
+        });
     }
 
     template <class Start>
@@ -90,27 +128,32 @@ private:
         if (result == http::error::need_buffer)
             return;  // that is how a stream is read: until the buffer is full
         if (result == boost::asio::error::connection_refused)
-            throw Unreachable("cannot reach " + url_.text + ": connection refused. Is driverhost running?");
-        if (result) throw Unreachable("cannot reach " + url_.text + ": " + Reason(result));
+            throw Unreachable("cannot reach " + Address().text +
+                              ": connection refused. Is driverhost running?");
+        if (!result) return;
+        const bool maySpeakTls = result == http::error::end_of_stream && !tls_;
+        throw Unreachable("cannot reach " + Address().text + ": " + Reason(result) +
+                          (maySpeakTls ? ". If it speaks TLS, write https:// instead of http://" : ""));
     }
 
-    const Url& url_;
+    const Server& server_;
     boost::asio::io_context context_;
     beast::tcp_stream stream_;
+    std::optional<ssl::stream<beast::tcp_stream&>> tls_;
     beast::flat_buffer buffer_;
 };
 
-Request MakeRequest(http::verb verb, const Url& url, const std::string& path, const std::string& token) {
-    Request request(verb, url.prefix + path, kHttp11);
-    request.set(http::field::host, url.header);
+Request MakeRequest(http::verb verb, const Server& server, const std::string& path) {
+    Request request(verb, server.url.prefix + path, kHttp11);
+    request.set(http::field::host, server.url.header);
     request.set(http::field::user_agent, "intercomctl");
     request.set(http::field::connection, "close");
-    if (!token.empty()) request.set(http::field::authorization, "Bearer " + token);
+    if (!server.token.empty()) request.set(http::field::authorization, "Bearer " + server.token);
     return request;
 }
 
-Answer Carry(const Url& url, Request& request) {
-    Exchange exchange(url);
+Answer Carry(const Server& server, Request& request) {
+    Exchange exchange(server);
     exchange.Open();
     exchange.Send(request);
     http::response_parser<http::string_body> parser;
@@ -135,35 +178,38 @@ void ReadPieces(Exchange& exchange, Parser& parser, const std::function<void(std
 
 }  // namespace
 
-Connection::Connection(Url url, std::string token) : url_(std::move(url)), token_(std::move(token)) {}
+Connection::Connection(Url url, std::string token, std::string authority)
+    : server_{std::move(url), std::move(token), std::move(authority), nullptr} {
+    if (server_.url.tls) server_.tls = MakeTlsContext(server_.authority);
+}
 
 Answer Connection::Get(const std::string& path) const {
-    Request request = MakeRequest(http::verb::get, url_, path, token_);
-    return Carry(url_, request);
+    Request request = MakeRequest(http::verb::get, server_, path);
+    return Carry(server_, request);
 }
 
 Answer Connection::PostForm(const std::string& path, const Parameters& parameters) const {
-    Request request = MakeRequest(http::verb::post, url_, path, token_);
+    Request request = MakeRequest(http::verb::post, server_, path);
     request.set(http::field::content_type, "application/x-www-form-urlencoded");
     request.body() = FormEncode(parameters);
     request.prepare_payload();
-    return Carry(url_, request);
+    return Carry(server_, request);
 }
 
 Answer Connection::Put(const std::string& path, const std::string& document) const {
-    Request request = MakeRequest(http::verb::put, url_, path, token_);
+    Request request = MakeRequest(http::verb::put, server_, path);
     request.set(http::field::content_type, "application/xml");
     request.body() = document;
     request.prepare_payload();
-    return Carry(url_, request);
+    return Carry(server_, request);
 }
 
 Answer Connection::Follow(const std::string& path, const std::string& lastEventId,
                           const std::function<void(std::string_view)>& receive) const {
-    Request request = MakeRequest(http::verb::get, url_, path, token_);
+    Request request = MakeRequest(http::verb::get, server_, path);
     request.set(http::field::accept, "text/event-stream");
     if (!lastEventId.empty()) request.set("Last-Event-ID", lastEventId);
-    Exchange exchange(url_);
+    Exchange exchange(server_);
     exchange.Open();
     exchange.Send(request);
     http::response_parser<http::buffer_body> parser;

@@ -4,7 +4,9 @@
 #include <boost/program_options.hpp>
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <system_error>
 
@@ -16,17 +18,40 @@ namespace {
 
 constexpr char kDefaultUrl[] = "http://127.0.0.1:8350";
 
+std::vector<std::string> WordsOf(const std::string& line) {
+    std::istringstream text(line);
+    return {std::istream_iterator<std::string>(text), {}};
+}
+
+bool IsVisible(const std::string& word) {
+    return std::ranges::all_of(word, [](char character) { return character > ' ' && character <= '~'; });
+}
+
+// The administrator's, which stands alone or behind its role. The other roles' are for pages.
 std::string ReadToken(const std::string& path) {
-    std::string token = ReadFile(path);
-    token.erase(token.find_last_not_of(" \t\r\n") + 1);
-    const auto isVisible = [](char character) { return character > ' ' && character <= '~'; };
-    if (token.empty() || !std::all_of(token.begin(), token.end(), isVisible))
-        throw WrongUse(path + " does not hold a token, which is one word of ASCII characters");
-    return token;
+    std::istringstream lines(ReadFile(path));
+    for (std::string line; std::getline(lines, line);) {
+        const std::vector<std::string> words = WordsOf(line);
+        if (words.empty() || words[0].starts_with('#')) continue;
+        const bool isAdmins = words.size() == 1 || (words.size() == 2 && words[0] == "admin");
+        if (isAdmins && IsVisible(words.back())) return words.back();
+    }
+    throw WrongUse(
+        path +
+        " has no line with an administrator's token: one word of ASCII characters, alone or behind "
+        "\"admin\"");
+}
+
+// ./run --listen-lan leaves it beside the tokens.
+std::string AuthorityBeside(const std::string& tokenFile) {
+    if (tokenFile.empty()) return {};
+    const std::filesystem::path path = std::filesystem::path(tokenFile).replace_filename("authority.pem");
+    std::error_code error;  // then there is none
+    return std::filesystem::exists(path, error) ? path.string() : std::string();
 }
 
 std::string Choose(const po::variables_map& given, const char* option, const char* variable,
-                   const char* otherwise) {
+                   const std::string& otherwise) {
     if (given.count(option) != 0) return given[option].as<std::string>();
     const char* const fromEnvironment = std::getenv(variable);
     return fromEnvironment && *fromEnvironment ? fromEnvironment : otherwise;
@@ -37,7 +62,11 @@ po::options_description Visible() {
     visible.add_options()                                                                               //
         ("url", po::value<std::string>()->value_name("URL"),                                            //
          "the driver host (default: $INTERCOMCTL_URL, else http://127.0.0.1:8350)")                     //
-        ("token-file", po::value<std::string>()->value_name("FILE"), "the file with its token")         //
+        ("token-file", po::value<std::string>()->value_name("FILE"),                                    //
+         "the file with its token (default: $INTERCOMCTL_TOKEN_FILE)")                                  //
+        ("authority", po::value<std::string>()->value_name("FILE"),                                     //
+         "with https: whose certificates are trusted (PEM; default: $INTERCOMCTL_AUTHORITY, else "      //
+         "authority.pem beside the token file, else those of the system)")                              //
         ("driver", po::value<std::string>()->value_name("NAME"), "the driver to ask (default: agent)")  //
         ("call-control", po::value<std::string>()->value_name("PATH"),                                  //
          "with phones, calls, hangup: call control's socket (default: $INTERCOM_CALLCONTROL_SOCKET)")   //
@@ -74,7 +103,9 @@ Options Options::Read(int argc, const char* const* argv) {
     options.overwrite = given.count("overwrite") != 0;
     options.raw = given.count("raw") != 0;
     options.url = Url::Parse(Choose(given, "url", "INTERCOMCTL_URL", kDefaultUrl));
-    if (given.count("token-file") != 0) options.token = ReadToken(given["token-file"].as<std::string>());
+    const std::string tokenFile = Choose(given, "token-file", "INTERCOMCTL_TOKEN_FILE", "");
+    if (given.count("token-file") != 0 || !tokenFile.empty()) options.token = ReadToken(tokenFile);
+    options.authority = Choose(given, "authority", "INTERCOMCTL_AUTHORITY", AuthorityBeside(tokenFile));
     if (given.count("driver") != 0) options.driver = given["driver"].as<std::string>();
     options.callControl = Choose(given, "call-control", "INTERCOM_CALLCONTROL_SOCKET", "");
     if (given.count("since") != 0) options.since = given["since"].as<std::string>();

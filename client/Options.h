@@ -19,7 +19,8 @@ struct Options {
     static std::string OwnCommands();
 
     Url url;
-    std::string token;  // empty when none is needed
+    std::string token;      // empty when none is needed
+    std::string authority;  // the file of whom https trusts; empty: those of the system
     std::string driver = "agent";
     std::string callControl;  // the path of its socket; empty when none was given
     bool raw = false;

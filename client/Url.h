@@ -7,16 +7,17 @@
 #include <utility>
 #include <vector>
 
-/// http://HOST[:PORT][/PREFIX], with brackets around an IPv6 address.
+/// http://HOST[:PORT][/PREFIX] or https://…, with brackets around an IPv6 address.
 struct Url {
     /// Throws WrongUse.
     static Url Parse(const std::string& text);
 
     std::string text;    // as given, for messages
     std::string host;    // without brackets
-    std::string port;    // 80 when none was given
+    std::string port;    // 80 when none was given, 443 with TLS
     std::string header;  // the Host line: host and port as given
     std::string prefix;  // precedes every path; does not end in a slash
+    bool tls = false;    // https
 };
 
 /// Names and values, in order; names may repeat.

@@ -15,7 +15,11 @@ namespace {
 
 class CommandLine : public testing::Test {
 protected:
-    void SetUp() override { ::unsetenv("INTERCOMCTL_URL"); }
+    void SetUp() override {
+        for (const char* const variable :
+             {"INTERCOMCTL_URL", "INTERCOMCTL_TOKEN_FILE", "INTERCOMCTL_AUTHORITY"})
+            ::unsetenv(variable);
+    }
 
     static Options Read(std::vector<const char*> words) {
         words.insert(words.begin(), "intercomctl");
@@ -59,13 +63,45 @@ TEST_F(CommandLine, TheTokenIsTheWordInTheFile) {
     EXPECT_EQ("s3cret", Read({"--token-file", file.c_str(), "x"}).token);
 }
 
-TEST_F(CommandLine, AFileThatHoldsNoTokenIsRefused) {
+TEST_F(CommandLine, OfAFileWithRolesTheTokenIsTheAdministrators) {
+    const std::string file = folder / "tokens";
+    for (const char* const content :
+         {"# of this home\n\nhousehold h0use\ntablet Front%20door d00r\nadmin s3cret\nadmin other\n",
+          "household h0use\n  s3cret  \n", "\tadmin\ts3cret"}) {
+        test::WriteFile(file, content);
+        EXPECT_EQ("s3cret", Read({"--token-file", file.c_str(), "x"}).token) << content;
+    }
+}
+
+TEST_F(CommandLine, AFileThatHoldsNoAdministratorsTokenIsRefused) {
     const std::string file = folder / "token";
-    for (const char* const content : {"", "\n", "two words\n", "two\nlines\n", "caf\xC3\xA9"}) {
+    for (const char* const content : {"", "\n", "# s3cret\n", "two words\n", "household h0use\n",
+                                      "tablet hall d00r\n", "admin hall d00r\n", "caf\xC3\xA9"}) {
         test::WriteFile(file, content);
         EXPECT_THROW(Read({"--token-file", file.c_str(), "x"}), WrongUse) << content;
     }
     EXPECT_THROW(Read({"--token-file", (folder / "absent").c_str(), "x"}), WrongUse);
+    EXPECT_THROW(Read({"--token-file", "", "x"}), WrongUse);
+}
+
+TEST_F(CommandLine, TokenFileAndAuthorityAreTheOptionsElseTheEnvironments) {
+    test::WriteFile(folder / "one", "s3cret\n");
+    test::WriteFile(folder / "other", "0ther\n");
+    ::setenv("INTERCOMCTL_TOKEN_FILE", (folder / "one").c_str(), 1);
+    ::setenv("INTERCOMCTL_AUTHORITY", "/a.pem", 1);
+    EXPECT_EQ("s3cret", Read({"x"}).token);
+    EXPECT_EQ("/a.pem", Read({"x"}).authority);
+    EXPECT_EQ("0ther", Read({"--token-file", (folder / "other").c_str(), "x"}).token);
+    EXPECT_EQ("/b.pem", Read({"--authority", "/b.pem", "x"}).authority);
+}
+
+TEST_F(CommandLine, AnAuthorityBesideTheTokenFileIsTheDefault) {
+    const std::string file = folder / "tokens";
+    test::WriteFile(file, "admin s3cret\n");
+    EXPECT_EQ("", Read({"--token-file", file.c_str(), "x"}).authority);
+    test::WriteFile(folder / "authority.pem", "");
+    EXPECT_EQ((folder / "authority.pem").string(), Read({"--token-file", file.c_str(), "x"}).authority);
+    EXPECT_EQ("", Read({"x"}).authority);
 }
 
 TEST_F(CommandLine, UnknownAndAbbreviatedOptionsAreRefused) {

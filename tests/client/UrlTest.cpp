@@ -19,6 +19,15 @@ TEST(Url, WithoutPortItIsThatOfHttp) {
     EXPECT_EQ("", url.prefix);
 }
 
+TEST(Url, WithTlsThePortIsThatOfHttps) {
+    const Url url = Url::Parse("https://hub.local");
+    EXPECT_TRUE(url.tls);
+    EXPECT_EQ("hub.local", url.host);
+    EXPECT_EQ("443", url.port);
+    EXPECT_EQ("8443", Url::Parse("https://[fd00::1]:8443/intercom").port);
+    EXPECT_FALSE(Url::Parse("http://hub.local").tls);
+}
+
 TEST(Url, AnIPv6AddressStandsInBrackets) {
     const Url url = Url::Parse("http://[::1]:8350");
     EXPECT_EQ("::1", url.host);
@@ -27,7 +36,7 @@ TEST(Url, AnIPv6AddressStandsInBrackets) {
 
 TEST(Url, AnythingElseIsRefused) {
     for (const char* const text :
-         {"", "localhost:8350", "https://hub", "http://", "http://a b", "http://u:p@hub",
+         {"", "localhost:8350", "httpss://hub", "https://", "http://", "http://a b", "http://u:p@hub",
           "http://hub:", "http://hub:x", "http://hub:65536", "http://hub/?a=b"})
         EXPECT_THROW(Url::Parse(text), WrongUse) << text;
 }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <regex>
 #include <sstream>
 #include <stdexcept>
 
@@ -72,7 +73,7 @@ DriverHost::DriverHost(const std::string& home, std::map<std::string, std::strin
     WriteFile(folder_ / "home.xml", home);
 }
 
-void DriverHost::Start(int wanted) {
+void DriverHost::Start(int wanted, const std::vector<std::string>& options) {
     startOfRun_ = Log().size();
     Process::Command command;
     command.words = {DRIVERHOST_PROGRAM,
@@ -88,6 +89,7 @@ void DriverHost::Start(int wanted) {
                      "7"};
     const std::vector<std::string> times = GenerousTimes();
     command.words.insert(command.words.end(), times.begin(), times.end());
+    command.words.insert(command.words.end(), options.begin(), options.end());
     command.environment = environment_;
     command.output = folder_ / kLog;
     process_ = std::make_unique<Process>(command);
@@ -100,10 +102,10 @@ void DriverHost::Start(int wanted) {
 
 std::optional<int> DriverHost::FindPort() {
     const std::string log = Log().substr(startOfRun_);
-    const std::string address = "listening on http://127.0.0.1:";
-    const auto found = log.find(address);
-    if (found == std::string::npos || log.find('\n', found) == std::string::npos) return std::nullopt;
-    return std::stoi(log.substr(found + address.size()));
+    static const std::regex line("listening on https?://127\\.0\\.0\\.1:([0-9]+)\n");
+    std::smatch found;
+    if (!std::regex_search(log, found, line)) return std::nullopt;
+    return std::stoi(found[1]);
 }
 
 int DriverHost::Stop() {

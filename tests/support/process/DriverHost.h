@@ -25,9 +25,10 @@ public:
     /// With the system manager that is found in the environment's PATH; nobody writes down its requests.
     DriverHost(const std::string& home, std::map<std::string, std::string> environment);
 
-    /// Starts the process on that port, or a free one, and waits until it listens. Throws std::runtime_error,
-    /// with what it has logged, when it ends before. The state of an earlier run is found again.
-    void Start(int port = 0);
+    /// Starts the process on that port, or a free one, with further options, and waits until it listens.
+    /// Throws std::runtime_error, with what it has logged, when it ends before. The state of an earlier run
+    /// is found again.
+    void Start(int port = 0, const std::vector<std::string>& options = {});
     /// SIGTERM. The exit status. Throws std::runtime_error when the process does not end.
     int Stop();
     /// SIGKILL, as a power cut would end it.
