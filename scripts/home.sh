@@ -1,5 +1,5 @@
 # What scripts/supervise is given and prepares: its arguments, what it needs to know of the home file, passwords, the
-# folder in memory, ports. To be sourced.
+# folder in memory, ports. scripts/lan.sh has what --listen-lan needs beside that. To be sourced.
 
 readonly NG_PORT=2223 RTP_PORT=20000 RTP_PORTS=1000  # the first that are tried
 readonly SIP_PORT=5060                               # of the proxy
@@ -23,25 +23,42 @@ option() {
 }
 
 read_arguments() {
-    bin=$1 state=$2 simulated=no loopback=yes options=()
+    bin=$1 state=$(realpath -m "$2") simulated=no loopback=yes show=no options=()
+    lan=$state/lan
     local argument
     for argument in "${@:3}"; do
         case "$argument" in
             --simulated) simulated=yes ;;
             --listen-lan) loopback=no ;;
+            --show) show=yes ;;
             *) options+=("$argument") ;;
         esac
     done
     local sample=home
     [ "$simulated" = no ] || sample=simulated
     home=$(option home "${options[@]}") || { home="$root/examples/$sample.xml"; options+=(--home "$home"); }
-    listen=$(option listen "${options[@]}") || { listen=127.0.0.1:8350; options+=(--listen "$listen"); }
     option state-dir "${options[@]}" >/dev/null || options+=(--state-dir "$state/states")
-    token_file=$(option token-file "${options[@]}") || true
 }
 
-# devices LIBRARY: a line "ID USER PASSWORD-FILE NAME DRIVER" for each of the home file, with tabs between. What is wrong
-# with the file is the host's to say.
+# Where the host listens and is asked. What the arguments give of that goes before what --listen-lan makes.
+set_listen() {
+    trust_options=()
+    token_file=$(option token-file "${options[@]}") || true
+    authority=$(option tls-authority "${options[@]}") || true
+    if ! listen=$(option listen "${options[@]}"); then
+        listen=127.0.0.1:8350
+        [ "$loopback" = yes ] || listen=$(place "$address" "$TLS_PORT")
+        trust_options+=(--listen "$listen")
+    fi
+    url="http://$listen"
+    [ "$loopback" = yes ] || set_lan_trust
+    url=${url/0.0.0.0/127.0.0.1}
+    url=${url/\[::\]/[::1]}
+    reach=("INTERCOMCTL_URL=$url" "INTERCOMCTL_TOKEN_FILE=$token_file" "INTERCOMCTL_AUTHORITY=$authority")
+}
+
+# devices LIBRARY: a line "ID USER PASSWORD-FILE NAME DRIVER" for each of the home file, with tabs between, and the driver
+# as addresses have it. What is wrong with the file is the host's to say.
 devices() {
     [ -r "$home" ] || return 0
     HOME_FOLDER=$(dirname "$(realpath "$home")") LIBRARY=$1 perl -0777 -ne '
@@ -56,7 +73,8 @@ devices() {
             my $file = text($config, "passwordFile");
             $file = "$ENV{HOME_FOLDER}/$file" if $file ne "" && $file !~ m{^/};
             print join("\t", text($driver, "id"), text($config, "user") || $key, $file || "-",
-                       text($config, "name") || $key, text($driver, "name")), "\n";
+                       text($config, "name") || $key,
+                       text($driver, "name") =~ s/([^A-Za-z0-9._~-])/sprintf "%%%02X", ord $1/ger), "\n";
         }' "$home"
 }
 
@@ -78,8 +96,10 @@ media_address() {
     printf '%s' "${own:-${address:-127.0.0.1}}"
 }
 
-# Each phone whose password file lies in our folder gets a random one, once. It has no letters that look alike, for it
-# is typed in by hand.
+# random_word LENGTH: without letters that look alike, for it is typed in by hand.
+random_word() { head -c 2000 /dev/urandom | tr -dc 'a-km-z2-9' | cut -c "1-$1"; }
+
+# Each phone whose password file lies in our folder gets a random one, once.
 make_passwords() {
     local id user file name driver folder
     folder=$(realpath -m "$state/passwords")
@@ -89,15 +109,15 @@ make_passwords() {
         (
             umask 077
             mkdir -p "$folder"
-            head -c 2000 /dev/urandom | tr -dc 'a-km-z2-9' | cut -c 1-16 >"$file.new"
+            random_word 16 >"$file.new"
             mv "$file.new" "$file"
         )
     done < <(devices phone)
 }
 
-# Another host that listens there would answer in the place of ours.
+# check_port_free OPTION ADDRESS:PORT: another host that listens there would answer in the place of ours.
 check_port_free() {
-    local host=${listen%:*} port=${listen##*:} try
+    local host=${2%:*} port=${2##*:} try
     host=${host#[}
     host=${host%]}
     [ "$port" != 0 ] || return 0
@@ -106,8 +126,8 @@ check_port_free() {
         (: <"/dev/tcp/$host/$port") 2>/dev/null || return 0
         sleep 0.1
     done
-    say "a program listens on $listen already, perhaps another ./run. End it, or take another port:"
-    say "    ./run --listen 127.0.0.1:$((port + 1))"
+    say "a program listens on $2 already, perhaps another ./run. End it, or take another port:"
+    say "    ./run $1 ${2%:*}:$((port + 1))"
     exit 1
 }
 
@@ -178,10 +198,13 @@ prepare() {
     export PATH="$PATH:$bin"
     export SYSMAN_STATE_DIR="${SYSMAN_STATE_DIR:-$state/sysman}"
     [ "$simulated" = yes ] || take_run_folder
-    check_port_free
+    address=$(media_address)
+    set_listen
+    check_port_free --listen "$listen"
+    [ -z "${plain:-}" ] || check_port_free "--listen-lan --plain-listen" "$plain"
+    [ "$loopback" = yes ] || prepare_lan
     [ "$simulated" = no ] || return 0
     rtpengine=${RTPENGINE_PROGRAM:-rtpengine}
-    address=$(media_address)
     export INTERCOM_CALLCONTROL_SOCKET="$run/calls.sock" INTERCOM_REPORTS_DIR="$run/reports"
     local place=/dev/shm/intercom-sipproxy-$UID
     [ -z "${XDG_RUNTIME_DIR:-}" ] || place=$XDG_RUNTIME_DIR/intercom-sipproxy

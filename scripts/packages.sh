@@ -4,8 +4,10 @@
 BUILD_PACKAGES=(g++ cmake ninja-build libboost-dev libboost-program-options-dev libexpat1-dev libdeflate-dev
                 libpugixml-dev nlohmann-json3-dev libre-dev libssl-dev libsqlite3-dev libcurl4-openssl-dev
                 pkg-config)
+# What tablets of other machines sign in with: the home's certificates, and codes for their cameras.
+LAN_PACKAGES=(openssl qrencode iproute2)
 # What the tests need beside that.
-TEST_PACKAGES=(libgtest-dev libgmock-dev clang libclang-rt-14-dev lld openssl)
+TEST_PACKAGES=(libgtest-dev libgmock-dev clang libclang-rt-14-dev lld "${LAN_PACKAGES[@]}")
 # What real calls are made with, and the phones that the tests call with.
 CALL_PACKAGES=(kamailio kamailio-extra-modules kamailio-sqlite-modules rtpengine-daemon iproute2)
 CALL_TEST_PACKAGES=("${CALL_PACKAGES[@]}" baresip-core baresip-ffmpeg linphone-cli sip-tester)
