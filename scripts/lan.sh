@@ -17,7 +17,7 @@ set_lan_trust() {
     url="https://$listen"
     if [ -z "$token_file" ]; then
         token_file=$lan/tokens
-        trust_options+=(--token-file "$lan/admin")
+        trust_options+=(--token-file "$token_file")
     fi
     ! option tls-certificate "${options[@]}" >/dev/null || return 0
     own_certificate=yes authority=$lan/authority.pem
@@ -42,7 +42,6 @@ prepare_lan() {
     [ -n "$(controller_address)" ] || say "this machine has no address in a network; until it has, nobody else reaches the host"
     keep_certificate || fail "without a certificate no tablet takes the host's pages; the line above tells what is in the way"
     make_tokens || fail "the tokens in $token_file cannot be made"
-    write_host_token || fail "$lan/admin cannot be written"
     write_sign_in || fail "$lan/sign-in cannot be written"
     command -v qrencode >/dev/null || say "tablets sign in by typing, without codes for cameras: qrencode is missing (package qrencode)"
 }
@@ -101,9 +100,6 @@ make_tokens() {
     ) || return 1
     [ -z "$told" ] || say "a token was made for: $told"
 }
-
-# The host knows one token, the administrator's; the others wait for one that knows roles.
-write_host_token() { (umask 077 && token_of admin >"$lan/admin.new" && mv "$lan/admin.new" "$lan/admin"); }
 
 # The first line is where the authority is installed from; each other one has a tablet's name and address.
 write_sign_in() {

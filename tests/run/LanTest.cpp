@@ -102,17 +102,37 @@ protected:
 
 TEST_F(LanTest, ATabletsPageComesFromAHostThatTheHomesAuthorityVouchesFor) {
     StartHost();
-    EXPECT_THAT(Get("/drivers", TokenOf("admin")), HasSubstr("<name>tablet-kitchen</name>"));
-    EXPECT_THAT(Get("/tablet/tablet-kitchen", TokenOf("admin")), HasSubstr("<html"));
-    EXPECT_EQ("", AskTls(Ask("GET", "/drivers", kAddress), "127.0.0.1"));  // it listens in the network alone
+    EXPECT_THAT(Get("/tablet/tablet-kitchen"), HasSubstr("<html"));
+    EXPECT_EQ("",
+              AskTls(Ask("GET", "/tablet/tablet-kitchen", kAddress), "127.0.0.1"));  // in the network alone
     EXPECT_THAT(AskPlain(Ask("GET", "/ca.pem", std::string(kAddress) + ":8080")),
                 HasSubstr(ReadFile(Lan("authority.pem"))));
 }
 
-TEST_F(LanTest, WhoHasNoTokenIsRefused) {
+TEST_F(LanTest, WhoHasNoTokenIsRefusedAndEachTokenGivesItsRole) {
     StartHost();
     for (const std::string& token : {std::string(), std::string("guessed"), TokenOf("admin").substr(1)})
         EXPECT_THAT(Get("/drivers", token), StartsWith("HTTP/1.1 401 "));
+    EXPECT_THAT(Get("/drivers", TokenOf("admin")), HasSubstr("<name>tablet-kitchen</name>"));
+    EXPECT_THAT(Get("/session", TokenOf("household")), HasSubstr("<session role=\"household\"/>"));
+    EXPECT_THAT(Get("/drivers", TokenOf("tablet tablet-kitchen")), StartsWith("HTTP/1.1 403 "));
+}
+
+TEST_F(LanTest, ATabletSignsInWithTheTokenOfItsAddress) {
+    StartHost();
+    const std::string signIn = ReadFile(Lan("sign-in"));
+    std::smatch address;
+    ASSERT_TRUE(std::regex_search(
+        signIn, address, std::regex("Kitchen tablet\thttps://(.*)/tablet/tablet-kitchen#(token=.*)\n")));
+    const std::string form = address.str(2);
+    const std::string answer =
+        AskTls(Ask("POST", "/session", address.str(1),
+                   "Origin: https://" + address.str(1) +
+                       "\r\nContent-Type: application/x-www-form-urlencoded\r\nContent-Length: " +
+                       std::to_string(form.size()) + "\r\n") +
+               form);
+    EXPECT_THAT(answer, HasSubstr("<session role=\"tablet\"><tablet name=\"tablet-kitchen\"/></session>"));
+    EXPECT_THAT(answer, HasSubstr("Set-Cookie: __Host-intercom="));
 }
 
 TEST_F(LanTest, AuthorityAndTokensAreMadeOnceForTheirOwnerAlone) {
@@ -233,6 +253,8 @@ TEST_F(LanTest, ATokenWhoseLineIsDeletedIsMadeAnew) {
     run_->Signal(SIGHUP);
     EXPECT_TRUE(Comes("run: a token was made for: Kitchen tablet\n"));
     EXPECT_NE(former, TokenOf("tablet tablet-kitchen"));
+    EXPECT_TRUE(WaitUntil([&] { return Get("/session", former).starts_with("HTTP/1.1 401 "); }));
+    EXPECT_THAT(Get("/session", TokenOf("tablet tablet-kitchen")), HasSubstr("tablet-kitchen"));
     EXPECT_EQ(hall, TokenOf("tablet tablet-hall"));
     EXPECT_TRUE(WaitUntil([&] { return ReadFile(Lan("sign-in")).find(former) == std::string::npos; }));
 }
