@@ -429,6 +429,17 @@ TEST_F(CallersTest, BeyondTheirNumberTheLongestUnusedSessionEnds) {
     EXPECT_NE(SessionOf(third), "401");
 }
 
+TEST_F(CallersTest, WhoSignsInAgainAndAgainEndsNobodyElsesSession) {
+    limits_.sessions = 3;
+    Start();
+    const std::string other = SignIn("family");
+    for (int time = 0; time < 5; ++time) {
+        now_ += 1h;
+        SignIn("cook");
+    }
+    EXPECT_EQ(SessionOf(other), "<session role=\"household\"/>");
+}
+
 TEST_F(CallersTest, StrangersSendSmallBodiesOnly) {
     Start();
     Request request = MakeRequest("POST", "/session");

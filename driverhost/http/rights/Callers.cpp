@@ -200,7 +200,7 @@ Callers::SignedIn Callers::SignIn(const Request& request, std::string_view token
     session.tokens.insert(bearer->first);
     Add(*session.caller, bearer->second.token);
     while (sessions_.size() >= limits_.sessions)
-        DropOldest();
+        DropOldest(bearer->first);
     const std::string id = RandomDigits(kIdBytes);
     SignedIn result{session.caller, {}, SetCookie(id, kUnusedFor)};
     sessions_.emplace(Sha256(id), std::move(session));
@@ -217,13 +217,16 @@ bool Callers::SignOut(const Request& request, const Done& done) {
     return true;
 }
 
-void Callers::DropOldest() {
-    const auto oldest =
-        std::ranges::min_element(sessions_, {}, [](const auto& session) { return session.second.end; });
+// Of the same token, if there are any: who has one is not to end the sessions of others.
+void Callers::DropOldest(const std::string& token) {
+    const auto rank = [&token](const auto& entry) {
+        return std::pair(!entry.second.tokens.contains(token), entry.second.end);
+    };
+    const auto oldest = std::ranges::min_element(sessions_, {}, rank);
     oldest->second.caller->hasEnded = true;
     sessions_.erase(oldest);
     HostLog::Write(dv::LOG_LEVEL_INFO, kHostName,
-                   "the session that was unused for longest was ended: there are " +
+                   "a session that was unused for longest was ended, because there are " +
                        std::to_string(limits_.sessions) + " (--sessions)");
 }
 

@@ -93,7 +93,7 @@ private:
     std::shared_ptr<Caller> MakeCaller(const std::set<std::string>& tokens) const;
     std::set<std::string> Known(const std::set<std::string>& tokens) const;
     bool EndOutdated();
-    void DropOldest();
+    void DropOldest(const std::string& token);
     SessionTable::iterator FindSession(const Request& request);
     void Renew(Session& session);
     std::string SetCookie(std::string_view id, std::chrono::seconds age) const;
