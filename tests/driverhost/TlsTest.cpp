@@ -10,6 +10,7 @@
 #include <boost/asio/ssl.hpp>
 #include <boost/asio/write.hpp>
 
+#include "driverhost/runtime/Digest.h"
 #include "tests/driverhost/support/Certificates.h"
 #include "tests/driverhost/support/ServerFixture.h"
 
@@ -249,6 +250,27 @@ TEST_F(TlsTest, PagesOfThisHostAreItsOwnByTlsOnly) {
     EXPECT_EQ(statusFor("Host: localhost\r\nOrigin: https://localhost:443\r\n"), "204");
     EXPECT_EQ(statusFor("Host: localhost:1\r\nOrigin: http://localhost:1\r\n"), "403");
     EXPECT_EQ(statusFor("Host: localhost\r\nOrigin: https://evil.example\r\n"), "403");
+}
+
+TEST_F(TlsTest, ASessionIsForTlsAlone) {
+    tokens_ = {{Sha256("secret"), ROLE_ADMIN, "", 1}};
+    Serve();
+    const std::string form = "Content-Type: application/x-www-form-urlencoded\r\nContent-Length: 12\r\n";
+    const std::string origin = "Host: localhost\r\nOrigin: https://localhost\r\n";
+    const std::string given =
+        Converse("POST /session HTTP/1.1\r\n" + origin + form + kClosing + "\r\ntoken=secret");
+    const std::string start = "Set-Cookie: __Host-intercom=";
+    ASSERT_THAT(given, HasSubstr(start));
+    EXPECT_THAT(given, HasSubstr("; Path=/; Max-Age=34560000; Secure\r\n"));
+    const std::string id = given.substr(given.find(start) + start.size(), 64);
+    const auto statusFor = [&](const std::string& name) {
+        const std::string cookie = "Cookie: " + name + "=" + id + "\r\n";
+        return Converse("POST /drivers/lamp/commands/nothing HTTP/1.1\r\n" + origin + cookie + kClosing +
+                        "\r\n")
+            .substr(9, 3);
+    };
+    EXPECT_EQ(statusFor("__Host-intercom"), "204");
+    EXPECT_EQ(statusFor("intercom"), "401");
 }
 
 TEST_F(TlsTest, NamesInTheCertificateAreTheHostsOwn) {
