@@ -1,4 +1,7 @@
 // Programs of the home that die in a call, and what the people who talk notice of it.
+#include <nlohmann/json.hpp>
+
+#include "tests/support/process/RunProgram.h"
 #include "tests/telephony/home/House.h"
 
 namespace test {
@@ -47,6 +50,21 @@ protected:
         });
     }
 
+    bool IsRegisteredByTcp(const std::string& user) const {
+        for (const auto& phone : Snapshot().phones)
+            if (phone.user == user) return phone.contact.find(";transport=tcp") != std::string::npos;
+        return false;
+    }
+    /// When the registration of its phone runs out, as the proxy has noted it; 0 when there is none.
+    double EndOfRegistration(const std::string& user) const {
+        const auto status = nlohmann::json::parse(
+            RunProgram({BIN_FOLDER "/sipproxy", "--status", "--json"}, Environment()).output, nullptr, false);
+        if (!status.is_object()) return 0;
+        for (const auto& phone : status["registrations"])
+            if (phone["user"] == user) return std::stod(phone["expires"].get<std::string>());
+        return 0;
+    }
+
     std::unique_ptr<Baresip> hall_, kitchen_;
 };
 
@@ -62,6 +80,40 @@ TEST_F(Survival, ACallAndTheRegistrationsOutliveTheProxysNewRecords) {
     Call(102, 101);
     EXPECT_TRUE(StateBecomes(101, 3));
     EXPECT_EQ(hall_->Log().find("reg: 401"), std::string::npos);
+}
+
+// Its connection ends with Kamailio, which makes one to the phone's own port, until it comes by another.
+TEST_F(Survival, APhoneByTcpCallsAndIsCalledAndAfterNewRecordsAgain) {
+    hall_.reset();
+    Baresip attic(*home_, "attic", 6120, 880, {.transport = "tcp"});
+    EXPECT_TRUE(StateBecomes(103, 0));
+    EXPECT_TRUE(IsRegisteredByTcp("attic"));
+    attic.Do("dial", "sip:kitchen@127.0.0.1");
+    EXPECT_TRUE(StateBecomes(103, 3));
+    Talk(attic, *kitchen_);
+    attic.Do("hangup");
+    EXPECT_TRUE(StateBecomes(102, 0));
+    Call(102, 103);
+    EXPECT_TRUE(StateBecomes(103, 3));
+    const pid_t before = Kamailios().front();
+    Command("applySIPProxyChanges");
+    EXPECT_TRUE(KamailioStartsAgain(before));
+    const double end = EndOfRegistration("attic");
+    Talk(attic, *kitchen_);
+    EXPECT_TRUE(Hears(attic, 660));
+    EXPECT_TRUE(Hears(*kitchen_, 880));
+    attic.Do("hangup");
+    EXPECT_TRUE(StateBecomes(102, 0));
+    EXPECT_TRUE(StateBecomes(103, 0));
+    Call(102, 103);
+    EXPECT_TRUE(StateBecomes(103, 3));
+    HangUp(103);
+    EXPECT_TRUE(WaitUntil([&] { return EndOfRegistration("attic") > end; }));
+    EXPECT_TRUE(StateBecomes(103, 0));
+    Call(102, 103);
+    EXPECT_TRUE(StateBecomes(103, 3));
+    Talk(attic);
+    EXPECT_TRUE(Hears(attic, 660));
 }
 
 TEST_F(Survival, KamailioKilledWhileAPhoneRingsDoesNotStopTheCall) {

@@ -3,6 +3,7 @@
 
 #include "tests/telephony/proxy/support/ProxyFixture.h"
 
+using testing::ContainsRegex;
 using testing::HasSubstr;
 
 namespace proxy {
@@ -20,10 +21,11 @@ protected:
     }
     std::string PhoneLog() const { return test::ReadFile(folder_ / "phone.log"); }
 
-    std::unique_ptr<test::Process> StartBaresip(const std::string& password) {
+    std::unique_ptr<test::Process> StartBaresip(const std::string& password,
+                                                const std::string& parameters = "") {
         std::filesystem::create_directory(folder_ / "phone");
         test::WriteFile(folder_ / "phone/accounts",
-                        "<sip:hall@" + address_ + ">;auth_pass=" + password + ";regint=10\n");
+                        "<sip:hall@" + address_ + parameters + ">;auth_pass=" + password + ";regint=10\n");
         test::WriteFile(folder_ / "phone/config",
                         "sip_listen " + address_ + ":6100\nnet_interface " + address_ +
                             "\nmodule_path /usr/lib/baresip/modules\nmodule g711.so\n"
@@ -37,6 +39,13 @@ TEST_F(Phones, Baresip) {
     const auto phone = StartBaresip("hall-password");
     EXPECT_TRUE(IsRegistered("hall")) << PhoneLog();
     EXPECT_THAT(Status(), HasSubstr("(baresip "));
+}
+
+TEST_F(Phones, BaresipByTcp) {
+    Start();
+    const auto phone = StartBaresip("hall-password", ";transport=tcp");
+    EXPECT_TRUE(IsRegistered("hall")) << PhoneLog();
+    EXPECT_THAT(Status(), ContainsRegex("account hall: sip:[^ ]*;transport=tcp \\(baresip "));
 }
 
 TEST_F(Phones, BaresipWithAWrongPassword) {
