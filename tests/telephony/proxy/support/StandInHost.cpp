@@ -149,6 +149,7 @@ std::string StandInHost::Answer(const std::string& target, const std::map<std::s
         return "<drivers><driver><id>101</id><name>hall</name><library>phone</library></driver>"
                "<driver><id>1</id><name>agent</name><library>intercom_agent</library></driver></drivers>";
     if (target == "/sip/accounts") {
+        ++reads_;
         for (const HostAccount& account : home_.accounts)
             text += Account(account);
         return "<accounts>" + text + "</accounts>";

@@ -50,6 +50,8 @@ public:
     /// Replaces what the host knows and tells readers of the event stream that something changed.
     void Change(HostHome home);
     HostHome Home() const;
+    /// How often its accounts have been asked for.
+    int Reads() const { return reads_; }
 
 private:
     using Socket = boost::asio::local::stream_protocol::socket;
@@ -64,6 +66,7 @@ private:
     mutable std::mutex mutex_;
     HostHome home_;
     std::atomic<int> changes_ = 0;
+    std::atomic<int> reads_ = 0;
     std::atomic<bool> ending_ = false;
     const std::string path_;
     boost::asio::io_context context_;
