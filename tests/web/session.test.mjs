@@ -116,7 +116,7 @@ test('another tablet of this browser is no right to this one, until its token is
     await page.goto(`${host.url}/tablet/kitchen`);
     await isReady(page);
     await press(page, 'Settings');
-    await says(page, 'As kitchen, study');
+    await says(page, 'As Kitchen, study');
     await closeAll(page);
 });
 

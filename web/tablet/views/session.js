@@ -46,7 +46,8 @@ export function sessionCard(tablet) {
     const isSure = tablet.at.id === 'sign-out';
     const others = session.tablets.filter((name) => name !== tablet.name);
     const ask = () => (isSure ? tablet.signOut() : tablet.go('settings', 'sign-out'));
-    const who = session.role === 'admin' ? t('roleAdmin') : session.role === 'household' ? t('roleHousehold') : session.tablets.join(', ');
+    const names = session.tablets.map((name) => (name === tablet.name && tablet.identity?.attribute('name')) || name);
+    const who = session.role === 'admin' ? t('roleAdmin') : session.role === 'household' ? t('roleHousehold') : names.join(', ');
     return html`<section class="card">
         <h2>${t('session')}</h2>
         <p class="state-line">${icon('lock')}${t('signedInAs', { who })}</p>
