@@ -230,6 +230,17 @@ test('the screen rests as a clock; the first touch wakes it and does nothing els
     await closeAll(page);
 });
 
+test('pages that could not be fetched are fetched again when they are asked for', async () => {
+    const page = await (await browser.newContext()).newPage();
+    await page.route('**/views/pages.js', (route) => route.abort());
+    await page.goto(`${host.url}/tablet/kitchen`);
+    await page.getByRole('button', { name: 'Settings' }).click();
+    await page.getByText('Reading the home').waitFor();
+    await page.unroute('**/views/pages.js');
+    await page.getByRole('heading', { name: 'Settings' }).waitFor();
+    await page.context().close();
+});
+
 test('a page that closes says so', async () => {
     const page = await openTablet(browser, host, 'kitchen');
     await page.goto('about:blank');

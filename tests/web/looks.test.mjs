@@ -233,7 +233,7 @@ test('the first load is small, and nothing comes from anywhere else', async () =
     const requests = [];
     page.on('request', (request) => requests.push(request.url()));
     // The home is there without what is fetched after it.
-    await page.route(/views[/](pages|session)[.]js$/, (route) => route.abort());
+    await page.route(/views[/](announce|pages|session)[.]js$/, (route) => route.abort());
     await page.goto(`${host.url}/tablet/kitchen`);
     await untilTrue(page, () => window.tablet?.home.isRead && !!document.querySelector('.tile'));
     // The files' own bytes as they come, without HTTP's heads and the answers of commands.

@@ -1,6 +1,6 @@
 // Which screen is shown: who rings goes before who talks, calls before everything else.
 import { html, keyed, nothing, repeat } from '../../vendor/lit/lit.js';
-import { announceView, liveBar, ringingView, talkingView } from './call.js';
+import { liveBar, ringingView, talkingView } from './call.js';
 import { homeView, notices } from './home.js';
 import { clockTime, pageHead } from './parts.js';
 
@@ -53,11 +53,10 @@ export const appView = (tablet) => html`
 function screen(tablet) {
     const { ringing, foremost } = tablet.calls;
     if (ringing) return keyed('ringing', ringingView(tablet, ringing));
-    if (foremost?.isSpeaking) return keyed('announce', announceView(tablet, foremost));
+    if (foremost?.isSpeaking) return page(tablet, 'announce');
     if (foremost) return keyed('talking', talkingView(tablet, foremost));
     if (tablet.session.lack) return page(tablet, 'signIn');
     const { place } = tablet.at;
-    if (place === 'announce') return keyed('announce', announceView(tablet, undefined));
     return place === 'home' ? keyed('home', homeView(tablet)) : page(tablet, place);
 }
 

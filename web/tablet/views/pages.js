@@ -1,7 +1,8 @@
-// What lies behind the tiles and the bar: a device, a group, calls, contacts, settings; and signing in. None of it is
-// needed at once, so it comes when the home is there.
+// What lies behind the tiles and the bar: a device, a group, announcing, calls, contacts, settings; and signing in. None
+// of it is needed at once, so it comes when the home is there.
 import { html, nothing, repeat } from '../../vendor/lit/lit.js';
 import { LANGUAGES } from '../../common/i18n.js';
+import { announceView } from './announce.js';
 import { stateOf } from './home.js';
 import { button, callTime, choice, clockTime, deviceButtons, icon, iconButton, keypad, pageHead, volume } from './parts.js';
 import { sessionCard, signInView } from './session.js';
@@ -205,6 +206,7 @@ function status(tablet) {
 export const views = {
     device: deviceView,
     group: groupView,
+    announce: announceView,
     recents: recentsView,
     contacts: contactsView,
     settings: settingsView,
