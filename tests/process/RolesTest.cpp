@@ -72,6 +72,9 @@ protected:
         const std::string buttons = "<buttons><button><id>1</id><name>Gate</name></button></buttons>";
         WriteHome(Driver(1, "agent", "intercom_agent") +
                   Driver(101, "hall", "panel", "<key>hall</key><name>Hall</name>" + buttons) +
+                  Driver(104, "door", "phone",
+                         "<key>door</key><password>pw</password><callControl>/nowhere</callControl>"
+                         "<buttons><button><name>Open</name><info>9</info></button></buttons>") +
                   Driver(301, "kitchen", "tablet", "<key>kitchen</key><callControl>/nowhere</callControl>") +
                   Driver(302, "study", "tablet", "<key>study</key><callControl>/nowhere</callControl>"));
         WriteTokens("admin master\nhousehold family\ntablet kitchen cook\ntablet study read\n");
@@ -178,6 +181,7 @@ protected:
             const std::string number = std::to_string(property);
             AsAdmin("/drivers/hall/commands/notifyChanged", "property=" + number + "&id=99999");
         }
+        AsAdmin(kAgent + "CUSTOM_BUTTON", "idDevice=104&button=Open");
         AsAdmin(kAgent + "eraseUser", "key=u");
         AsAdmin("/drivers/hall/commands/reportCall", "displayName=X");
         AsAdmin(kAgent + "deleteRecentContact", "id=0");

@@ -99,6 +99,7 @@ constexpr Right kTable[] = {
     {kHome,      kTold,    kEvents,  Of::Any,   "DeviceSendVideoChanged"},
     {kHome,      kTold,    kEvents,  Of::Any,   "DeviceExcludeNavChanged"},
     {kHome,      kTold,    kEvents,  Of::Any,   "DeviceRingToneChanged"},
+    {kHome,      kTold,    kEvents,  Of::Any,   "DeviceButtonPressed"},
     {kHome,      kTold,    kEvents,  Of::Any,   "GroupAdded"},
     {kHome,      kTold,    kEvents,  Of::Any,   "GroupRemoved"},
     {kHome,      kTold,    kEvents,  Of::Any,   "GroupChanged"},
