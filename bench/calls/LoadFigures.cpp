@@ -33,8 +33,10 @@ constexpr int kSecondSound = 50000;
 constexpr milliseconds kTalking(10000);
 constexpr milliseconds kSettling(1500);
 constexpr unsigned kAtOnce = 10;  // calls under way where the rate is measured
-constexpr milliseconds kWarm(1000);
-constexpr milliseconds kRated(4000);
+// Kamailio keeps a transaction for five seconds; what a home gives it for them is full after a thousand
+// calls.
+constexpr milliseconds kWarm(500);
+constexpr milliseconds kRated(1500);
 constexpr int kRateRounds = 3;
 
 /// A hundred rooms at two phones, ordered by a tool on call control's socket.
@@ -174,13 +176,14 @@ json FiftyCalls() {
 }
 
 json CallRate() {
-    Hotel hotel(RoomPhone::Kind::Answers, RoomPhone::Kind::Answers);
-    for (unsigned pair = 1; pair <= kAtOnce; ++pair)
-        hotel.Order(pair);
-    CallsEnded(hotel, kWarm);
     json rate = json::array();
-    for (int round = 0; round < kRateRounds; ++round)
+    for (int round = 0; round < kRateRounds; ++round) {
+        Hotel hotel(RoomPhone::Kind::Answers, RoomPhone::Kind::Answers);
+        for (unsigned pair = 1; pair <= kAtOnce; ++pair)
+            hotel.Order(pair);
+        CallsEnded(hotel, kWarm);
         rate.push_back(CallsEnded(hotel, kRated));
+    }
     return {{"rate", rate}};
 }
 
