@@ -15,6 +15,22 @@ void PrintTo(const Style& style, std::ostream* stream) {
 
 class AutoAnswer : public House, public testing::WithParamInterface<Style> {
 protected:
+    void SetUp() override {
+        House::SetUp();
+        if (IsSkipped() || HasFatalFailure()) return;
+        hall_ = std::make_unique<Baresip>(*home_, "hall", 6100, 440);
+        kitchen_ = std::make_unique<Sipp>(*home_, "kitchen", 6110, "asked.xml",
+                                          Sipp::Settings{.asked = GetParam().asked});
+        ASSERT_TRUE(StateBecomes(101, 0));
+        ASSERT_TRUE(StateBecomes(102, 0));
+    }
+
+    void TearDown() override {
+        hall_.reset();
+        kitchen_.reset();
+        House::TearDown();
+    }
+
     std::string Drivers() const override {
         return PhoneDriver(101, "hall", "Hall") +
                PhoneDriver(102, "kitchen", "Kitchen",
@@ -27,40 +43,34 @@ protected:
         form.insert(form.end(), more.begin(), more.end());
         Command(command, form);
     }
+
+    /// By the kitchen's own script.
+    void ExpectAllWentAsAsked() const {
+        HangUp(101);
+        EXPECT_EQ(kitchen_->Wait(), 0);
+    }
+
+    std::unique_ptr<Baresip> hall_;
+    std::unique_ptr<Sipp> kitchen_;
 };
 
 TEST_P(AutoAnswer, IsAskedForWhereNobodyIsToRing) {
-    Baresip hall(*home_, "hall", 6100, 440);
-    Sipp kitchen(*home_, "kitchen", 6110, "asked.xml", {.asked = GetParam().asked});
-    EXPECT_TRUE(StateBecomes(101, 0));
-    EXPECT_TRUE(StateBecomes(102, 0));
     CallTheKitchen("SIP_REGULAR_CALL", {{"ring", "0"}});
     EXPECT_TRUE(StateBecomes(102, 3));
-    EXPECT_TRUE(Hears(hall, 440));  // it sends back what it is sent
-    HangUp(101);
-    EXPECT_EQ(kitchen.Wait(), 0);
+    EXPECT_TRUE(Hears(*hall_, 440));  // it sends back what it is sent
+    ExpectAllWentAsAsked();
 }
 
 TEST_P(AutoAnswer, IsAskedForByWhoMonitors) {
-    Baresip hall(*home_, "hall", 6100, 440);
-    Sipp kitchen(*home_, "kitchen", 6110, "asked.xml", {.asked = GetParam().asked});
-    EXPECT_TRUE(StateBecomes(101, 0));
-    EXPECT_TRUE(StateBecomes(102, 0));
     CallTheKitchen("SIP_MONITOR_CALL", {});
     EXPECT_TRUE(StateBecomes(102, 3));
-    HangUp(101);
-    EXPECT_EQ(kitchen.Wait(), 0);
+    ExpectAllWentAsAsked();
 }
 
 TEST_P(AutoAnswer, IsNotAskedForWhereItIsToRing) {
-    Baresip hall(*home_, "hall", 6100, 440);
-    Sipp kitchen(*home_, "kitchen", 6110, "asked.xml", {.asked = GetParam().asked});
-    EXPECT_TRUE(StateBecomes(101, 0));
-    EXPECT_TRUE(StateBecomes(102, 0));
     CallTheKitchen("SIP_REGULAR_CALL", {{"ring", "1"}});
     EXPECT_TRUE(StateBecomes(102, 2));
-    HangUp(101);
-    EXPECT_EQ(kitchen.Wait(), 0);
+    ExpectAllWentAsAsked();
 }
 
 INSTANTIATE_TEST_SUITE_P(Styles, AutoAnswer,
