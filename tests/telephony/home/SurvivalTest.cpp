@@ -65,6 +65,35 @@ protected:
         return 0;
     }
 
+    pid_t SipproxyId() const { return std::stoi(ReadFile(folder_ / "sysman/sipproxy.process")); }
+
+    void ExpectACallOutlivesAKill(pid_t killed) const {
+        StartTalking();
+        const pid_t before = Kamailios().front();
+        kill(killed, SIGKILL);
+        EXPECT_TRUE(KamailioStartsAgain(before));
+        ExpectBothHearEachOther();
+        hall_->Do("hangup");
+        EXPECT_TRUE(StateBecomes(101, 0));
+        EXPECT_TRUE(StateBecomes(102, 0));
+    }
+
+    void ExpectWhoRingsIsConnectedAfterAKill(pid_t killed) {
+        hall_.reset();
+        Baresip attic(*home_, "attic", 6120, 880, {.answers = false});
+        EXPECT_TRUE(StateBecomes(103, 0));
+        Call(102, 103);
+        EXPECT_TRUE(StateBecomes(103, 2));
+        const pid_t before = Kamailios().front();
+        kill(killed, SIGKILL);
+        EXPECT_TRUE(KamailioStartsAgain(before));
+        attic.Do("accept");
+        EXPECT_TRUE(StateBecomes(103, 3));
+        EXPECT_TRUE(StateBecomes(102, 3));
+        Talk(attic);
+        EXPECT_TRUE(Hears(attic, 660));
+    }
+
     std::unique_ptr<Baresip> hall_, kitchen_;
 };
 
@@ -117,30 +146,11 @@ TEST_F(Survival, APhoneByTcpCallsAndIsCalledAndAfterNewRecordsAgain) {
 }
 
 TEST_F(Survival, KamailioKilledWhileAPhoneRingsDoesNotStopTheCall) {
-    hall_.reset();
-    Baresip attic(*home_, "attic", 6120, 880, {.answers = false});
-    EXPECT_TRUE(StateBecomes(103, 0));
-    Call(102, 103);
-    EXPECT_TRUE(StateBecomes(103, 2));
-    const pid_t before = Kamailios().front();
-    kill(before, SIGKILL);
-    EXPECT_TRUE(KamailioStartsAgain(before));
-    attic.Do("accept");
-    EXPECT_TRUE(StateBecomes(103, 3));
-    EXPECT_TRUE(StateBecomes(102, 3));
-    Talk(attic);
-    EXPECT_TRUE(Hears(attic, 660));
+    ExpectWhoRingsIsConnectedAfterAKill(Kamailios().front());
 }
 
 TEST_F(Survival, KamailioKilledInACallComesBackAndTheCallGoesOn) {
-    StartTalking();
-    const pid_t before = Kamailios().front();
-    kill(before, SIGKILL);
-    EXPECT_TRUE(KamailioStartsAgain(before));
-    ExpectBothHearEachOther();
-    hall_->Do("hangup");
-    EXPECT_TRUE(StateBecomes(101, 0));
-    EXPECT_TRUE(StateBecomes(102, 0));
+    ExpectACallOutlivesAKill(Kamailios().front());
 }
 
 TEST_F(Survival, RtpengineKilledWhileItRingsIsNotNoticedByWhoAnswers) {
@@ -182,29 +192,11 @@ TEST_F(Survival, AHostKilledWhileItRingsFindsTheCallAndWhoAnswersIsConnected) {
 }
 
 TEST_F(Survival, SipproxyKilledWhileAPhoneRingsDoesNotStopTheCall) {
-    hall_.reset();
-    Baresip attic(*home_, "attic", 6120, 880, {.answers = false});
-    EXPECT_TRUE(StateBecomes(103, 0));
-    Call(102, 103);
-    EXPECT_TRUE(StateBecomes(103, 2));
-    const pid_t before = Kamailios().front();
-    kill(std::stoi(ReadFile(folder_ / "sysman/sipproxy.process")), SIGKILL);
-    EXPECT_TRUE(KamailioStartsAgain(before));
-    attic.Do("accept");
-    EXPECT_TRUE(StateBecomes(103, 3));
-    Talk(attic);
-    EXPECT_TRUE(Hears(attic, 660));
+    ExpectWhoRingsIsConnectedAfterAKill(SipproxyId());
 }
 
 TEST_F(Survival, SipproxyKilledInACallComesBackAndTheCallGoesOn) {
-    StartTalking();
-    const pid_t before = Kamailios().front();
-    kill(std::stoi(ReadFile(folder_ / "sysman/sipproxy.process")), SIGKILL);
-    EXPECT_TRUE(KamailioStartsAgain(before));
-    ExpectBothHearEachOther();
-    kitchen_->Do("hangup");
-    EXPECT_TRUE(StateBecomes(101, 0));
-    EXPECT_TRUE(StateBecomes(102, 0));
+    ExpectACallOutlivesAKill(SipproxyId());
 }
 
 TEST_F(Survival, AKilledHostFindsItsCallsAgain) {

@@ -118,6 +118,7 @@ RoomPhone::RoomPhone(CallHome& home, Kind kind, int port, int soundPort) {
                                    "-mp",
                                    std::to_string(soundPort),
                                    "-nostdin",
+                                   "-aa",  // as phones do, they answer OPTIONS in a call
                                    "-trace_err",
                                    "-error_file",
                                    (folder / "errors").string()};
